@@ -8,7 +8,7 @@ target_compile_options(corvane_flags INTERFACE
 target_compile_definitions(corvane_flags INTERFACE _GNU_SOURCE)
 
 if(CMAKE_BUILD_TYPE STREQUAL "Release")
-  target_compile_definitions(corvane_flags INTERFACE _FORTIFY_SOURCE=2)
+  target_compile_definitions(corvane_flags INTERFACE _FORTIFY_SOURCE=3)
   target_compile_options(corvane_flags INTERFACE -fstack-clash-protection -fcf-protection)
   target_link_options(corvane_flags INTERFACE -Wl,-z,relro,-z,now)
 else()
