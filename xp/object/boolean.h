@@ -3,9 +3,9 @@
 #ifndef XP_OBJECT_BOOLEAN_H
 #define XP_OBJECT_BOOLEAN_H
 
-#include <stdint.h>
-
 #include "xp/object/object.h"
+
+#include <stdint.h>
 
 // "bool"
 uint32_t xp_boolean_type();

@@ -1,5 +1,5 @@
-// Heap blocks of the runtime. Every allocation of the runtime and of the IPC library goes through these functions;
-// exhaustion gives null, never a throw or an abort. Safe from any thread.
+// Heap blocks of the runtime. Every allocation of the runtime and of the IPC library goes through these
+// functions; exhaustion gives null, never a throw or an abort. Safe from any thread.
 
 #ifndef XP_OBJECT_MEMORY_H
 #define XP_OBJECT_MEMORY_H
@@ -11,7 +11,8 @@
 void *xp_alloc(size_t size);
 
 // Resizes `block`; a null block gives a zeroed one. The grown part is not zeroed.
-// Deliberate: on failure the old block is freed and null returned, so a caller never frees after a failed resize.
+// Deliberate: on failure the old block is freed and null returned, so a caller never frees after a failed
+// resize.
 void *xp_realloc(void *block, size_t size);
 
 // Free a block made by xp_alloc or xp_realloc; null is ignored. Both names do the same.
@@ -25,9 +26,9 @@ void *xp_alloc_fast(size_t size, int64_t ignored, void *buffer, size_t buffer_si
 // Frees a block of xp_alloc_fast unless it is null or the caller's own `buffer`.
 void xp_free_fast(void *block, void *buffer);
 
-// A zeroed block of `size` bytes on a multiple of `alignment`, a power of two: 0 means 16, more than 256 is cut to
-// 256. The block always has at least one byte in front of it, which holds the distance to the real block less 1.
-// Only xp_free_aligned may free it.
+// A zeroed block of `size` bytes on a multiple of `alignment`, a power of two: 0 means 16, more than 256 is
+// cut to 256. The block always has at least one byte in front of it, which holds the distance to the real
+// block less 1. Only xp_free_aligned may free it.
 void *xp_alloc_aligned(size_t size, size_t alignment);
 void xp_free_aligned(void *block);
 

@@ -1,11 +1,12 @@
-// xp::ref owns one reference to an object and releases it. Function bodies use it; signatures use plain pointers.
+// xp::ref owns one reference to an object and releases it. Function bodies use it; signatures use plain
+// pointers.
 
 #ifndef XP_OBJECT_REF_H
 #define XP_OBJECT_REF_H
 
-#include <utility>
-
 #include "xp/object/object.h"
+
+#include <utility>
 
 namespace xp {
 

@@ -1,5 +1,5 @@
-// The reference count of an object: a plain 32-bit integer that is touched through std::atomic_ref here and nowhere
-// else. Internal to those who define types.
+// The reference count of an object: a plain 32-bit integer that is touched through std::atomic_ref here and
+// nowhere else. Internal to those who define types.
 
 #ifndef XP_OBJECT_REFCOUNT_H
 #define XP_OBJECT_REFCOUNT_H
@@ -10,16 +10,23 @@
 
 namespace xp::refcount {
 
-// A new owner needs an existing one to get its reference from, so nothing has to be ordered here; full ordering is
-// promised to callers all the same and costs nothing on x86-64, where every locked addition is a full barrier.
-inline void up(int32_t &count) { std::atomic_ref(count).fetch_add(1, std::memory_order_seq_cst); }
+// A new owner needs an existing one to get its reference from, so nothing has to be ordered here; full
+// ordering is promised to callers all the same and costs nothing on x86-64, where every locked addition is a
+// full barrier.
+inline void up(int32_t &count) {
+  std::atomic_ref(count).fetch_add(1, std::memory_order_seq_cst);
+}
 
-// The count before it went down. Release makes this owner's writes visible to whoever destroys the object; acquire
-// makes all the other owners' writes visible to us if that is who we are.
-inline int32_t down(int32_t &count) { return std::atomic_ref(count).fetch_sub(1, std::memory_order_seq_cst); }
+// The count before it went down. Release makes this owner's writes visible to whoever destroys the object;
+// acquire makes all the other owners' writes visible to us if that is who we are.
+inline int32_t down(int32_t &count) {
+  return std::atomic_ref(count).fetch_sub(1, std::memory_order_seq_cst);
+}
 
 // A momentary reading. Acquire, so that an owner who reads 1 sees what the former owners wrote.
-inline int32_t read(int32_t &count) { return std::atomic_ref(count).load(std::memory_order_acquire); }
+inline int32_t read(int32_t &count) {
+  return std::atomic_ref(count).load(std::memory_order_acquire);
+}
 
 }  // namespace xp::refcount
 

@@ -1,32 +1,33 @@
-// For those who define an object type: the header that every object begins with, and the one way to build, downcast
-// and end an object. Code that only uses objects needs xp/object/object.h.
+// For those who define an object type: the header that every object begins with, and the one way to build,
+// downcast and end an object. Code that only uses objects needs xp/object/object.h.
 //
-// A type derives its struct from xp_obj, keeps it private to its .cpp file, has one static constexpr xp::ops table,
-// builds with xp::make and ends with xp::destroy:
+// A type derives its struct from xp_obj, keeps it private to its .cpp file, has one static constexpr xp::ops
+// table, builds with xp::make and ends with xp::destroy:
 //
 //   struct point : xp_obj { static constexpr uint32_t code = xp_code("pnt "); int64_t x, y; };
 //   static void point_release(xp_obj *obj) { if (xp_prerelease(obj)) xp::destroy(obj); }
-//   static constexpr xp::ops point_ops = {.retain = xp_obj_retain, .release = point_release, .compare = nullptr,
+//   static constexpr xp::ops point_ops = {.retain = xp_obj_retain, .release = point_release, .compare =
+//   nullptr,
 //                                         .textify = nullptr, .control = nullptr};
 //   xp_obj *point_new() { return xp::make<point>(point_ops); }
 
 #ifndef XP_OBJECT_TYPE_H
 #define XP_OBJECT_TYPE_H
 
+#include "xp/object/memory.h"
+#include "xp/object/object.h"
+
 #include <stdint.h>
 
 #include <type_traits>
 
-#include "xp/object/memory.h"
-#include "xp/object/object.h"
-
 // The header. Only the generic operations of xp/object/object.h dispatch through it.
 struct xp_obj {
-  int32_t refs;                                    // owners; touched only through xp/object/refcount.h
-  uint32_t type;                                   // four-character type code
-  xp_obj *(*retain)(xp_obj *obj);                  // adds a reference and returns the object
-  void (*release)(xp_obj *obj);                    // drops a reference, destroys with the last one
-  int64_t (*compare)(xp_obj *a, xp_obj *b);        // order of two objects of this type; may be null
+  int32_t refs;                              // owners; touched only through xp/object/refcount.h
+  uint32_t type;                             // four-character type code
+  xp_obj *(*retain)(xp_obj *obj);            // adds a reference and returns the object
+  void (*release)(xp_obj *obj);              // drops a reference, destroys with the last one
+  int64_t (*compare)(xp_obj *a, xp_obj *b);  // order of two objects of this type; may be null
   int64_t (*textify)(xp_obj *obj, char *buffer, int64_t capacity);  // see xp_textify; may be null
   int64_t (*control)(xp_obj *obj, uint32_t code, int64_t argument, void *pointer);  // may be null
 };
@@ -60,8 +61,8 @@ inline void set_ops(xp_obj *obj, const ops &table) {
   obj->control = table.control;
 }
 
-// A new zeroed object of type T with count 1 and `tail` further zeroed bytes behind the struct; null when memory is
-// exhausted or the sizes overflow.
+// A new zeroed object of type T with count 1 and `tail` further zeroed bytes behind the struct; null when
+// memory is exhausted or the sizes overflow.
 template <typename T>
 T *make(const ops &table, size_t tail = 0) {
   static_assert(std::is_base_of_v<xp_obj, T> && std::is_trivially_destructible_v<T>);
@@ -79,7 +80,9 @@ void destroy(xp_obj *obj);
 int64_t live_objects();
 
 // A pointer as the result of a control operation, and back.
-inline int64_t result(const void *pointer) { return static_cast<int64_t>(reinterpret_cast<intptr_t>(pointer)); }
+inline int64_t result(const void *pointer) {
+  return static_cast<int64_t>(reinterpret_cast<intptr_t>(pointer));
+}
 template <typename T = xp_obj>
 T *result_pointer(int64_t result) {
   return reinterpret_cast<T *>(static_cast<intptr_t>(result));
