@@ -1,5 +1,5 @@
-// Where the client's own files lie. Bundles, frameworks and helpers have fixed absolute paths; when the environment
-// variable CORVANE_ROOT is set and not empty they are looked for below that folder instead.
+// Where the client's own files lie. Bundles, frameworks and helpers have fixed absolute paths; when the
+// environment variable CORVANE_ROOT is set and not empty they are looked for below that folder instead.
 
 #ifndef XP_SERVICE_SYSTEM_ROOT_H
 #define XP_SERVICE_SYSTEM_ROOT_H

@@ -1,12 +1,12 @@
-// Traversals ("trav"): objects that walk a container. A traversal holds a reference to what it walks and belongs to one
-// thread at a time. One that has ended stays ended until it is reset.
+// Traversals ("trav"): objects that walk a container. A traversal holds a reference to what it walks and
+// belongs to one thread at a time. One that has ended stays ended until it is reset.
 
 #ifndef XP_SERVICE_TRAVERSAL_H
 #define XP_SERVICE_TRAVERSAL_H
 
-#include <stdint.h>
-
 #include "xp/object/object.h"
+
+#include <stdint.h>
 
 // Arguments of XP_CTL_TRAVERSE: the first four are answered by traversals, the last by containers, with their
 // traversal constructor.
@@ -18,8 +18,8 @@ enum : int64_t {
   XP_TRAV_COUNT = 5,
 };
 
-// What a container supplies to be walked. `state` is the traversal's own zeroed memory; next and prev return new
-// references, null at the end. `prev` may be null: the traversal runs forward only.
+// What a container supplies to be walked. `state` is the traversal's own zeroed memory; next and prev return
+// new references, null at the end. `prev` may be null: the traversal runs forward only.
 struct xp_trav_ops {
   void (*reset)(xp_obj *container, void *state);
   xp_obj *(*next)(xp_obj *container, void *state);
@@ -30,14 +30,15 @@ struct xp_trav_ops {
 // "trav"
 uint32_t xp_trav_type();
 
-// A traversal of `container` (retained) with `state_size` bytes of state, reset at once. `ops` must live for ever.
+// A traversal of `container` (retained) with `state_size` bytes of state, reset at once. `ops` must live for
+// ever.
 xp_obj *xp_trav_new(xp_obj *container, const xp_trav_ops *ops, int64_t state_size);
 
 // The state of a traversal; null for anything else. For containers whose constructors prepare it.
 void *xp_trav_state(xp_obj *t);
 
-// A traversal of anything that can be walked: a traversal itself is returned retained, a container makes one, any
-// other object gives null.
+// A traversal of anything that can be walked: a traversal itself is returned retained, a container makes one,
+// any other object gives null.
 xp_obj *xp_trav_make(xp_obj *obj);
 
 void xp_trav_reset(xp_obj *t);
