@@ -1,6 +1,6 @@
-// The JSON reader: an event-driven tokenizer that allocates nothing, calls a handler for each value and for each
-// container's opening and closing, and stops at the first fault. More lenient than RFC 8259: commas are optional,
-// literals ignore case, control bytes and bytes from 128 on between tokens are skipped.
+// The JSON reader: an event-driven tokenizer that allocates nothing, calls a handler for each value and for
+// each container's opening and closing, and stops at the first fault. More lenient than RFC 8259: commas are
+// optional, literals ignore case, control bytes and bytes from 128 on between tokens are skipped.
 
 #ifndef XP_PLIST_JSON_H
 #define XP_PLIST_JSON_H
@@ -31,27 +31,32 @@ enum : int64_t {
   XP_JSON_BAD_SYNTAX = -5,  // a token in the wrong place
 };
 
-// What the handler sees; valid during the call. `text` points into the input.
+// What the handler sees; valid during the call, a container's and its key's until the container has closed.
+// `text` points into the input.
 struct xp_json_node {
   xp_json_node *parent;    // enclosing container, or null
   xp_json_node *previous;  // for a value inside an object, the node of its key; else null
   xp_json_kind kind;
-  int64_t length;    // bytes at `text`
-  const char *text;  // strings: between the quotes, escapes as they are; numbers: their characters; booleans: "1"/"0"
+  int64_t length;  // bytes at `text`
+  const char *
+      text;  // strings: between the quotes, escapes as they are; numbers: their characters; booleans: "1"/"0"
 };
 
-// A nonzero result stops the tokenizer, which returns it. `link` is 1 for a value inside an array, the key's node (as
-// an integer) inside an object, else 0.
+// A nonzero result stops the tokenizer, which returns it. `link` is 1 for a value or container inside an
+// array, the key's node (as an integer) inside an object, else 0.
 using xp_json_handler = int64_t (*)(xp_json_event event, xp_json_node *node, void *context, int64_t link);
 
-// Tokenizes a zero-terminated text: an XP_JSON_ result or the handler's.
+// Tokenizes a zero-terminated text: an XP_JSON_ result or the handler's. A null handler only checks the text.
 int64_t xp_json_parse(const char *text, xp_json_handler handler, void *context);
+
+// The same for `length` bytes, which need no terminating zero; a zero byte among them ends the text.
+int64_t xp_json_parsetext(const char *text, int64_t length, xp_json_handler handler, void *context);
 
 // 1 when the node's text equals the name, ASCII letters folded; else 0.
 int32_t xp_json_nodenamed(const xp_json_node *node, const char *name, int64_t length);
 
-// The node's text as an unsigned integer: "0x" and hexadecimal digits, or decimal digits with an optional K, M or G
-// (powers of 1024) that ends it.
+// The node's text as an unsigned integer: "0x" and hexadecimal digits, or decimal digits with an optional K,
+// M or G (powers of 1024) that ends it. Reading stops at any other byte; what exceeds 64 bits wraps.
 // Deliberate: a minus sign ends the number at once, so negative numbers read as 0 here.
 uint64_t xp_json_nodevalue(const xp_json_node *node);
 

@@ -1,0 +1,161 @@
+#include "xp/plist/plist.h"
+
+#include "xp/dict/dict.h"
+#include "xp/object/ref.h"
+#include "xp/plist/detect.h"
+#include "xp/plist/json_tree.h"
+#include "xp/plist/plist_impl.h"
+#include "xp/plist/writer.h"
+
+#include <string.h>
+
+namespace {
+
+constexpr int32_t style_count = 9;
+
+void release(xp_obj *obj) {
+  if (xp_prerelease(obj) == 0) return;
+  xp_release(static_cast<xp_plist *>(obj)->root);
+  xp::destroy(obj);
+}
+
+int64_t control(xp_obj *, uint32_t code, int64_t, void *) {
+  switch (code) {
+    case XP_CTL_STREAM: return xp::result(xp_plist_stream);
+    default: return 0;
+  }
+}
+
+constexpr xp::ops operations = {.retain = xp_obj_retain,
+                                .release = release,
+                                .compare = nullptr,
+                                .textify = xp_plist_textify,
+                                .control = control};
+
+bool is_style(int32_t style) {
+  return style >= 0 && style < style_count;
+}
+
+xp_obj *wrap(xp::ref root, int32_t style) {
+  auto *list = xp::make<xp_plist>(operations);
+  if (list == nullptr) return nullptr;
+  list->style = style;
+  list->root = root.leak();
+  return list;
+}
+
+bool is_json(int32_t style) {
+  return style == XP_PLIST_JSON || style == XP_PLIST_JSON_INDENTED || style == XP_PLIST_JSON_BARE;
+}
+
+// What is written: the root of a property list, or the tree itself, in which style and with which setting.
+struct document {
+  xp_obj *root;
+  const xp_plist_style *style;
+  uint32_t flags;
+};
+
+document document_of(xp_plist &list, int32_t nulls) {
+  return {.root = list.root,
+          .style = &xp_plist_stylerecord(list.style),
+          .flags = nulls != 0 ? XP_PLIST_NULLS : 0U};
+}
+
+// A property list takes the style that it is asked for, when there is such a style.
+document document_of(xp_obj *obj, int32_t style, int32_t nulls) {
+  if (auto *list = xp::as<xp_plist>(obj)) {
+    if (is_style(style)) list->style = style;
+    return document_of(*list, nulls);
+  }
+  return {.root = obj, .style = &xp_plist_stylerecord(style), .flags = nulls != 0 ? XP_PLIST_NULLS : 0U};
+}
+
+int64_t to_buffer(const document &text, char *buffer, int64_t capacity) {
+  if (buffer == nullptr) {
+    xp::measuring_sink sink;
+    xp::write_document(sink, *text.style, text.flags, text.root);
+    return sink.length();
+  }
+  xp::buffer_sink sink(buffer, capacity);
+  xp::write_document(sink, *text.style, text.flags, text.root);
+  return sink.length();
+}
+
+int64_t to_writer(const document &text, xp_writer writer, void *context) {
+  if (writer == nullptr) return 0;
+  xp::stream_sink sink(writer, context);
+  xp::write_document(sink, *text.style, text.flags, text.root);
+  return sink.finish();
+}
+
+}  // namespace
+
+uint32_t xp_plist_type() {
+  return xp_plist::code;
+}
+
+xp_obj *xp_plist_new(const char *text) {
+  return xp_plist_parse(text, -1, XP_PLIST_DETECT);
+}
+
+xp_obj *xp_plist_parse(const char *text, int64_t length, int32_t style) {
+  if (text == nullptr) {
+    xp::ref root = xp::ref::adopt(xp_dict_new(0));
+    return root ? wrap(std::move(root), is_style(style) ? style : 0) : nullptr;
+  }
+  const size_t size = length < 0 ? strlen(text) : static_cast<size_t>(length);
+  if (style < 0 && xp_plist_detect({text, size}) == xp_plist_kind::json) style = XP_PLIST_JSON;
+  if (!is_json(style)) return nullptr;
+  xp::ref root = xp::ref::adopt(xp_plist_jsontree(text, static_cast<int64_t>(size)));
+  return root ? wrap(std::move(root), style) : nullptr;
+}
+
+xp_obj *xp_plist_make(xp_obj *root) {
+  return wrap(xp::ref::share(root), XP_PLIST_JSON);
+}
+
+xp_obj *xp_plist_coerce(xp_obj *obj) {
+  if (obj == nullptr) return nullptr;
+  return xp::as<xp_plist>(obj) != nullptr ? xp_retain(obj) : xp_plist_make(obj);
+}
+
+int32_t xp_plist_setstyle(xp_obj *p, int32_t style) {
+  auto *list = xp::as<xp_plist>(p);
+  if (list == nullptr || !is_style(style)) return -1;
+  list->style = style;
+  return 0;
+}
+
+int32_t xp_plist_getstyle(xp_obj *p) {
+  const auto *list = xp::as<xp_plist>(p);
+  return list == nullptr ? 0 : list->style;
+}
+
+void xp_plist_setnulls(xp_obj *p, int32_t on) {
+  if (auto *list = xp::as<xp_plist>(p)) list->nulls = on != 0 ? 1 : 0;
+}
+
+int64_t xp_plist_stringify(xp_obj *obj, int32_t style, int32_t nulls, char *buffer, int64_t capacity) {
+  return to_buffer(document_of(obj, style, nulls), buffer, capacity);
+}
+
+xp_obj *xp_plist_string(xp_obj *obj, int32_t style, int32_t nulls) {
+  const document text = document_of(obj, style, nulls);
+  xp::string_sink sink;
+  xp::write_document(sink, *text.style, text.flags, text.root);
+  return sink.string();
+}
+
+int64_t xp_plist_streamify(xp_obj *obj, int32_t style, int32_t nulls, xp_writer writer, void *context) {
+  return to_writer(document_of(obj, style, nulls), writer, context);
+}
+
+int64_t xp_plist_textify(xp_obj *p, char *buffer, int64_t capacity) {
+  auto *list = xp::as<xp_plist>(p);
+  return list == nullptr ? 0 : to_buffer(document_of(*list, list->nulls), buffer, capacity);
+}
+
+int64_t xp_plist_stream(xp_obj *p, xp_writer writer, void *context) {
+  auto *list = xp::as<xp_plist>(p);
+  return list == nullptr ? 0 : to_writer(document_of(*list, list->nulls), writer, context);
+}

@@ -1,0 +1,40 @@
+// The writer of object trees: text in the form that a style record describes, into a buffer, an output
+// function or a string. Keys stand in byte order, so equal trees give equal texts. Recurses as deep as the
+// tree.
+//
+// Deliberate: keys are written as stored, without escaping; keys with quotes give invalid JSON. Keys that the
+// JSON reader made keep their escapes, so escaping them here would double those.
+
+#ifndef XP_PLIST_WRITER_H
+#define XP_PLIST_WRITER_H
+
+#include "xp/object/object.h"
+#include "xp/plist/style.h"
+#include "xp/plist/text_sink.h"
+
+#include <stdint.h>
+
+enum : uint32_t {
+  XP_PLIST_NULLS = 1,  // keys with null values are written, in styles that have a text for null
+};
+
+// Writes one node, without the style's header and footer. `depth` is its level: 0 takes the style's top-level
+// texts and no indentation. The bytes written (what fits), or with a null buffer the length of the whole
+// text.
+int64_t xp_plist_itextify(xp_obj *obj, const xp_plist_style *style, uint32_t flags, int64_t depth,
+                          char *buffer, int64_t capacity);
+
+// The same through an output function: the bytes written, or its first negative result.
+int64_t xp_plist_istream(xp_obj *obj, const xp_plist_style *style, uint32_t flags, int64_t depth,
+                         xp_writer writer, void *context);
+
+namespace xp {
+
+// The one core behind them and behind the forms in xp/plist/plist.h: a node; a whole document, header to
+// footer.
+void write_node(text_sink &out, const xp_plist_style &style, uint32_t flags, int64_t depth, xp_obj *obj);
+void write_document(text_sink &out, const xp_plist_style &style, uint32_t flags, xp_obj *root);
+
+}  // namespace xp
+
+#endif
