@@ -1,13 +1,13 @@
-// Arrays ("arry"): growable vectors of object references (or of raw pointer-sized values). An array created with
-// XP_ARRAY_LOCKED locks itself around every operation; any other is for one thread at a time.
+// Arrays ("arry"): growable vectors of object references (or of raw pointer-sized values). An array created
+// with XP_ARRAY_LOCKED locks itself around every operation; any other is for one thread at a time.
 
 #ifndef XP_ARRAY_ARRAY_H
 #define XP_ARRAY_ARRAY_H
 
-#include <stdint.h>
-
 #include "xp/array/sort.h"
 #include "xp/object/object.h"
+
+#include <stdint.h>
 
 enum : uint32_t {
   XP_ARRAY_RAW = 3,     // either bit: values are raw and never retained or released
@@ -20,8 +20,8 @@ uint32_t xp_array_type();
 // An empty array: capacity 0, growth step 1.
 xp_obj *xp_array_new(uint32_t flags);
 
-// Raises the capacity to `capacity` slots when it is smaller; a negative one changes nothing. Returns the capacity,
-// or -1 when memory is exhausted, which empties the array.
+// Raises the capacity to `capacity` slots when it is smaller; a negative one changes nothing. Returns the
+// capacity, or -1 when memory is exhausted, which empties the array.
 int64_t xp_array_setinitial(xp_obj *a, int64_t capacity);
 
 // Slots added when the array is full: below 0 means 1; 0 means that it never grows.
@@ -30,9 +30,9 @@ int64_t xp_array_setgrowth(xp_obj *a, int64_t step);
 // Gives spare slots back. Returns the count, or -1.
 int64_t xp_array_setfinal(xp_obj *a);
 
-// Inserts at `index`, or appends when it is negative or beyond the count. Returns the position, or -1 when the array
-// cannot grow.
-// Deliberate: when memory is exhausted while growing, the array is left empty rather than half-valid.
+// Inserts at `index`, or appends when it is negative or beyond the count. Returns the position, or -1 when
+// the array cannot grow. Deliberate: when memory is exhausted while growing, the array is left empty rather
+// than half-valid.
 int64_t xp_array_insert(xp_obj *a, xp_obj *obj, int64_t index);
 
 // Replaces the element at `index`; 0, or -1 when out of range.
@@ -49,7 +49,8 @@ int64_t xp_array_delete(xp_obj *a, int64_t index);
 
 int64_t xp_array_length(xp_obj *a);
 
-// Calls `visit` for each element (borrowed) until it returns nonzero; -1 when it did, else 0. The lock is held.
+// Calls `visit` for each element (borrowed) until it returns nonzero; -1 when it did, else 0. The lock is
+// held.
 using xp_array_visitor = int64_t (*)(xp_obj *a, int64_t index, xp_obj *value, void *context);
 int64_t xp_array_enum(xp_obj *a, xp_array_visitor visit, void *context);
 

@@ -1,18 +1,20 @@
-// Lists ("list"): circular doubly linked lists of element objects ("elem"), with the list itself as sentinel. A list
-// created with XP_LIST_LOCKED locks itself around every operation; any other is for one thread at a time.
+// Lists ("list"): circular doubly linked lists of element objects ("elem"), with the list itself as sentinel.
+// A list created with XP_LIST_LOCKED locks itself around every operation; any other is for one thread at a
+// time.
 
 #ifndef XP_ARRAY_LIST_H
 #define XP_ARRAY_LIST_H
 
-#include <stdint.h>
-
 #include "xp/object/object.h"
 
+#include <stdint.h>
+
 enum : uint32_t {
-  XP_LIST_RAW = 1,       // values are raw and never retained or released
-  XP_LIST_ADOPT = 2,     // stored values are taken over as they are, without a retain
-  XP_LIST_LOCKED = 4,    // the list owns a lock and takes it in every operation
-  XP_LIST_WEAK = 8,      // members that only the list holds are dropped by the walks that meet them; off with 1 or 2
+  XP_LIST_RAW = 1,     // values are raw and never retained or released
+  XP_LIST_ADOPT = 2,   // stored values are taken over as they are, without a retain
+  XP_LIST_LOCKED = 4,  // the list owns a lock and takes it in every operation
+  XP_LIST_WEAK =
+      8,  // members that only the list holds are dropped by the walks that meet them; off with 1 or 2
   XP_LIST_RECYCLE = 16,  // released elements are kept for reuse
 };
 
@@ -28,8 +30,8 @@ int64_t xp_list_insert(xp_obj *l, xp_obj *obj);
 // Drops the element that holds this very object. 1, or 0 when there is none.
 int64_t xp_list_remove(xp_obj *l, xp_obj *obj);
 
-// The value behind, before the element that holds `after`, as a new reference; the first, the last when it is null;
-// null at the end or when `after` is not in the list. Elements with a null value are skipped.
+// The value behind, before the element that holds `after`, as a new reference; the first, the last when it is
+// null; null at the end or when `after` is not in the list. Elements with a null value are skipped.
 xp_obj *xp_list_next(xp_obj *l, xp_obj *after);
 xp_obj *xp_list_prev(xp_obj *l, xp_obj *before);
 xp_obj *xp_list_head(xp_obj *l);

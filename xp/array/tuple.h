@@ -1,12 +1,12 @@
-// Tuples ("tupl"): a fixed number of objects or raw values, made in one call and immutable afterwards, so they may be
-// shared between threads.
+// Tuples ("tupl"): a fixed number of objects or raw values, made in one call and immutable afterwards, so
+// they may be shared between threads.
 
 #ifndef XP_ARRAY_TUPLE_H
 #define XP_ARRAY_TUPLE_H
 
-#include <stdint.h>
-
 #include "xp/object/object.h"
+
+#include <stdint.h>
 
 // "tupl"
 uint32_t xp_tuple_type();

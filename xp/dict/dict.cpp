@@ -1,0 +1,346 @@
+#include "xp/dict/dict.h"
+
+#include "xp/dict/dict_impl.h"
+#include "xp/dict/hash.h"
+#include "xp/object/deferred_release.h"
+#include "xp/object/ref.h"
+#include "xp/string/string.h"
+
+#include <assert.h>
+#include <string.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace xp::dict {
+namespace {
+
+constexpr uint32_t first_chunk_size = 128;
+constexpr uint32_t largest_chunk_size = 32768;
+constexpr uint32_t first_grown_bucket_count = 16;
+constexpr uint32_t largest_bucket_count = 32768;
+
+// A key as it is looked up: cut to its longest length.
+struct lookup {
+  const char *bytes;
+  uint32_t length;
+  uint32_t hash;
+};
+
+lookup make_lookup(object *d, const char *key, int64_t length) {
+  size_t bytes = length < 0 ? strnlen(key, longest_key) : static_cast<size_t>(length);
+  // Deliberate: two keys that agree in their first 255 bytes are one key; an entry has one byte for the
+  // length.
+  bytes = std::min<size_t>(bytes, longest_key);
+  return {key, static_cast<uint32_t>(bytes), dict_hash::of(key, bytes, d->has(XP_DICT_NOCASE))};
+}
+
+bool matches(object *d, entry *e, const lookup &key) {
+  if (e->key_length != key.length) return false;
+  bool nocase = d->has(XP_DICT_NOCASE);
+  auto first = static_cast<unsigned char>(*e->key());
+  auto wanted = static_cast<unsigned char>(*key.bytes);
+  if (first != wanted && (!nocase || dict_hash::fold(first) != dict_hash::fold(wanted))) return false;
+  return dict_hash::same_key(e->key(), key.bytes, key.length, nocase);
+}
+
+entry **bucket_of(object *d, uint32_t hash) {
+  return &d->buckets[hash & (d->bucket_count - 1)];
+}
+
+// The link that points to the key's entry; the null link at the end of its chain when there is none.
+entry **find(object *d, const lookup &key) {
+  entry **link = bucket_of(d, key.hash);
+  while (*link != nullptr && !matches(d, *link, key))
+    link = &(*link)->next;
+  return link;
+}
+
+// The count changes under the lock only, but is read without it.
+void add_to_count(object *d, uint32_t difference) {
+  std::atomic_ref(d->count).store(d->count + difference, std::memory_order_relaxed);
+}
+
+// --- Room for entries ---
+
+uint32_t entry_size(uint32_t key_length) {
+  return (key_length + 24) & ~uint32_t{7};
+}
+
+bool add_chunk(object *d, uint32_t key_length) {
+  uint32_t size = d->chunk_size;
+  while (size < key_length + 33)
+    size *= 2;
+  auto *c = static_cast<chunk *>(xp_alloc(size));
+  if (c == nullptr) return false;
+  c->capacity = size - static_cast<uint32_t>(sizeof(chunk));
+  assert(c->capacity % 8 == 0);
+  if (d->chunk_size < largest_chunk_size) d->chunk_size *= 2;
+  c->next = d->chunks;
+  d->chunks = c;
+  return true;
+}
+
+bool make_room(object *d, uint32_t key_length) {
+  chunk *newest = d->chunks;
+  return newest->capacity - newest->used >= key_length + 17 || add_chunk(d, key_length);
+}
+
+entry *carve(object *d, uint32_t key_length) {
+  chunk *c = d->chunks;
+  auto *e = reinterpret_cast<entry *>(c->entries() + c->used);
+  c->used = std::min(c->used + entry_size(key_length), c->capacity);
+  return e;
+}
+
+void rehash(object *d, uint32_t bucket_count) {
+  auto **buckets = static_cast<entry **>(xp_alloc(bucket_count * sizeof(entry *)));
+  if (buckets == nullptr) return;  // the old table goes on serving, with longer chains
+  bool nocase = d->has(XP_DICT_NOCASE);
+  for (uint32_t i = 0; i < d->bucket_count; ++i) {
+    while (entry *e = d->buckets[i]) {
+      d->buckets[i] = e->next;
+      entry **to = &buckets[dict_hash::of(e->key(), e->key_length, nocase) & (bucket_count - 1)];
+      e->next = std::exchange(*to, e);
+    }
+  }
+  if (d->buckets != d->inline_buckets) xp_free(d->buckets);
+  d->buckets = buckets;
+  d->bucket_count = bucket_count;
+}
+
+// Deliberate: the first 16 keys share the two inline buckets, so that small dictionaries need no table of
+// their own.
+void grow(object *d) {
+  if (d->bucket_count < first_grown_bucket_count) {
+    if (d->count > first_grown_bucket_count) rehash(d, first_grown_bucket_count);
+  } else if (d->count > d->bucket_count && d->bucket_count < largest_bucket_count) {
+    rehash(d, d->bucket_count * 2);
+  }
+}
+
+// An entry for a new key, counted; null when memory is exhausted.
+entry *new_entry(object *d, uint32_t key_length) {
+  if (d->has(XP_DICT_RECYCLE)) {
+    entry **list = d->free_list(key_length);
+    if (entry *e = *list) {
+      *list = e->next;
+      add_to_count(d, 1);
+      return e;
+    }
+  }
+  if (!make_room(d, key_length)) return nullptr;
+  add_to_count(d, 1);
+  grow(d);
+  return carve(d, key_length);
+}
+
+// --- Storing and erasing, under the lock ---
+
+// Takes the entry that `link` points to out of its chain and returns its value, which the caller releases.
+xp_obj *unlink(object *d, entry **link) {
+  entry *e = *link;
+  *link = e->next;
+  if (d->has(XP_DICT_RECYCLE)) e->next = std::exchange(*d->free_list(e->key_length), e);
+  add_to_count(d, static_cast<uint32_t>(-1));
+  return std::exchange(e->value, nullptr);
+}
+
+bool insert(object *d, const lookup &key, xp_obj *value) {
+  entry *e = new_entry(d, key.length);
+  if (e == nullptr) return false;
+  entry **bucket = bucket_of(d, key.hash);
+  e->next = std::exchange(*bucket, e);
+  e->value = value;
+  e->key_length = static_cast<uint8_t>(key.length);
+  memcpy(e->key(), key.bytes, key.length);
+  return true;
+}
+
+// Puts an owned value under a key. `released` receives the reference that nobody owns any more: the former
+// value, or the new one when it could not be stored. It is released after the lock is left, so that the end
+// of a value may use the dictionary.
+int32_t put(object *d, const lookup &key, xp_obj *value, xp_obj **released) {
+  crit_guard guard(d->lock);
+  entry **link = find(d, key);
+  bool erases = value == nullptr && d->has(XP_DICT_RECYCLE);
+  if (*link != nullptr) {
+    *released = erases ? unlink(d, link) : std::exchange((*link)->value, value);
+    return 0;
+  }
+  if (erases || insert(d, key, value)) return 0;
+  *released = value;
+  return -1;
+}
+
+// --- Life cycle ---
+
+// The hooks of dictionaries of raw values.
+xp_obj *keep_raw(xp_obj *value) {
+  return value;
+}
+void drop_raw(xp_obj * /*value*/) {}
+
+void destroy(xp_obj *obj) {
+  auto *d = static_cast<object *>(obj);
+  {
+    crit_guard guard(d->lock);
+    walk(d, [d](entry *e) {
+      d->release_value(std::exchange(e->value, nullptr));
+      return 0;
+    });
+  }
+  xp_release(d->blank);
+  xp_release(d->lock);
+  while (d->chunks != &d->inline_chunk)
+    xp_free(std::exchange(d->chunks, d->chunks->next));
+  if (d->buckets != d->inline_buckets) xp_free(d->buckets);
+  xp::destroy(d);
+}
+
+void release(xp_obj *obj) {
+  if (xp_prerelease(obj)) end_container(obj, destroy);
+}
+
+int64_t control(xp_obj *obj, uint32_t code, int64_t argument, void * /*pointer*/) {
+  switch (code) {
+    case XP_CTL_DUPLICATE:
+      return result(duplicate(static_cast<object *>(obj), static_cast<uint32_t>(argument)));
+    case XP_CTL_INSTANCEOF: return argument == xp_code("trav");
+    // Deliberate: no emptiness test. An empty dictionary is truthy, unlike an empty array.
+    default: return 0;
+  }
+}
+
+constexpr ops dict_ops = {
+    .retain = xp_obj_retain, .release = release, .compare = nullptr, .textify = nullptr, .control = control};
+
+uint32_t initial_bucket_count(uint32_t flags) {
+  switch (flags & XP_DICT_BUCKETS_32K) {
+    case XP_DICT_BUCKETS_8K: return 8192;
+    case XP_DICT_BUCKETS_16K: return 16384;
+    case XP_DICT_BUCKETS_32K: return 32768;
+    default: return inline_bucket_count;
+  }
+}
+
+bool make_parts(object *d) {
+  d->bucket_count = initial_bucket_count(d->flags);
+  d->buckets = d->inline_buckets;
+  if (d->bucket_count > inline_bucket_count) {
+    auto *buckets = static_cast<entry **>(xp_alloc(d->bucket_count * sizeof(entry *)));
+    if (buckets == nullptr) return false;
+    d->buckets = buckets;
+  }
+  if ((d->flags & XP_DICT_LOCKED) == 0) return true;
+  d->lock = xp_crit_new();
+  return d->lock != nullptr;
+}
+
+}  // namespace
+}  // namespace xp::dict
+
+using namespace xp::dict;
+
+uint32_t xp_dict_type() {
+  return object::code;
+}
+
+xp_obj *xp_dict_new(uint32_t flags) {
+  size_t tail = (flags & XP_DICT_RECYCLE) != 0 ? free_list_count * sizeof(entry *) : 0;
+  auto *d = xp::make<object>(dict_ops, tail);
+  if (d == nullptr) return nullptr;
+  d->flags = flags;
+  d->chunk_size = first_chunk_size;
+  d->retain_value = d->raw() ? keep_raw : xp_retain;
+  d->release_value = d->raw() ? drop_raw : xp_release;
+  d->inline_chunk.capacity = inline_chunk_capacity;
+  d->chunks = &d->inline_chunk;
+  if (make_parts(d)) return d;
+  // Nothing is stored yet; a table that could not be made must not be walked.
+  if (d->buckets == d->inline_buckets) d->bucket_count = inline_bucket_count;
+  xp_release(d);
+  return nullptr;
+}
+
+int32_t xp_dict_store(xp_obj *d, const char *key, int64_t keylen, xp_obj *value) {
+  auto *self = xp::as<object>(d);
+  if (self == nullptr || key == nullptr) return -1;
+  // The new value is retained before the old one goes: both may be the same last reference.
+  return xp_dict_adopt(d, key, keylen, self->retain_value(value));
+}
+
+int32_t xp_dict_adopt(xp_obj *d, const char *key, int64_t keylen, xp_obj *value) {
+  auto *self = xp::as<object>(d);
+  if (self == nullptr) {
+    xp_release(value);
+    return -1;
+  }
+  int32_t result = key == nullptr ? -1 : 0;
+  xp_obj *released = value;
+  if (lookup k = key == nullptr ? lookup{} : make_lookup(self, key, keylen); k.length > 0) {
+    released = nullptr;
+    result = put(self, k, value, &released);
+  }
+  self->release_value(released);
+  return result;
+}
+
+xp_obj *xp_dict_fetch(xp_obj *d, const char *key, int64_t keylen) {
+  auto *self = xp::as<object>(d);
+  if (self == nullptr || key == nullptr) return nullptr;
+  lookup k = make_lookup(self, key, keylen);
+  if (k.length == 0) return nullptr;
+  {
+    xp::crit_guard guard(self->lock);
+    if (entry *e = *find(self, k)) {
+      if (self->blank != nullptr && xp_compare(self->blank, e->value) == 0) return nullptr;
+      return self->retain_value(e->value);
+    }
+  }
+  if (self->has(XP_DICT_LEARN)) xp_dict_store(d, key, keylen, nullptr);
+  return nullptr;
+}
+
+int32_t xp_dict_erase(xp_obj *d, const char *key, int64_t keylen) {
+  auto *self = xp::as<object>(d);
+  if (self == nullptr || key == nullptr) return -1;
+  lookup k = make_lookup(self, key, keylen);
+  if (k.length == 0) return 0;
+  xp_obj *released = nullptr;
+  {
+    xp::crit_guard guard(self->lock);
+    if (entry **link = find(self, k); *link != nullptr) released = unlink(self, link);
+  }
+  self->release_value(released);
+  return 0;
+}
+
+uint32_t xp_dict_count(xp_obj *d) {
+  auto *self = xp::as<object>(d);
+  return self == nullptr ? 0 : std::atomic_ref(self->count).load(std::memory_order_relaxed);
+}
+
+void xp_dict_blank(xp_obj *d, const char *text) {
+  auto *self = xp::as<object>(d);
+  if (self == nullptr) return;
+  bool wanted = text != nullptr && *text != '\0' && !self->raw();
+  xp::ref former = xp::ref::adopt(wanted ? xp_str_new(text) : nullptr);
+  xp::crit_guard guard(self->lock);
+  former = xp::ref::adopt(std::exchange(self->blank, former.leak()));
+}
+
+int32_t xp_dict_learn(xp_obj *d, int32_t on) {
+  auto *self = xp::as<object>(d);
+  if (self == nullptr) return 0;
+  std::atomic_ref flags(self->flags);
+  uint32_t before = 0;
+  if (on < 0) {
+    before = flags.load(std::memory_order_relaxed);
+  } else if (on > 0) {
+    before = flags.fetch_or(XP_DICT_LEARN, std::memory_order_relaxed);
+  } else {
+    before = flags.fetch_and(~uint32_t{XP_DICT_LEARN}, std::memory_order_relaxed);
+  }
+  return (before & XP_DICT_LEARN) != 0 ? 1 : 0;
+}

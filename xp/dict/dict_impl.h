@@ -1,0 +1,99 @@
+// The inside of a dictionary, for the files of this folder.
+//
+// Entries are carved from chunks and chained in buckets. Offsets inside an entry, which begins on a multiple
+// of 8:
+//    0  next entry of the chain (of the free list, once it is erased and recycled)
+//    8  value: an object reference or a raw value
+//   16  key length, 1 byte
+//   17  key bytes; the entry ends on the next multiple of 8
+// A chunk is a 16-byte header (next chunk, used bytes, capacity) and its entries. Capacities are multiples of
+// 8: an entry of free list k (key length divided by 8) then always holds 24 + 8k bytes and fits every key of
+// its list.
+
+#ifndef XP_DICT_DICT_IMPL_H
+#define XP_DICT_DICT_IMPL_H
+
+#include "xp/dict/dict.h"
+#include "xp/object/lock.h"
+#include "xp/object/type.h"
+
+#include <stddef.h>
+#include <stdint.h>
+
+#include <atomic>
+
+namespace xp::dict {
+
+constexpr uint32_t longest_key = 255;
+constexpr uint32_t inline_bucket_count = 2;
+constexpr uint32_t inline_chunk_capacity = 128;
+constexpr uint32_t free_list_count = 32;
+
+struct entry {
+  entry *next;
+  xp_obj *value;
+  uint8_t key_length;
+  char first_key_bytes[7];  // the key goes on behind the struct
+
+  char *key() { return reinterpret_cast<char *>(this) + offsetof(entry, first_key_bytes); }
+};
+static_assert(offsetof(entry, key_length) == 16 && offsetof(entry, first_key_bytes) == 17 &&
+              sizeof(entry) == 24);
+
+struct chunk {
+  chunk *next;
+  uint32_t used;
+  uint32_t capacity;
+
+  unsigned char *entries() { return reinterpret_cast<unsigned char *>(this + 1); }
+};
+static_assert(sizeof(chunk) == 16 && inline_chunk_capacity % 8 == 0);
+
+struct object : xp_obj {
+  static constexpr uint32_t code = xp_code("dict");
+
+  uint32_t flags;  // XP_DICT_*; the learn bit may change while others read
+  uint32_t count;  // keys present; may be read without the lock
+  uint32_t chunk_size;
+  uint32_t bucket_count;
+  xp_obj *lock;  // or null
+  xp_obj *(*retain_value)(xp_obj *value);
+  void (*release_value)(xp_obj *value);
+  xp_obj *blank;  // or null
+  chunk *chunks;  // newest first; the last one is the inline chunk
+  entry **buckets;
+  entry *inline_buckets[inline_bucket_count];
+  chunk inline_chunk;
+  alignas(8) unsigned char inline_entries[inline_chunk_capacity];
+  // With XP_DICT_RECYCLE, free_list_count list heads follow the struct.
+
+  bool has(uint32_t flag) { return (std::atomic_ref(flags).load(std::memory_order_relaxed) & flag) != 0; }
+  bool raw() { return has(XP_DICT_RAW); }
+  entry **free_list(uint32_t key_length) { return reinterpret_cast<entry **>(this + 1) + key_length / 8; }
+
+  // Whether a walk visits the entry.
+  bool visits(entry *e) { return e->value != nullptr || !has(XP_DICT_SKIPNULLS); }
+};
+
+// Calls step(entry) for each entry that walks visit, until it returns nonzero, and returns that result. The
+// next entry is read before the call and the table anew at each bucket, so a step may erase its entry, and a
+// step that makes an unlocked dictionary grow reaches freed memory nowhere.
+template <typename Step>
+int64_t walk(object *d, Step step) {
+  for (uint32_t i = 0; i < d->bucket_count; ++i) {
+    entry *next = nullptr;
+    for (entry *e = d->buckets[i]; e != nullptr; e = next) {
+      next = e->next;
+      if (!d->visits(e)) continue;
+      if (int64_t result = step(e); result != 0) return result;
+    }
+  }
+  return 0;
+}
+
+// The duplicate operation. Null when memory is exhausted.
+xp_obj *duplicate(object *d, uint32_t flags);
+
+}  // namespace xp::dict
+
+#endif
