@@ -94,7 +94,7 @@ class xp_engine_client {
 public:
   virtual ~xp_engine_client() = default;
 
-  // A navigation of the main frame is about to happen, the first load included. True allows it.
+  // A navigation is about to happen, in whatever frame, the first load included. True allows it.
   virtual bool webView_decidePolicyForNavigationAction(const xp_engine_navigation &navigation) = 0;
   virtual void webView_didStartProvisionalNavigation() = 0;
   // The page at `address` has taken the place of the one before: messages from now on are its messages.
