@@ -1,0 +1,54 @@
+// The arguments of one formatting call. They are taken one after the other; when the format numbers them, the
+// whole format is read once beforehand to learn their types, and they are taken from a table.
+
+#ifndef XP_FORMAT_ARGUMENTS_H
+#define XP_FORMAT_ARGUMENTS_H
+
+#include <stdarg.h>
+#include <stdint.h>
+
+class xpf_arguments {
+public:
+  // `format` is read again when a directive selects an argument by number.
+  xpf_arguments(const char *format, va_list arguments);
+  ~xpf_arguments();
+  xpf_arguments(const xpf_arguments &) = delete;
+  xpf_arguments &operator=(const xpf_arguments &) = delete;
+
+  // The next argument: an int or a 64-bit integer, a double, a pointer. 0 or null behind the last one of the
+  // table.
+  int64_t take_integer(bool wide);
+  double take_real();
+  const void *take_pointer();
+
+  // Makes the argument of this number, 1-based, the next one.
+  void select(int number);
+
+private:
+  // An argument that no directive asks for has the type slot: as large as a pointer.
+  enum class type : uint8_t { slot, integer, wide, real, pointer };
+  enum class mode : uint8_t { sequence, recording, table };
+
+  struct value {
+    type kind;
+    int64_t integer;
+    double real;
+    const void *pointer;
+  };
+
+  const value *next(type kind);
+  void load();
+
+  // More arguments than any literal format of ours numbers; the ones behind are never read.
+  static constexpr int table_size = 32;
+
+  const char *format_;
+  va_list first_;
+  va_list next_;
+  mode mode_ = mode::sequence;
+  int at_ = 0;               // index of the next argument, while recording or in the table
+  int count_ = 0;            // arguments in the table
+  value table_[table_size];  // not set before it is needed
+};
+
+#endif
