@@ -1,0 +1,110 @@
+#include "xp/object/memory.h"
+
+#include "xp/object/debug.h"
+
+#include <gtest/gtest.h>
+#include <stdint.h>
+#include <string.h>
+
+#include <algorithm>
+
+namespace {
+
+bool all_zero(const void *block, size_t size) {
+  const auto *bytes = static_cast<const unsigned char *>(block);
+  return std::all_of(bytes, bytes + size, [](unsigned char b) { return b == 0; });
+}
+
+TEST(memory, blocks_are_zeroed_and_resize_without_losing_their_content) {
+  auto *block = static_cast<char *>(xp_alloc(100));
+  ASSERT_TRUE(all_zero(block, 100));
+  memset(block, 7, 100);
+  block = static_cast<char *>(xp_realloc(block, 5000));
+  EXPECT_EQ(std::count(block, block + 100, 7), 100);
+  block = static_cast<char *>(xp_realloc(block, 10));
+  EXPECT_EQ(std::count(block, block + 10, 7), 10);
+  xp_free(block);
+
+  void *fresh = xp_realloc(nullptr, 64);
+  EXPECT_TRUE(all_zero(fresh, 64));
+  xp_delete(fresh);
+  xp_free(nullptr);
+  xp_delete(nullptr);
+}
+
+TEST(memory, impossible_sizes_give_null_and_a_failed_resize_frees) {
+  for (size_t size : {SIZE_MAX, SIZE_MAX - 15, static_cast<size_t>(PTRDIFF_MAX) + 1}) {
+    EXPECT_EQ(xp_alloc(size), nullptr);
+    EXPECT_EQ(xp_alloc_aligned(size, 256), nullptr);
+    // The leak sanitizer reports the old block if it stays.
+    EXPECT_EQ(xp_realloc(xp_alloc(100), size), nullptr);
+    char buffer[8];
+    EXPECT_EQ(xp_alloc_fast(size, 0, buffer, sizeof buffer), nullptr);
+  }
+}
+
+TEST(memory, a_resize_to_nothing_is_no_failure) {
+  void *block = xp_realloc(xp_alloc(100), 0);
+  EXPECT_NE(block, nullptr);
+  xp_free(block);
+}
+
+TEST(memory, fast_blocks_use_the_buffer_up_to_its_size) {
+  char buffer[16];
+  memset(buffer, 7, sizeof buffer);
+  EXPECT_EQ(xp_alloc_fast(15, -1, buffer, sizeof buffer), buffer);
+  EXPECT_TRUE(all_zero(buffer, 15));
+  EXPECT_EQ(buffer[15], 7);
+  EXPECT_EQ(xp_alloc_fast(16, -1, buffer, sizeof buffer), buffer);
+  xp_free_fast(buffer, buffer);
+
+  void *heap = xp_alloc_fast(17, -1, buffer, sizeof buffer);
+  EXPECT_NE(heap, buffer);
+  EXPECT_TRUE(all_zero(heap, 17));
+  xp_free_fast(heap, buffer);
+  xp_free_fast(nullptr, buffer);
+}
+
+TEST(memory, aligned_blocks_have_a_byte_in_front_and_free_whole) {
+  struct {
+    size_t asked;
+    size_t given;
+  } const cases[] = {{0, 16}, {1, 1}, {2, 2}, {16, 16}, {64, 64}, {256, 256}, {257, 256}, {1000, 256}};
+  for (auto [asked, given] : cases) {
+    for (size_t size : {0, 1, 10, 4096}) {
+      auto *block = static_cast<unsigned char *>(xp_alloc_aligned(size, asked));
+      ASSERT_NE(block, nullptr);
+      EXPECT_EQ(reinterpret_cast<uintptr_t>(block) % given, 0u) << asked;
+      EXPECT_TRUE(all_zero(block, size));
+      EXPECT_LT(block[-1], given);
+      memset(block, 0xff, size);
+      xp_free_aligned(block);
+    }
+  }
+  xp_free_aligned(nullptr);
+}
+
+TEST(memory, byte_functions_take_null_for_no_bytes) {
+  EXPECT_EQ(xp_memcpy(nullptr, nullptr, 0), nullptr);
+  EXPECT_EQ(xp_memmov(nullptr, nullptr, 0), nullptr);
+  EXPECT_EQ(xp_memclr(nullptr, 0), nullptr);
+  EXPECT_EQ(xp_memcmp(nullptr, "x", 0), 0);
+  char text[] = "abcdef";
+  xp_memmov(text + 2, text, 4);
+  EXPECT_STREQ(text, "ababcd");
+  EXPECT_LT(xp_memcmp("ab", "ac", 2), 0);
+  EXPECT_EQ(static_cast<char *>(xp_memset(text, 'z', 2))[1], 'z');
+}
+
+TEST(memory, debug_hooks_pass_objects_through) {
+  xp_obj *obj = xp_new(xp_code("smpl"), 0);
+  EXPECT_EQ(xp_dbg_forget(obj), obj);
+  EXPECT_EQ(xp_dbg_follow(obj), obj);
+  EXPECT_EQ(xp_refs(obj), 1);
+  EXPECT_EQ(xp_dbg_memcount(), 0);
+  EXPECT_EQ(xp_dbg_memstats(), 0);
+  EXPECT_GE(xp_dbg_memtrim(), 0);
+  xp_release(obj);
+}
+
+}  // namespace

@@ -1,0 +1,256 @@
+// What several threads do to one object at once: counts, slots, shared objects, locks, stacks.
+
+#include "tests/support/leak_check.h"
+#include "tests/support/threads.h"
+#include "xp/object/lifo.h"
+#include "xp/object/lock.h"
+#include "xp/object/ref.h"
+#include "xp/object/shared.h"
+#include "xp/object/slot.h"
+#include "xp/object/type.h"
+
+#include <atomic>
+#include <vector>
+
+namespace {
+
+using xp::ref;
+
+constexpr int thread_count = 4;
+constexpr int rounds = 20000;
+
+class sharing_test : public leak_check {};
+
+// An object that checks itself: its mark is wiped when it ends.
+struct marked : xp_obj {
+  static constexpr uint32_t code = xp_code("mark");
+  static constexpr uint64_t alive = 0x600df00d600df00d;
+  uint64_t mark;
+};
+
+std::atomic<int> marked_ended = 0;
+
+void marked_release(xp_obj *obj) {
+  if (!xp_prerelease(obj)) return;
+  static_cast<marked *>(obj)->mark = 0;
+  marked_ended.fetch_add(1);
+  xp::destroy(obj);
+}
+
+xp_obj *marked_new() {
+  auto *m = xp::make<marked>({.retain = xp_obj_retain,
+                              .release = marked_release,
+                              .compare = nullptr,
+                              .textify = nullptr,
+                              .control = nullptr});
+  m->mark = marked::alive;
+  return m;
+}
+
+bool is_alive(xp_obj *obj) {
+  return xp::as<marked>(obj)->mark == marked::alive && xp_refs(obj) > 0;
+}
+
+TEST_F(sharing_test, the_last_of_several_releases_ends_the_object_once) {
+  for (int round = 0; round < 500; ++round) {
+    marked_ended = 0;
+    xp_obj *obj = marked_new();
+    for (int i = 1; i < thread_count; ++i)
+      xp_retain(obj);
+    run_on_threads(thread_count, [obj](int) {
+      for (int i = 0; i < 10; ++i)
+        xp_release(xp_retain(obj));
+      xp_release(obj);
+    });
+    ASSERT_EQ(marked_ended, 1);
+  }
+}
+
+TEST_F(sharing_test, slot_operations_move_references_as_they_say) {
+  xp_obj *slot = nullptr;
+  ref a = ref::adopt(marked_new());
+  ref b = ref::adopt(marked_new());
+  EXPECT_EQ(xp_reclaim(&slot), nullptr);
+  EXPECT_EQ(xp_retrieve(&slot, nullptr, nullptr), nullptr);
+
+  xp_replace(&slot, a.get());
+  EXPECT_EQ(xp_refs(a.get()), 2);
+  xp_replace(&slot, a.get());
+  EXPECT_EQ(xp_refs(a.get()), 2);
+  EXPECT_EQ(xp_restore(&slot, b.get()), 0);
+  EXPECT_EQ(slot, a.get());
+  EXPECT_EQ(xp_refs(b.get()), 1);
+  {
+    ref fetched = ref::adopt(xp_retrieve(&slot, nullptr, nullptr));
+    EXPECT_EQ(fetched.get(), a.get());
+    EXPECT_EQ(xp_refs(a.get()), 3);
+  }
+  xp_replace(&slot, b.get());
+  EXPECT_EQ(xp_refs(a.get()), 1);
+  EXPECT_EQ(ref::adopt(xp_reclaim(&slot)).get(), b.get());
+  EXPECT_EQ(slot, nullptr);
+  EXPECT_EQ(xp_restore(&slot, xp_retain(b.get())), 1);
+  xp_replace(&slot, nullptr);
+  EXPECT_EQ(slot, nullptr);
+  EXPECT_EQ(xp_refs(b.get()), 1);
+
+  xp_replace(nullptr, a.get());
+  EXPECT_EQ(xp_refs(a.get()), 1);
+  EXPECT_EQ(xp_reclaim(nullptr), nullptr);
+  EXPECT_EQ(xp_restore(nullptr, a.get()), 0);
+  EXPECT_EQ(xp_retrieve(nullptr, nullptr, nullptr), nullptr);
+}
+
+TEST_F(sharing_test, what_a_slot_hands_out_is_alive) {
+  xp_obj *slot = nullptr;
+  std::atomic<int> dead = 0;
+  std::atomic<int> seen = 0;
+  run_on_threads(thread_count, [&](int index) {
+    for (int i = 0; i < rounds; ++i) {
+      if (index == 0) xp_replace(&slot, ref::adopt(marked_new()).get());
+      ref fetched = ref::adopt(i % 8 == 7 ? xp_reclaim(&slot) : xp_retrieve(&slot, nullptr, nullptr));
+      if (!fetched) continue;
+      seen.fetch_add(1, std::memory_order_relaxed);
+      if (!is_alive(fetched.get())) dead.fetch_add(1);
+      if (i % 16 == 15 && xp_restore(&slot, fetched.get())) static_cast<void>(fetched.leak());
+    }
+  });
+  EXPECT_EQ(dead, 0);
+  EXPECT_GT(seen, 0);
+  xp_release(xp_reclaim(&slot));
+}
+
+TEST_F(sharing_test, an_empty_slot_takes_one_object_of_many) {
+  for (int round = 0; round < 500; ++round) {
+    xp_obj *slot = nullptr;
+    xp_obj *got[thread_count] = {};
+    run_on_threads(thread_count, [&](int index) {
+      got[index] = xp::shared_get(slot);
+      if (got[index] == nullptr) got[index] = xp::shared_set(slot, marked_new());
+    });
+    for (xp_obj *obj : got) {
+      ASSERT_EQ(obj, slot);
+      xp_release(obj);
+    }
+    ASSERT_EQ(xp_refs(slot), 1);
+    xp_release(xp_reclaim(&slot));
+  }
+}
+
+TEST_F(sharing_test, locks_let_one_thread_in_at_a_time) {
+  ref crit = ref::adopt(xp_crit_new());
+  ref mux = ref::adopt(xp_mux_new());
+  EXPECT_EQ(xp_type(crit.get()), xp_crit_type());
+  EXPECT_EQ(xp_type(mux.get()), xp_mux_type());
+  int by_crit = 0;
+  int by_mux = 0;
+  int by_global = 0;
+  run_on_threads(thread_count, [&](int) {
+    for (int i = 0; i < rounds; ++i) {
+      {
+        xp::crit_guard guard(crit.get());
+        ++by_crit;
+      }
+      xp_mux_lock(mux.get());
+      xp_mux_lock(mux.get());
+      xp_mux_unlock(mux.get());
+      ++by_mux;
+      xp_mux_unlock(mux.get());
+      xp_enter();
+      ++by_global;
+      xp_leave();
+    }
+  });
+  EXPECT_EQ(by_crit, thread_count * rounds);
+  EXPECT_EQ(by_mux, thread_count * rounds);
+  EXPECT_EQ(by_global, thread_count * rounds);
+}
+
+TEST_F(sharing_test, a_section_that_is_taken_is_not_taken_twice) {
+  ref crit = ref::adopt(xp_crit_new());
+  EXPECT_EQ(xp_crit_try(crit.get()), 1);
+  EXPECT_EQ(xp_crit_try(crit.get()), 0);
+  run_on_threads(1, [&](int) { EXPECT_EQ(xp_crit_try(crit.get()), 0); });
+  xp_crit_leave(crit.get());
+  EXPECT_EQ(xp_crit_try(crit.get()), 1);
+  xp_crit_leave(crit.get());
+}
+
+TEST_F(sharing_test, three_locks_need_three_unlocks) {
+  ref mux = ref::adopt(xp_mux_new());
+  std::atomic<bool> taken = false;
+  for (int i = 0; i < 3; ++i)
+    xp_mux_lock(mux.get());
+  std::thread other([&] {
+    xp_mux_lock(mux.get());
+    taken = true;
+    xp_mux_unlock(mux.get());
+  });
+  for (int i = 0; i < 2; ++i) {
+    xp_mux_unlock(mux.get());
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    EXPECT_FALSE(taken);
+  }
+  xp_mux_unlock(mux.get());
+  other.join();
+  EXPECT_TRUE(taken);
+}
+
+TEST_F(sharing_test, null_locks_and_stacks_do_nothing) {
+  xp_crit_enter(nullptr);
+  xp_crit_leave(nullptr);
+  EXPECT_EQ(xp_crit_try(nullptr), 0);
+  xp_crit_release(nullptr);
+  xp_mux_lock(nullptr);
+  xp_mux_unlock(nullptr);
+  xp_mux_release(nullptr);
+  int64_t item = 0;
+  xp_lifo_push(nullptr, &item);
+  EXPECT_EQ(xp_lifo_pop(nullptr), nullptr);
+  // Objects of other types are no locks.
+  ref other = ref::adopt(marked_new());
+  xp_crit_enter(other.get());
+  EXPECT_EQ(xp_crit_try(other.get()), 0);
+  EXPECT_TRUE(is_alive(other.get()));
+}
+
+struct item {
+  void *link;
+  std::atomic<int> holders = 0;
+  int64_t payload = 42;
+};
+
+TEST_F(sharing_test, a_stack_hands_each_item_to_one_thread) {
+  ref stack = ref::adopt(xp_lifo_new());
+  std::vector<item> items(8);
+  for (auto &i : items)
+    xp_lifo_push(stack.get(), &i);
+  EXPECT_EQ(xp_lifo_pop(stack.get()), &items[7]);
+  EXPECT_EQ(xp_lifo_pop(stack.get()), &items[6]);
+  xp_lifo_push(stack.get(), &items[6]);
+  xp_lifo_push(stack.get(), &items[7]);
+
+  std::atomic<int> shared = 0;
+  run_on_threads(thread_count, [&](int) {
+    for (int i = 0; i < rounds; ++i) {
+      auto *a = static_cast<item *>(xp_lifo_pop(stack.get()));
+      auto *b = static_cast<item *>(xp_lifo_pop(stack.get()));
+      for (item *held : {a, b}) {
+        if (held->holders.fetch_add(1) != 0) shared.fetch_add(1);
+      }
+      for (item *held : {a, b}) {
+        held->holders.fetch_sub(1);
+        xp_lifo_push(stack.get(), held);
+      }
+    }
+  });
+  EXPECT_EQ(shared, 0);
+  size_t left = 0;
+  while (auto *held = static_cast<item *>(xp_lifo_pop(stack.get()))) {
+    ++left;
+    EXPECT_EQ(held->payload, 42);
+  }
+  EXPECT_EQ(left, items.size());
+}
+
+}  // namespace
