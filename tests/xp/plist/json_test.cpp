@@ -1,0 +1,289 @@
+#include "xp/plist/json.h"
+
+#include "tests/support/leak_check.h"
+#include "xp/object/ref.h"
+#include "xp/plist/json_tree.h"
+#include "xp/plist/plist.h"
+#include "xp/string/string.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace {
+
+using json = leak_check;
+
+std::string repeated(std::string_view text, int times) {
+  std::string result;
+  while (times-- > 0)
+    result += text;
+  return result;
+}
+
+std::string arrays(int depth) {
+  return repeated("[", depth) + repeated("]", depth);
+}
+
+// `levels` objects in each other, under a key each; the innermost holds `inside`.
+std::string objects(int levels, const std::string &inside) {
+  return repeated("{\"k\":", levels - 1) + "{" + inside + "}" + repeated("}", levels - 1);
+}
+
+TEST_F(json, result_codes) {
+  const struct {
+    std::string text;
+    int64_t code;
+  } cases[] = {
+      {"", 0},
+      {" \t\r\n\x01\x80\xff", 0},
+      {"[]", 0},
+      {"{}", 0},
+      {"{}[]{}", 0},
+      {"[1 2 3]", 0},
+      {"[1,,2]", 0},
+      {",,[,]", 0},
+      {"{,\"a\":1,,\"b\" :\n2,}", 0},
+      {"{\"a\":1\"b\":2}", 0},
+      {"{\"a\":}", 0},
+      {"[truefalse]", 0},
+      {"[1-2+3.e]", 0},
+      {"\xEF\xBB\xBF[1]", 0},
+      {arrays(32), 0},
+      {arrays(33), XP_JSON_TOO_DEEP},
+      {repeated("[", 33), XP_JSON_TOO_DEEP},
+      {repeated("[", 31) + "1" + repeated("]", 31), 0},
+      {repeated("[", 32) + "1" + repeated("]", 32), XP_JSON_TOO_DEEP},
+      {objects(16, ""), 0},
+      {objects(16, "\"a\":}"), 0},  // the 32nd node is the key
+      {objects(16, "\"a\":1"), XP_JSON_TOO_DEEP},
+      {objects(17, ""), XP_JSON_TOO_DEEP},
+      {"[" + repeated("{\"a\":1}", 100) + "]", 0},  // places are given back
+      {"]", XP_JSON_NOT_OPEN},
+      {"}", XP_JSON_NOT_OPEN},
+      {"[]]", XP_JSON_NOT_OPEN},
+      {"[", XP_JSON_TRUNCATED},
+      {"{", XP_JSON_TRUNCATED},
+      {"{\"a\":", XP_JSON_TRUNCATED},
+      {"{\"a\":[1,2]", XP_JSON_TRUNCATED},
+      {"[\"abc", XP_JSON_TRUNCATED},
+      {"[\"abc\\", XP_JSON_TRUNCATED},
+      {"[\"abc\\\"]", XP_JSON_TRUNCATED},
+      {"tru", XP_JSON_BAD_TOKEN},
+      {"[tru]", XP_JSON_BAD_TOKEN},
+      {"[tru", XP_JSON_BAD_TOKEN},
+      {"[nul1]", XP_JSON_BAD_TOKEN},
+      {"[truex]", XP_JSON_BAD_TOKEN},
+      {"[+1]", XP_JSON_BAD_TOKEN},
+      {"[.5]", XP_JSON_BAD_TOKEN},
+      {"[\x7f]", XP_JSON_BAD_TOKEN},
+      {"['a']", XP_JSON_BAD_TOKEN},
+      {"[:]", XP_JSON_BAD_TOKEN},
+      {"{\"a\"::1}", XP_JSON_BAD_TOKEN},
+      {"{yes:1}", XP_JSON_BAD_TOKEN},
+      {"5", XP_JSON_BAD_SYNTAX},
+      {"true", XP_JSON_BAD_SYNTAX},
+      {"\"a\"", XP_JSON_BAD_SYNTAX},
+      {"\"a", XP_JSON_BAD_SYNTAX},
+      {"{\"a\" 1}", XP_JSON_BAD_SYNTAX},
+      {"{\"a\",1}", XP_JSON_BAD_SYNTAX},
+      {"{\"a\":,1}", XP_JSON_BAD_SYNTAX},
+      {"{\"a\":1]", XP_JSON_BAD_SYNTAX},
+      {"[1}", XP_JSON_BAD_SYNTAX},
+      {"{[", XP_JSON_BAD_SYNTAX},
+      {"{{", XP_JSON_BAD_SYNTAX},
+      {"{5:1}", XP_JSON_BAD_SYNTAX},
+      {"{true:1}", XP_JSON_BAD_SYNTAX},
+      {"{\"a\"", XP_JSON_BAD_SYNTAX},
+      {"{\"a\\", XP_JSON_BAD_SYNTAX},
+  };
+  for (const auto &one : cases) {
+    EXPECT_EQ(xp_json_parse(one.text.c_str(), nullptr, nullptr), one.code) << one.text;
+    // Not terminated, and in a block of its own size, where a step too far is seen.
+    const std::string_view exact = one.text;
+    const auto block = std::make_unique<char[]>(exact.size());
+    exact.copy(block.get(), exact.size());
+    EXPECT_EQ(xp_json_parsetext(block.get(), static_cast<int64_t>(exact.size()), nullptr, nullptr), one.code)
+        << one.text;
+  }
+  EXPECT_EQ(xp_json_parse(nullptr, nullptr, nullptr), 0);
+  EXPECT_EQ(xp_json_parsetext("[1]\0]", 5, nullptr, nullptr), 0) << "a zero byte ends the text";
+}
+
+// Writes each event down: its number, the node's kind and text, its key, the link and the parent's kind.
+struct transcript {
+  std::string lines;
+  int64_t stop_at = -1;  // the event that returns 77
+};
+
+int64_t record(xp_json_event event, xp_json_node *node, void *context, int64_t link) {
+  auto &log = *static_cast<transcript *>(context);
+  const auto text = [](const xp_json_node *of) {
+    return of->text == nullptr ? std::string("-") : std::string(of->text, static_cast<size_t>(of->length));
+  };
+  log.lines += std::to_string(event) + " " + std::to_string(node->kind) + " " + text(node);
+  if (node->previous != nullptr) {
+    EXPECT_EQ(link, static_cast<int64_t>(reinterpret_cast<intptr_t>(node->previous)));
+    EXPECT_EQ(node->previous->parent, node->parent);
+    log.lines += " key " + text(node->previous);
+  } else {
+    log.lines += " link " + std::to_string(link);
+  }
+  log.lines += node->parent == nullptr ? "\n" : " in " + std::to_string(node->parent->kind) + "\n";
+  return --log.stop_at == -1 ? 77 : 0;
+}
+
+TEST_F(json, events_and_nodes) {
+  transcript log;
+  const char *text = R"({"a\"b":[TRUE,"x\\",-1.5e3],"o":{"n":null,"f":false},"e":""})";
+  EXPECT_EQ(xp_json_parse(text, record, &log), 0);
+  EXPECT_EQ(log.lines,
+            "1 0 - link 0\n"
+            "1 1 - key a\\\"b in 0\n"
+            "0 4 1 link 1 in 1\n"
+            "0 2 x\\\\ link 1 in 1\n"
+            "0 3 -1.5e3 link 1 in 1\n"
+            "2 1 - key a\\\"b in 0\n"
+            "1 0 - key o in 0\n"
+            "0 5 - key n in 0\n"
+            "0 4 0 key f in 0\n"
+            "2 0 - key o in 0\n"
+            "0 2  key e in 0\n"
+            "2 0 - link 0\n");
+}
+
+TEST_F(json, the_handler_stops_at_any_event) {
+  transcript whole;
+  xp_json_parse("[{\"a\":1}]", record, &whole);
+  for (int64_t event = 0; event < 5; ++event) {
+    transcript log{.lines = {}, .stop_at = event};
+    EXPECT_EQ(xp_json_parse("[{\"a\":1}]", record, &log), 77);
+    EXPECT_EQ(std::count(log.lines.begin(), log.lines.end(), '\n'), event + 1);
+    EXPECT_EQ(log.lines, whole.lines.substr(0, log.lines.size()));
+  }
+}
+
+xp_json_node node_of(std::string_view text) {
+  return {.parent = nullptr,
+          .previous = nullptr,
+          .kind = XP_JSON_NUMBER,
+          .length = static_cast<int64_t>(text.size()),
+          .text = text.data()};
+}
+
+TEST_F(json, node_values) {
+  const struct {
+    std::string_view text;
+    uint64_t value;
+  } cases[] = {
+      {"", 0},
+      {"12", 12},
+      {"-3", 0},
+      {"12x4", 12},
+      {"1.9", 1},
+      {"0x1F", 31},
+      {"0XfFz", 255},
+      {"0x", 0},
+      {"0xg", 0},
+      {"x1", 0},
+      {"4K", 4096},
+      {"2M", 2 << 20},
+      {"3G", 3ULL << 30},
+      {"1KM", 1024},
+      {"4k", 4},
+      {"18446744073709551615", UINT64_MAX},
+      {"18446744073709551617", 1},
+      {"K", 0},
+  };
+  for (const auto &one : cases) {
+    const xp_json_node node = node_of(one.text);
+    EXPECT_EQ(xp_json_nodevalue(&node), one.value) << one.text;
+  }
+  EXPECT_EQ(xp_json_nodevalue(nullptr), 0U);
+}
+
+TEST_F(json, node_names) {
+  const xp_json_node node = node_of("Name");
+  EXPECT_EQ(xp_json_nodenamed(&node, "nAME", 4), 1);
+  EXPECT_EQ(xp_json_nodenamed(&node, "name", -1), 1);
+  EXPECT_EQ(xp_json_nodenamed(&node, "names", 4), 1);
+  EXPECT_EQ(xp_json_nodenamed(&node, "names", 5), 0);
+  EXPECT_EQ(xp_json_nodenamed(&node, "nam", 3), 0);
+  EXPECT_EQ(xp_json_nodenamed(nullptr, "name", 4), 0);
+}
+
+// The text of the tree of a text, with nulls; "-" when there is no tree.
+std::string through_tree(std::string_view text) {
+  const xp::ref root = xp::ref::adopt(xp_plist_jsontree(text.data(), static_cast<int64_t>(text.size())));
+  if (!root) return "-";
+  const xp::ref out = xp::ref::adopt(xp_plist_string(root.get(), XP_PLIST_JSON_BARE, 1));
+  return {xp_str_getptr(out.get()), static_cast<size_t>(xp_str_length(out.get()))};
+}
+
+TEST_F(json, text_to_tree_to_text) {
+  const struct {
+    std::string text, result;
+  } cases[] = {
+      {"[1 2 3]", "[1,2,3]"},
+      {"[1,,2]", "[1,2]"},
+      {"[TRUE,True,tRue,FALSE,Null]", "[true,true,true,false,null]"},
+      {"{\"b\":1,\"a\":[true,2]}", "{\"a\":[true,2],\"b\":1}"},
+      {"{\"n\":null,\"a\":[null,[],{}]}", "{\"a\":[null,[],{}],\"n\":null}"},
+      {"{\"Name\":1,\"x\":2,\"NAME\":3}", "{\"Name\":3,\"x\":2}"},
+      {"{\"a\":}", "{}"},
+      {R"(["a\u0041","a\x41","\101\/\"\\","\q"])", R"(["au0041","aA","A/\"\\","q"])"},
+      {R"(["\n\r\t"])", R"(["\n\n\t"])"},
+      {R"(["a\0b","\x00c"])", R"(["a b"," c"])"},
+      {R"({"a\"b\n":1})", R"({"a\"b\n":1})"},  // keys keep their escapes
+      {"[01,-0,007,1-2,12abc]", "-"},
+      {"[01,-0,007,1-2]", "[1,0,7,1]"},
+      {"[9223372036854775807,-9223372036854775808]", "[9223372036854775807,-9223372036854775808]"},
+      {"[1.5,1e3,-2.5E-1,1E400,-1e400]", "[1.5,1000.0,-0.25,null,null]"},
+      {"[" + repeated("0,", 1000) + "0]", "[" + repeated("0,", 1000) + "0]"},
+      {"{\"\":1}", "-"},
+      {"{}[]", "-"},
+      {"{}]", "-"},
+      {"[1", "-"},
+      {"[\"abc", "-"},
+      {"{\"a\":{\"b\":[1,\"x\"", "-"},
+      {"", "-"},
+      {arrays(32), arrays(32)},
+      {arrays(33), "-"},
+  };
+  for (const auto &one : cases)
+    EXPECT_EQ(through_tree(one.text), one.result) << one.text;
+}
+
+TEST_F(json, a_long_key_is_cut_but_never_inside_an_escape) {
+  const std::string head(254, 'k');
+  EXPECT_EQ(through_tree("{\"" + head + "ab\":1}"), "{\"" + head + "a\":1}");
+  EXPECT_EQ(through_tree("{\"" + head + "\\\"b\":1}"), "{\"" + head + "\":1}");
+  const std::string shorter(253, 'k');
+  EXPECT_EQ(through_tree("{\"" + shorter + "\\\\\\\"\":1}"), "{\"" + shorter + "\\\\\":1}");
+  EXPECT_EQ(through_tree("{\"" + shorter + "\\\"\":1}"), "{\"" + shorter + "\\\"\":1}")
+      << "exactly 255 bytes";
+}
+
+TEST_F(json, the_builder_refuses_what_it_cannot_place) {
+  xp_plist_jsonstate state{};
+  xp_json_node array = node_of("");
+  array.kind = XP_JSON_ARRAY;
+  xp_json_node number = node_of("5");
+  EXPECT_EQ(xp_plist_jsonparser(XP_JSON_CLOSE, &array, &state, 0), -1);
+  EXPECT_EQ(xp_plist_jsonparser(XP_JSON_OPEN, &number, &state, 0), -1);
+  EXPECT_EQ(xp_plist_jsonparser(XP_JSON_OPEN, nullptr, &state, 0), -1);
+  for (int i = 0; i < 32; ++i)
+    EXPECT_EQ(xp_plist_jsonparser(XP_JSON_OPEN, &array, &state, 0), 0);
+  EXPECT_EQ(xp_plist_jsonparser(XP_JSON_OPEN, &array, &state, 0), -1);
+  EXPECT_EQ(xp_plist_jsonparser(XP_JSON_VALUE, &number, &state, 0), 0);
+  EXPECT_EQ(xp_plist_jsonparser(XP_JSON_CLOSE, &number, &state, 0), -1);
+  xp_plist_jsonclear(&state);
+  EXPECT_EQ(xp_plist_jsonparser(XP_JSON_VALUE, &number, &state, 0), 0) << "the root";
+  EXPECT_EQ(xp_plist_jsonparser(XP_JSON_VALUE, &number, &state, 0), -1) << "a second root";
+  xp_plist_jsonclear(&state);
+}
+
+}  // namespace
