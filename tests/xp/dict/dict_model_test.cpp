@@ -1,0 +1,242 @@
+// Random operations on a dictionary and on a plain model of it, compared after every step that reads.
+
+#include "tests/support/leak_check.h"
+#include "xp/dict/dict.h"
+#include "xp/dict/hash.h"
+#include "xp/object/number.h"
+#include "xp/object/ref.h"
+#include "xp/service/traversal.h"
+#include "xp/string/string.h"
+
+#include <algorithm>
+#include <map>
+#include <random>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using random_source = std::mt19937;
+constexpr uint32_t seed = 20240131;
+
+// Keys over few bytes, so that they meet often; some around the longest length, some empty.
+std::string random_key(random_source &random) {
+  static constexpr char alphabet[] = {'a', 'A', 'b', 'Z', 'z', '[', '`', '{', '@', '\0', '\xe4', '\xc4'};
+  size_t length = random() % 5;
+  if (random() % 16 == 0) length = 253 + random() % 5;
+  if (random() % 8 == 0) length = 7 + random() % 20;
+  std::string key(length, 'x');
+  for (size_t i = 0; i < std::min<size_t>(length, 4); ++i)
+    key[i] = alphabet[random() % sizeof alphabet];
+  if (length > 250) key[254 % length] = alphabet[random() % 4];
+  return key;
+}
+
+struct model_entry {
+  std::string spelling;
+  int64_t value;  // 0: null
+};
+
+class dict_model : public leak_check, public testing::WithParamInterface<uint32_t> {
+protected:
+  bool has(uint32_t flag) const { return (GetParam() & flag) != 0; }
+
+  std::string canonical(std::string key) const {
+    key.resize(std::min<size_t>(key.size(), 255));
+    if (has(XP_DICT_NOCASE)) {
+      for (char &c : key)
+        c = c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c;
+    }
+    return key;
+  }
+
+  xp_obj *make_value(int64_t value) const {
+    if (has(XP_DICT_RAW)) return reinterpret_cast<xp_obj *>(value);
+    return value == 0 ? nullptr : xp_number_new(value);
+  }
+  int64_t take_value(xp_obj *value) const {
+    if (has(XP_DICT_RAW)) return reinterpret_cast<intptr_t>(value);
+    return xp_value(xp::ref::adopt(value).get());
+  }
+
+  void model_store(const std::string &key, int64_t value) {
+    std::string at = canonical(key);
+    if (at.empty()) return;
+    if (value == 0 && has(XP_DICT_RECYCLE)) {
+      model.erase(at);
+    } else {
+      model.try_emplace(at, model_entry{key.substr(0, 255), 0}).first->second.value = value;
+    }
+  }
+
+  void store(xp_obj *d, const std::string &key, int64_t value, bool adopts) {
+    auto length = static_cast<int64_t>(key.size());
+    if (adopts) {
+      ASSERT_EQ(xp_dict_adopt(d, key.data(), length, make_value(value)), 0);
+    } else {
+      xp_obj *object = make_value(value);
+      ASSERT_EQ(xp_dict_store(d, key.data(), length, object), 0);
+      take_value(object);
+    }
+    model_store(key, value);
+  }
+
+  void fetch(xp_obj *d, const std::string &key) {
+    int64_t found = take_value(xp_dict_fetch(d, key.data(), static_cast<int64_t>(key.size())));
+    auto wanted = model.find(canonical(key));
+    ASSERT_EQ(found, wanted == model.end() ? 0 : wanted->second.value);
+    if (wanted == model.end() && learning) model_store(key, 0);
+  }
+
+  using pairs = std::vector<std::pair<std::string, int64_t>>;
+
+  static int64_t collect(xp_obj *d, const char *key, int64_t keylen, xp_obj *value, void *context) {
+    auto &[self, found] = *static_cast<std::pair<dict_model *, pairs> *>(context);
+    bool raw = self->has(XP_DICT_RAW);
+    found.emplace_back(std::string(key, static_cast<size_t>(keylen)),
+                       raw ? reinterpret_cast<intptr_t>(value) : xp_value(value));
+    return d == nullptr;
+  }
+
+  pairs model_pairs() const {
+    pairs wanted;
+    for (const auto &[key, entry] : model) {
+      if (entry.value != 0 || !has(XP_DICT_SKIPNULLS)) wanted.emplace_back(entry.spelling, entry.value);
+    }
+    std::sort(wanted.begin(), wanted.end(), [](const auto &a, const auto &b) {
+      return std::lexicographical_compare(
+          a.first.begin(), a.first.end(), b.first.begin(), b.first.end(),
+          [](char x, char y) { return static_cast<unsigned char>(x) < static_cast<unsigned char>(y); });
+    });
+    return wanted;
+  }
+
+  void compare(xp_obj *d) {
+    pairs wanted = model_pairs();
+    ASSERT_EQ(xp_dict_count(d), model.size());
+
+    std::pair<dict_model *, pairs> sorted{this, {}};
+    ASSERT_EQ(xp_dict_enumsorted(d, collect, &sorted), 0);
+    ASSERT_EQ(sorted.second, wanted);
+
+    std::pair<dict_model *, pairs> any{this, {}};
+    ASSERT_EQ(xp_dict_enum(d, collect, &any), 0);
+    ASSERT_EQ(std::multiset(any.second.begin(), any.second.end()),
+              std::multiset(wanted.begin(), wanted.end()));
+
+    std::multiset<std::string> keys;
+    xp::ref walk = xp::ref::adopt(xp_dict_travnew(d));
+    while (xp::ref key = xp::ref::adopt(xp_trav_next(walk.get())))
+      keys.emplace(xp_str_getptr(key.get()), static_cast<size_t>(xp_str_length(key.get())));
+    std::multiset<std::string> wanted_keys;
+    for (const auto &pair : wanted)
+      wanted_keys.insert(pair.first);
+    ASSERT_EQ(keys, wanted_keys);
+
+    int64_t sum = 0;
+    walk = xp::ref::adopt(xp_dict_travobjnew(d));
+    while (xp_obj *value = xp_trav_next(walk.get()))
+      sum += take_value(value);
+    for (const auto &pair : wanted)
+      sum -= pair.second;
+    ASSERT_EQ(sum, 0);
+  }
+
+  void clear_odd(xp_obj *d) {
+    xp_dict_enumclear(
+        d,
+        [](xp_obj *, const char *, int64_t, xp_obj *value, void *raw) -> int64_t {
+          return (raw != nullptr ? reinterpret_cast<intptr_t>(value) : xp_value(value)) & 1;
+        },
+        has(XP_DICT_RAW) ? this : nullptr);
+    for (auto &[key, entry] : model)
+      entry.value = entry.value % 2 != 0 ? 0 : entry.value;
+  }
+
+  void random_step(xp_obj *d, random_source &random) {
+    std::string key = random_key(random);
+    uint32_t dice = random() % 64;
+    if (dice < 20) {
+      fetch(d, key);
+    } else if (dice < 30) {
+      ASSERT_EQ(xp_dict_erase(d, key.data(), static_cast<int64_t>(key.size())), 0);
+      model.erase(canonical(key));
+    } else if (dice == 30) {
+      clear_odd(d);
+    } else if (dice == 31 && random() % 8 == 0) {
+      xp_dict_clear(d);
+      for (auto &[at, entry] : model)
+        entry.value = 0;
+    } else if (dice == 32) {
+      ASSERT_EQ(xp_dict_learn(d, -1), learning);
+      ASSERT_EQ(xp_dict_learn(d, !learning), learning);
+      learning = !learning;
+    } else {
+      store(d, key, static_cast<int64_t>(random() % 50), random() % 2 == 0);
+    }
+  }
+
+  std::map<std::string, model_entry> model;
+  bool learning = false;
+};
+
+TEST_P(dict_model, agrees_with_a_map) {
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  random_source random(seed);
+  learning = has(XP_DICT_LEARN);
+  xp::ref d = xp::ref::adopt(xp_dict_new(GetParam()));
+  for (int i = 0; i < 6000; ++i) {
+    random_step(d.get(), random);
+    if (i % 50 == 0) compare(d.get());
+    if (HasFatalFailure()) FAIL() << "at step " << i;
+  }
+  compare(d.get());
+
+  // A duplicate has the same content and none of the same objects.
+  xp::ref copy = xp::ref::adopt(xp_duplicate(d.get(), 0));
+  if (has(XP_DICT_RECYCLE | XP_DICT_SKIPNULLS))
+    std::erase_if(model, [](const auto &item) { return item.second.value == 0; });
+  compare(copy.get());
+}
+
+INSTANTIATE_TEST_SUITE_P(flags, dict_model,
+                         testing::Values(0, XP_DICT_NOCASE, XP_DICT_RECYCLE, XP_DICT_SKIPNULLS, XP_DICT_RAW,
+                                         XP_DICT_LOCKED, XP_DICT_LEARN | XP_DICT_BUCKETS_8K,
+                                         XP_DICT_RAW | XP_DICT_RECYCLE | XP_DICT_NOCASE,
+                                         XP_DICT_LOCKED | XP_DICT_RECYCLE | XP_DICT_SKIPNULLS));
+
+TEST(dict_hash, eight_bytes_at_a_time_give_the_plain_value) {
+  random_source random(seed);
+  EXPECT_EQ(xp::dict_hash::by_bytes("", 0, false), 5381u);
+  EXPECT_EQ(xp::dict_hash::by_bytes("a", 1, false), 5381u * 33 + 'a');
+  EXPECT_EQ(xp::dict_hash::by_bytes("a", 1, true), 5381u * 33 + 'A');
+  for (size_t length = 0; length <= 255; ++length) {
+    std::string key(length, '\0');
+    for (char &c : key)
+      c = static_cast<char>(random());
+    std::string other = key;
+    for (char &c : other)
+      c = static_cast<char>(xp::dict_hash::fold(static_cast<unsigned char>(c)));
+    for (bool nocase : {false, true}) {
+      EXPECT_EQ(xp::dict_hash::of(key.data(), length, nocase),
+                xp::dict_hash::by_bytes(key.data(), length, nocase));
+    }
+    EXPECT_EQ(xp::dict_hash::of(key.data(), length, true), xp::dict_hash::of(other.data(), length, false));
+    EXPECT_TRUE(xp::dict_hash::same_key(key.data(), other.data(), length, true));
+    if (length == 0) continue;
+    // One byte apart, at any place and by any bit: never the same key, unless it is a letter's case bit.
+    size_t place = random() % length;
+    for (int bit = 0; bit < 8; ++bit) {
+      std::string near = key;
+      near[place] = static_cast<char>(near[place] ^ (1 << bit));
+      bool folded = xp::dict_hash::fold(static_cast<unsigned char>(near[place])) ==
+                    xp::dict_hash::fold(static_cast<unsigned char>(key[place]));
+      EXPECT_EQ(xp::dict_hash::same_key(key.data(), near.data(), length, true), folded);
+      EXPECT_FALSE(xp::dict_hash::same_key(key.data(), near.data(), length, false));
+    }
+  }
+}
+
+}  // namespace
