@@ -1,0 +1,241 @@
+#include "xp/array/array.h"
+
+#include "tests/support/leak_check.h"
+#include "xp/object/number.h"
+#include "xp/object/ref.h"
+#include "xp/service/traversal.h"
+
+#include <stdint.h>
+
+#include <algorithm>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using xp::ref;
+constexpr uint32_t seed = 20240131;
+
+class array : public leak_check {
+protected:
+  static ref make(uint32_t flags = 0) { return ref::adopt(xp_array_new(flags)); }
+
+  static int64_t put(const ref &a, int64_t value, int64_t index = -1) {
+    return xp_array_insert(a.get(), ref::adopt(xp_number_new(value)).get(), index);
+  }
+  static ref make_of(std::initializer_list<int64_t> values, uint32_t flags = 0) {
+    ref a = make(flags);
+    for (int64_t value : values)
+      put(a, value);
+    return a;
+  }
+  static std::vector<int64_t> content(const ref &a) {
+    std::vector<int64_t> found;
+    auto collect = [](xp_obj *, int64_t index, xp_obj *value, void *context) -> int64_t {
+      auto *values = static_cast<std::vector<int64_t> *>(context);
+      EXPECT_EQ(index, static_cast<int64_t>(values->size()));
+      values->push_back(xp_value(value));
+      return 0;
+    };
+    EXPECT_EQ(xp_array_enum(a.get(), collect, &found), 0);
+    return found;
+  }
+  using values = std::vector<int64_t>;
+};
+
+TEST_F(array, nulls_and_wrong_types_are_harmless) {
+  ref number = ref::adopt(xp_number_new(77));
+  for (xp_obj *a : {static_cast<xp_obj *>(nullptr), number.get()}) {
+    EXPECT_EQ(xp_array_insert(a, number.get(), 0), -1);
+    EXPECT_EQ(xp_array_set(a, number.get(), 0), -1);
+    EXPECT_EQ(xp_array_get(a, 0), nullptr);
+    EXPECT_EQ(xp_array_remove(a, 0), nullptr);
+    EXPECT_EQ(xp_array_delete(a, 0), -1);
+    EXPECT_EQ(xp_array_length(a), 0);
+    EXPECT_EQ(xp_array_setinitial(a, 5) | xp_array_setgrowth(a, 5) | xp_array_setfinal(a), 0);
+    EXPECT_EQ(xp_array_copy(a), nullptr);
+    EXPECT_EQ(xp_array_sort(a, nullptr, nullptr), 0);
+    EXPECT_EQ(xp_array_search(a, number.get(), nullptr, nullptr), -1);
+    EXPECT_EQ(xp_array_travnew(a), nullptr);
+  }
+}
+
+TEST_F(array, agrees_with_a_vector) {
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  for (uint32_t flags : {0u, uint32_t{XP_ARRAY_LOCKED}}) {
+    std::mt19937 random(seed);
+    ref a = make(flags);
+    values model;
+    for (int i = 0; i < 5000; ++i) {
+      auto at = static_cast<int64_t>(random() % (model.size() + 3)) - 1;
+      bool inside = at >= 0 && at < static_cast<int64_t>(model.size());
+      auto place = [&] { return model.begin() + at; };
+      int64_t value = 10 + i;
+      switch (random() % 8) {
+        case 0:
+          ASSERT_EQ(xp_value(ref::adopt(xp_array_remove(a.get(), at)).get()), inside ? *place() : 0);
+          if (inside) model.erase(place());
+          break;
+        case 1:
+          ASSERT_EQ(xp_array_delete(a.get(), at), inside ? 0 : -1);
+          if (inside) model.erase(place());
+          break;
+        case 2:
+          ASSERT_EQ(xp_array_set(a.get(), ref::adopt(xp_number_new(value)).get(), at), inside ? 0 : -1);
+          if (inside) *place() = value;
+          break;
+        case 3:
+          ASSERT_EQ(xp_value(ref::adopt(xp_array_get(a.get(), at)).get()), inside ? *place() : 0);
+          break;
+        case 4:
+          if (random() % 20 != 0) break;
+          ASSERT_EQ(xp_array_setfinal(a.get()), static_cast<int64_t>(model.size()));
+          xp_array_setgrowth(a.get(), static_cast<int64_t>(random() % 5 + 1));
+          break;
+        default: {
+          int64_t position = inside ? at : static_cast<int64_t>(model.size());
+          ASSERT_EQ(put(a, value, at), position);
+          model.insert(model.begin() + position, value);
+        }
+      }
+      ASSERT_EQ(xp_array_length(a.get()), static_cast<int64_t>(model.size()));
+      if (i % 100 != 0) continue;
+      ASSERT_EQ(content(a), model);
+    }
+    EXPECT_EQ(content(a), model);
+    EXPECT_EQ(content(ref::adopt(xp_array_copy(a.get()))), model);
+  }
+}
+
+TEST_F(array, the_capacity_follows_the_growth_step) {
+  ref a = make();
+  auto capacity = [&] { return xp_array_setinitial(a.get(), -7); };
+  EXPECT_EQ(capacity(), 0);
+  for (int64_t i = 1; i <= 3; ++i) {
+    put(a, i);
+    EXPECT_EQ(capacity(), i);
+  }
+  xp_array_setgrowth(a.get(), 0);
+  EXPECT_EQ(put(a, 4), -1);
+  EXPECT_EQ(content(a), (values{1, 2, 3}));
+  xp_array_setgrowth(a.get(), 10);
+  EXPECT_EQ(put(a, 4), 3);
+  EXPECT_EQ(capacity(), 13);
+  EXPECT_EQ(xp_array_setinitial(a.get(), 12), 13);
+  EXPECT_EQ(xp_array_setinitial(a.get(), 100), 100);
+  EXPECT_EQ(xp_array_setfinal(a.get()), 4);
+  EXPECT_EQ(capacity(), 4);
+  xp_array_setgrowth(a.get(), -9);
+  EXPECT_EQ(put(a, 5, 99), 4);
+  EXPECT_EQ(capacity(), 5);
+  EXPECT_EQ(content(a), (values{1, 2, 3, 4, 5}));
+  ref empty = make();
+  xp_array_setinitial(empty.get(), 8);
+  EXPECT_EQ(xp_array_setfinal(empty.get()), 0);
+  EXPECT_EQ(xp_array_setinitial(empty.get(), 0), 0);
+}
+
+TEST_F(array, memory_that_cannot_be_had_leaves_it_empty_and_usable) {
+  for (int64_t huge : {INT64_MAX, INT64_MAX / 8 + 1, int64_t{1} << 61}) {
+    ref a = make_of({100, 200});
+    EXPECT_EQ(xp_array_setinitial(a.get(), huge), -1);
+    EXPECT_EQ(xp_array_length(a.get()), 0);
+    EXPECT_EQ(put(a, 300), 0);
+
+    ref growing = make_of({100});
+    xp_array_setgrowth(growing.get(), huge);
+    EXPECT_EQ(put(growing, 200), -1);
+    EXPECT_EQ(xp_array_length(growing.get()), 0);
+    xp_array_setgrowth(growing.get(), 1);
+    EXPECT_EQ(put(growing, 300), 0);
+  }
+}
+
+TEST_F(array, references_are_counted_exactly) {
+  ref value = ref::adopt(xp_number_new(500));
+  ref a = make();
+  xp_array_insert(a.get(), value.get(), -1);
+  EXPECT_EQ(xp_refs(value.get()), 2);
+  // The array's own reference is the last one while the same value is set again.
+  xp_obj *same = value.get();
+  value = nullptr;
+  xp_array_set(a.get(), same, 0);
+  EXPECT_EQ(xp_refs(same), 1);
+  value = ref::adopt(xp_array_remove(a.get(), 0));
+  EXPECT_EQ(xp_refs(same), 1);
+  xp_array_insert(a.get(), nullptr, -1);
+  EXPECT_EQ(xp_array_length(a.get()), 1);
+  EXPECT_EQ(xp_array_get(a.get(), 0), nullptr);
+}
+
+TEST_F(array, raw_values_are_never_touched) {
+  for (uint32_t flags : {1u, 2u, 3u}) {
+    ref a = make(flags);
+    auto raw = [](uintptr_t value) { return reinterpret_cast<xp_obj *>(value); };
+    for (uintptr_t value : {9u, 1u, 5u})
+      xp_array_insert(a.get(), raw(value), -1);
+    xp_array_sort(a.get(), nullptr, nullptr);
+    EXPECT_EQ(xp_array_get(a.get(), 0), raw(1));
+    EXPECT_EQ(xp_array_search(a.get(), raw(9), nullptr, nullptr), 2);
+    EXPECT_EQ(xp_array_search(a.get(), raw(4), nullptr, nullptr), -1);
+    ref copy = ref::adopt(xp_duplicate(a.get(), 0));
+    EXPECT_EQ(xp_array_set(a.get(), raw(7), 1) | xp_array_delete(a.get(), 0), 0);
+    EXPECT_EQ(xp_array_get(a.get(), 0), raw(7));
+    EXPECT_EQ(xp_array_get(copy.get(), 1), raw(5));
+  }
+}
+
+TEST_F(array, sorts_and_searches_its_elements) {
+  ref a = make_of({40, 10, 30, 20});
+  xp_array_sort(a.get(), nullptr, nullptr);
+  EXPECT_EQ(content(a), (values{10, 20, 30, 40}));
+  ref key = ref::adopt(xp_number_new(30));
+  EXPECT_EQ(xp_array_search(a.get(), key.get(), nullptr, nullptr), 2);
+  auto descending = [](void *context, xp_obj *x, xp_obj *y, void *) {
+    ++*static_cast<int *>(context);
+    return xp_compare(y, x);
+  };
+  int calls = 0;
+  xp_array_sort(a.get(), descending, &calls);
+  EXPECT_EQ(content(a), (values{40, 30, 20, 10}));
+  EXPECT_EQ(xp_array_search(a.get(), key.get(), descending, &calls), 1);
+  EXPECT_GT(calls, 3);
+}
+
+TEST_F(array, traversals_run_both_ways_and_stay_ended) {
+  ref a = make_of({10, 20, 30});
+  ref walk = ref::adopt(xp_trav_make(a.get()));
+  auto next = [&] { return xp_value(ref::adopt(xp_trav_next(walk.get())).get()); };
+  auto prev = [&] { return xp_value(ref::adopt(xp_trav_prev(walk.get())).get()); };
+  EXPECT_EQ(xp_trav_count(walk.get()), 3);
+  EXPECT_EQ((values{next(), next(), prev(), next(), next()}), (values{10, 20, 10, 20, 30}));
+  EXPECT_EQ(next(), 0);
+  put(a, 40);
+  EXPECT_EQ(next() + prev(), 0);
+  xp_trav_reset(walk.get());
+  EXPECT_EQ((values{prev(), prev()}), (values{40, 30}));
+  xp_array_delete(a.get(), 3);
+  xp_array_delete(a.get(), 2);
+  EXPECT_EQ((values{prev(), prev(), prev()}), (values{20, 10, 0}));
+}
+
+TEST_F(array, duplicates_and_answers_as_a_container) {
+  ref inner = make_of({100});
+  ref a = make();
+  EXPECT_EQ(xp_truthy(a.get()), 0);
+  xp_array_insert(a.get(), inner.get(), -1);
+  EXPECT_EQ(xp_truthy(a.get()), 1);
+  EXPECT_EQ(xp_instanceof(a.get(), xp_code("trav")), 1);
+  EXPECT_EQ(xp_instanceof(a.get(), xp_code("dict")), 0);
+  EXPECT_EQ(xp_control(a.get(), XP_CTL_TRAVERSE, XP_TRAV_NEXT, nullptr), 0);
+  ref deep = ref::adopt(xp_duplicate(a.get(), 0));
+  ref deep_inner = ref::adopt(xp_array_get(deep.get(), 0));
+  EXPECT_NE(deep_inner.get(), inner.get());
+  EXPECT_EQ(content(deep_inner), (values{100}));
+  ref shallow = ref::adopt(xp_duplicate(a.get(), XP_DUP_SHALLOW));
+  EXPECT_EQ(ref::adopt(xp_array_get(shallow.get(), 0)).get(), inner.get());
+}
+
+}  // namespace
