@@ -66,7 +66,8 @@ bool xp_wv_address_trusted(std::string_view page, std::string_view owner) {
   const std::string_view scheme = scheme_of(page);
   if (scheme.empty()) return false;
   if (same(scheme, "local")) return true;
-  const std::string_view owner_scheme = scheme_of(owner);
-  return same(scheme, owner_scheme) &&
-         same(host_of(page.substr(scheme.size() + 1)), host_of(owner.substr(owner_scheme.size() + 1)));
+  const std::string_view host = host_of(page.substr(scheme.size() + 1));
+  if (host.empty()) return page == owner;
+  const xp_wv_address allowed = xp_wv_address_split(owner);
+  return same(scheme, allowed.scheme) && same(host, allowed.host);
 }

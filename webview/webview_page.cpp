@@ -12,6 +12,8 @@
 #include "xp/string/string.h"
 #include "xp/string/text.h"
 
+#include <cmath>
+
 // --- The next load ---
 
 int32_t xp_webview_cookiejar(xp_obj *wrapper) {
@@ -133,13 +135,19 @@ int32_t xp_webview_respond(xp_obj *wrapper, xp_obj *request) {
 
 namespace {
 
+// Up to here a page's numbers are exact.
+constexpr double whole_limit = 9007199254740992.0;
+
 xp::ref value_text(const xp_engine_value &value) {
   using kind = xp_engine_value::kind;
   std::string text = value.text;
   if (value.is == kind::none || (value.is == kind::other && text.empty())) return nullptr;
   if (value.is == kind::boolean) text = value.boolean ? "true" : "false";
   if (value.is == kind::number) {
-    const xp::ref number = xp::ref::adopt(xp_number_newfloat(value.number));
+    // Whole numbers are written as such, as script writes them.
+    const auto whole = static_cast<int64_t>(std::fmin(std::fmax(value.number, -whole_limit), whole_limit));
+    const bool is_whole = static_cast<double>(whole) == value.number;
+    const xp::ref number = xp::ref::adopt(is_whole ? xp_number_new(whole) : xp_number_newfloat(value.number));
     const xp::ref json = xp::ref::adopt(xp_plist_string(number.get(), XP_PLIST_JSON_BARE, 0));
     text = xp_wv_text(json.get());
   }

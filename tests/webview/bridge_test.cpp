@@ -1,0 +1,322 @@
+#include "tests/webview/webview_fixture.h"
+#include "xp/array/tuple.h"
+#include "xp/object/boolean.h"
+#include "xp/object/number.h"
+#include "xp/service/thread.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+namespace {
+
+class bridge_test : public webview_fixture {
+protected:
+  // Answers forklift scripts from a payload of UTF-16 code units, 0 past its end, as the page does.
+  void serve(std::u16string payload) {
+    platform.evaluate = [payload = std::move(payload)](std::string_view script) {
+      const size_t comma = script.find(", ");
+      if (!script.starts_with("xp_native.forklift(") || comma == std::string_view::npos)
+        return xp_engine_result{};
+      const size_t index = std::stoul(std::string(script.substr(comma + 2)));
+      return page_result(page_number(index < payload.size() ? payload[index] : 0));
+    };
+  }
+};
+
+TEST_F(bridge_test, a_request_is_parsed_numbered_and_answered_at_once) {
+  answer = [](uint32_t, xp_obj *request) {
+    xp_dict_adopt(request, "result", -1, xp_str_new("it's \"so\""));
+    return int64_t{0};
+  };
+  engine().post(5, R"({"method":"host-info","args":{"a":[1]},"id":77,"result":"forged"})");
+  EXPECT_EQ(take_events(), "40 {\"args\":{\"a\":[1]},\"id\":5,\"method\":\"host-info\"}\n");
+  EXPECT_EQ(platform.take_log(), "run xp_native.response(5, \"it's \\\"so\\\"\");\n");
+}
+
+TEST_F(bridge_test, a_request_without_a_result_gets_an_empty_object) {
+  engine().post(6, R"({"method":"x","result":{"forged":1}})");
+  answer = [](uint32_t, xp_obj *) { return int64_t{2}; };  // only exactly 1 keeps the request
+  engine().post(7, "{}");
+  EXPECT_EQ(platform.take_log(), "run xp_native.response(6, {});\nrun xp_native.response(7, {});\n");
+  EXPECT_EQ(take_events(), "40 {\"id\":6,\"method\":\"x\"}\n40 {\"id\":7}\n");
+}
+
+TEST_F(bridge_test, a_payload_that_is_no_dictionary_raises_a_null_request) {
+  for (const char *payload :
+       {"", "{\"a\":", "[1]", "\"text\"", "7", "null", "<plist><dict/></plist>", "a=b"}) {
+    engine().post(3, payload);
+    EXPECT_EQ(take_events(), "40 null\n") << payload;
+    EXPECT_EQ(platform.take_log(), "run xp_native.response(3, {});\n") << payload;
+  }
+}
+
+TEST_F(bridge_test, what_is_no_request_is_dropped) {
+  using kind = xp_engine_message::kind;
+  const auto message = [](const char *handler, kind is, xp_engine_value id, xp_engine_value payload) {
+    return xp_engine_message{.handler = handler, .is = is, .number = 4, .id = id, .payload = payload};
+  };
+  const xp_engine_value id = page_number(4);
+  const xp_engine_value payload = page_text("{}");
+  const xp_engine_message dropped[] = {
+      message("diag", kind::dictionary, id, payload),
+      message("diag", kind::number, id, payload),
+      message("xp_native", kind::other, id, payload),
+      message("xp_native", kind::dictionary, {}, payload),
+      message("xp_native", kind::dictionary, page_boolean(true), payload),
+      message("xp_native", kind::dictionary, page_text("4"), payload),
+      message("xp_native", kind::dictionary, id, {}),
+      message("xp_native", kind::dictionary, id, page_number(4)),
+      message("xp_native", kind::dictionary, page_number(0), payload),
+  };
+  for (const xp_engine_message &each : dropped)
+    engine().post_message(each);
+  engine().post_number(0);
+  EXPECT_EQ(take_events() + platform.take_log(), "");
+}
+
+TEST_F(bridge_test, request_numbers_are_cut_and_never_overflow) {
+  const std::pair<double, const char *> numbers[] = {
+      {1, "1"},
+      {1.9, "1"},
+      {1e9, "1000000000"},
+      {9007199254740993.0, "9007199254740992"},
+      {9223372036854775808.0, "9223372036854775808"},
+      {18446744073709549568.0, "18446744073709549568"},
+      {18446744073709551616.0, ""},
+      {1e300, ""},
+      {INFINITY, ""},
+      {NAN, ""},
+      {0.9, ""},
+      {-0.5, ""},
+      {-1, ""},
+      {-1e300, ""},
+  };
+  for (const auto &[number, text] : numbers) {
+    engine().post(number, "{}");
+    engine().post_number(number);
+    const std::string id = text;
+    const std::string expected =
+        id.empty() ? "" : "run xp_native.response(" + id + ", {});\nrun xp_native.forklift(" + id + ", 0);\n";
+    EXPECT_EQ(platform.take_log(), expected) << number;
+  }
+}
+
+TEST_F(bridge_test, payloads_are_measured_in_code_units) {
+  // Four bytes and two code units each, one of two bytes and one unit where the sum is odd.
+  const auto payload = [](size_t units) {
+    const size_t inside = units - std::string_view("{'a':''}").size();
+    std::string text = "{\"a\":\"";
+    for (size_t i = 0; i < inside / 2; ++i)
+      text += "\xf0\x9f\x98\x80";
+    if (inside % 2 != 0) text += "\xc3\xa4";
+    return text + "\"}";
+  };
+  engine().post(1, payload(1048575));
+  EXPECT_EQ(platform.take_log(), "run xp_native.response(1, {});\n");
+  EXPECT_FALSE(take_events().empty());
+  engine().post(2, payload(1048576));
+  EXPECT_EQ(platform.take_log(), "run xp_native.failure(2, 'request too large');\n");
+  EXPECT_EQ(take_events(), "");
+}
+
+// --- Gathering ---
+
+TEST_F(bridge_test, a_payload_is_gathered_unit_by_unit) {
+  serve(u"{\"method\":\"\u00e4\u20ac\U0001F600\"}");
+  engine().post_number(9);
+  EXPECT_EQ(engine().finish_scripts(), 19);  // 17 units, the zero behind them, the answer
+  EXPECT_EQ(take_events(), "40 {\"id\":9,\"method\":\"\xc3\xa4\xe2\x82\xac\xf0\x9f\x98\x80\"}\n");
+  EXPECT_EQ(platform.log.front(), "run xp_native.forklift(9, 0);");
+  EXPECT_EQ(platform.log[17], "run xp_native.forklift(9, 17);");
+  EXPECT_EQ(platform.last(), "run xp_native.response(9, {});");
+}
+
+TEST_F(bridge_test, surrogates_without_a_partner_are_replaced) {
+  for (const char16_t lone : {char16_t{0xd83d}, char16_t{0xdc00}}) {
+    serve(std::u16string(u"{\"a\":\"") + lone + u"x\"}");
+    engine().post_number(1);
+    engine().finish_scripts();
+    EXPECT_EQ(take_events(), "40 {\"a\":\"\xef\xbf\xbdx\",\"id\":1}\n");
+  }
+}
+
+TEST_F(bridge_test, a_gathered_payload_has_at_most_8192_units) {
+  const std::u16string frame = u"{\"a\":\"\"}";
+  for (const size_t units : {size_t{8192}, size_t{8193}}) {
+    std::u16string payload = frame;
+    payload.insert(6, units - frame.size(), u'x');
+    serve(payload);
+    engine().post_number(4);
+    engine().finish_scripts();
+    const bool fits = units == 8192;
+    EXPECT_EQ(platform.log.size(), 8194U);  // 8193 times one unit, then the outcome
+    EXPECT_EQ(platform.last(),
+              fits ? "run xp_native.response(4, {});" : "run xp_native.failure(4, 'request too large');");
+    EXPECT_EQ(take_events().empty(), !fits);
+    platform.log.clear();
+  }
+}
+
+TEST_F(bridge_test, gathering_ends_with_a_failure_text) {
+  const std::pair<xp_engine_result, const char *> outcomes[] = {
+      {page_error("Can't find variable: xp_native"), "\"Can\\u0027t find variable: xp_native\""},
+      {page_error("');alert(1);('"), "\"\\u0027);alert(1);(\\u0027\""},
+      {page_error("a\"\\\n\x01\xc3\xa4"), "\"a\\\"\\\\\\n\\u0001\xc3\xa4\""},
+      {{}, "operational error"},
+      {page_result(page_text("65")), "operational error"},
+      {page_result(page_boolean(true)), "operational error"},
+  };
+  for (const auto &[result, text] : outcomes) {
+    platform.evaluate = [&result = result](std::string_view script) {
+      return script.starts_with("xp_native.forklift") ? result : xp_engine_result{};
+    };
+    engine().post_number(8);
+    engine().finish_scripts();
+    EXPECT_EQ(platform.last(), std::string("run xp_native.failure(8, '") + text + "');");
+    EXPECT_EQ(take_events(), "");
+  }
+}
+
+TEST_F(bridge_test, odd_units_are_cut_to_sixteen_bits) {
+  // 65601 is 0x10041: "A" in its low half. A value that is no whole number above 0 ends the payload.
+  for (const double end : {0.0, static_cast<double>(NAN), -1.0, 0.5, 1e300}) {
+    int turn = 0;
+    platform.evaluate = [&turn, end](std::string_view) {
+      const double units[] = {'"' + 65536.0, 65601, end};
+      return page_result(page_number(units[std::min(turn++, 2)]));
+    };
+    engine().post_number(2);
+    engine().finish_scripts();
+    EXPECT_EQ(take_events(), "40 null\n");
+    EXPECT_EQ(turn, 4);  // two units, the end, the answer
+  }
+}
+
+TEST_F(bridge_test, several_requests_gather_side_by_side) {
+  serve(u"{\"a\":1}");
+  engine().post_number(1);
+  engine().post_number(2);
+  engine().finish_scripts();
+  EXPECT_EQ(take_events(), "40 {\"a\":1,\"id\":1}\n40 {\"a\":1,\"id\":2}\n");
+}
+
+TEST_F(bridge_test, gathering_stops_when_another_page_comes) {
+  serve(u"{\"a\":1}");
+  for (const char *address : {"local://app/", "http://elsewhere/"}) {
+    engine().post_number(1);
+    engine().show_page(address);
+    take_events();
+    engine().finish_scripts();
+    EXPECT_EQ(take_events(), "");
+    EXPECT_EQ(platform.take_log(), "run xp_native.forklift(1, 0);\n");
+  }
+}
+
+// --- Who may ask ---
+
+TEST_F(bridge_test, only_the_owners_pages_may_use_the_bridge) {
+  xp_webview_seturl(wrapper(), str("https://Server.example:8443/start").get());
+  xp_webview_load(wrapper());
+  const std::pair<const char *, bool> pages[] = {
+      {"local://app/setup.html", true},
+      {"LOCAL:x", true},
+      {"about:blank", true},
+      {"https://server.example/other", true},
+      {"https://server.example:1/", true},
+      {"http://server.example/", false},
+      {"https://server.example.evil/", false},
+      {"https://server.example@evil/", false},
+      {"https://evil/https://server.example/", false},
+      {"https://evil/?local:", false},
+      {"https://evil#@server.example/", false},
+      {"about:srcdoc", false},
+      {"data:text/html,local://app/", false},
+      {"file:///local:", false},
+      {"localx://app/", false},
+      {"", false},
+  };
+  for (const auto &[address, allowed] : pages) {
+    engine().show_page(address);
+    take_events();
+    platform.log.clear();
+    engine().post(1, "{}");
+    engine().post_number(1);
+    EXPECT_EQ(take_events().empty(), !allowed) << address;
+    EXPECT_EQ(platform.take_log().empty(), !allowed) << address;
+  }
+}
+
+TEST_F(bridge_test, an_address_without_a_host_is_trusted_alone) {
+  xp_webview_seturl(wrapper(), str("file:///a.html").get());
+  xp_webview_load(wrapper());
+  for (const auto &[address, allowed] :
+       {std::pair("file:///a.html", true), std::pair("file:///b.html", false)}) {
+    engine().show_page(address);
+    platform.log.clear();
+    engine().post(1, "{}");
+    EXPECT_EQ(platform.take_log().empty(), !allowed) << address;
+  }
+}
+
+TEST_F(bridge_test, an_answer_is_not_run_into_somebody_elses_page) {
+  const xp::ref request = xp::ref::adopt(xp_dict_new(0));
+  xp_dict_adopt(request.get(), "id", -1, xp_number_new(1));
+  engine().show_page("http://elsewhere/");
+  EXPECT_EQ(xp_webview_respond(wrapper(), request.get()), 0);
+  xp_main_pump();
+  EXPECT_EQ(platform.take_log(), "");
+  engine().show_page("local://app/");
+  EXPECT_EQ(xp_webview_respond(wrapper(), request.get()), 0);
+  xp_main_pump();
+  EXPECT_EQ(platform.take_log(), "run xp_native.response(1, {});\n");
+}
+
+// --- Answering later ---
+
+TEST_F(bridge_test, a_kept_request_is_answered_from_another_thread) {
+  static xp_obj *kept;
+  answer = [](uint32_t, xp_obj *request) {
+    kept = xp_retain(request);
+    return int64_t{1};
+  };
+  engine().post(18446744073709549568.0, R"({"method":"x"})");
+  EXPECT_EQ(platform.take_log(), "");
+  const auto work = [](void *, void *wrapper) -> int64_t {
+    xp_dict_adopt(kept, "result", -1, xp_boolean_new(1));
+    const int64_t taken = xp_webview_respond(static_cast<xp_obj *>(wrapper), kept);
+    xp_release(kept);
+    return taken;
+  };
+  const xp::ref thread = xp::ref::adopt(xp_thr_new(work, wrapper()));
+  int64_t taken = -1;
+  ASSERT_EQ(xp_thr_join(thread.get(), &taken), 0);
+  EXPECT_EQ(taken, 0);
+  EXPECT_EQ(platform.take_log(), "") << "the answer ran off the main queue";
+  EXPECT_EQ(xp_main_pump(), 1);
+  EXPECT_EQ(platform.take_log(), "run xp_native.response(18446744073709549568, true);\n");
+}
+
+TEST_F(bridge_test, an_answer_outlives_its_wrapper) {
+  const xp::ref request = xp::ref::adopt(xp_dict_new(0));
+  xp_dict_adopt(request.get(), "id", -1, xp_number_new(3));
+  EXPECT_EQ(xp_webview_respond(wrapper(), request.get()), 0);
+  drop_wrapper();
+  EXPECT_EQ(platform.take_log(), "remove\ndetach\n");
+  EXPECT_EQ(xp_main_pump(), 1);
+  EXPECT_EQ(platform.take_log(), "run xp_native.response(3, {});\nend\n");
+}
+
+TEST_F(bridge_test, an_answer_needs_a_number) {
+  const xp::ref request = xp::ref::adopt(xp_dict_new(0));
+  EXPECT_EQ(xp_webview_respond(wrapper(), request.get()), -1);
+  xp_dict_adopt(request.get(), "id", -1, xp_str_new("3"));
+  EXPECT_EQ(xp_webview_respond(wrapper(), request.get()), -1);
+  EXPECT_EQ(xp_webview_respond(wrapper(), nullptr), -1);
+  const xp::ref tuple = xp::ref::adopt(xp_tuple_new(1, request.get()));
+  EXPECT_EQ(xp_webview_respond(wrapper(), tuple.get()), -1);
+  EXPECT_EQ(xp_webview_respond(tuple.get(), request.get()), -1);
+  EXPECT_EQ(xp_main_pump(), 0);
+}
+
+}  // namespace
