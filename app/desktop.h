@@ -75,8 +75,8 @@ public:
 
   // Runs `work` once, after at least `delay` milliseconds. Not run any more once the loop has ended.
   virtual void after(int64_t delay, std::function<void()> work) = 0;
-  // Writes a picture of the whole window, as a PNG file, once it has been drawn the next time. `done` then
-  // gets the reason why that failed, or nothing.
+  // Writes a picture of what the window shows, without the frame that the desktop draws, as a PNG file, once
+  // it has been drawn the next time. `done` then gets the reason why that failed, or nothing.
   virtual void write_picture(const std::string &path,
                              std::function<void(std::optional<std::string>)> done) = 0;
 };

@@ -4,6 +4,7 @@
 #include "app/gtk/workspace.h"
 #include "webview/log.h"
 
+#include <cmath>
 #include <cstdlib>
 #include <memory>
 #include <string_view>
@@ -85,7 +86,9 @@ cv_rect gtk_desktop::content_rect() {
   return window_.content();
 }
 uint32_t gtk_desktop::window_colour() {
-  return window_.colour();
+  const GdkRGBA colour = window_.colour();
+  const auto channel = [](float value) { return static_cast<uint32_t>(std::lround(value * 255.0F)) & 0xff; };
+  return channel(colour.red) << 16 | channel(colour.green) << 8 | channel(colour.blue);
 }
 void gtk_desktop::bring_to_front() {
   window_.present();
@@ -132,5 +135,5 @@ void gtk_desktop::after(int64_t delay, std::function<void()> work) {
 void gtk_desktop::write_picture(const std::string &path,
                                 std::function<void(std::optional<std::string>)> done) {
   if (window_.window() == nullptr) return done("there is no window");
-  cv_gtk_write_picture(window_.window(), path, std::move(done));
+  cv_gtk_write_picture(window_.sheet(), window_.colour(), path, std::move(done));
 }

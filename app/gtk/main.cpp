@@ -2,13 +2,10 @@
 
 #include "app/corvane_settings.h"
 #include "app/gtk/gtk_desktop.h"
-#include "app/gtk/main_queue.h"
+#include "app/gtk/start.h"
 #include "app/main_bundle.h"
 #include "app/options.h"
 #include "app/screenshot.h"
-#include "setup/resources.h"
-#include "webview/gtk/platform.h"
-#include "webview/webview.h"
 
 #include <adwaita.h>
 #include <glib-unix.h>
@@ -23,12 +20,6 @@
 namespace {
 
 constexpr const char *application_identifier = "com.brindle.Corvane.Settings";
-
-// What the page may load: its own files, and nothing that brings a foreign page into it, for any frame could
-// call native code. Inline script and style stay allowed: localised words may bring markup of their own.
-constexpr const char *page_policy =
-    "default-src local: 'unsafe-inline'; img-src local: data:; frame-src 'none'; object-src 'none'; "
-    "base-uri 'none'; form-action 'none'";
 
 enum : int {
   exit_failed = 1,
@@ -97,10 +88,9 @@ void end_on_signals(cv_desktop &desktop) {
   }
 }
 
-int run(const cv_options &options) {
+int run(const cv_options &options, const std::filesystem::path &resources) {
   gtk_desktop desktop(application_identifier, !options.screenshot.empty());
-  xp_webview_setplatform(xp_gtk_engine_platform(desktop.os_major_version()));
-  xp_webview_setpolicy(page_policy);
+  cv_gtk_start(desktop, resources);
   end_on_signals(desktop);
   application settings(desktop, options);
   return settings.finish(desktop.run(settings));
@@ -121,9 +111,7 @@ int start(std::span<const char *const> arguments) {
   prepare_graphics(options.safe_graphics);
   g_set_application_name("Sablewick");
   if (!gtk_init_check()) return fail(exit_failed, "there is no display to show the window on");
-  cv_setup_setbundle(resources.c_str());
-  cv_gtk_serve_main_queue();
-  return run(options);
+  return run(options, resources);
 }
 
 }  // namespace

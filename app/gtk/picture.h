@@ -1,4 +1,4 @@
-// Pictures of a window, as PNG files. Main thread only.
+// Pictures of what a window shows, as PNG files. Main thread only.
 
 #ifndef APP_GTK_PICTURE_H
 #define APP_GTK_PICTURE_H
@@ -9,9 +9,10 @@
 #include <optional>
 #include <string>
 
-// Draws the window once more and writes what it then shows. `done` gets the reason why that failed, or
-// nothing. It is not called when the window goes before.
-void cv_gtk_write_picture(GtkWindow *window, const std::string &path,
+// Draws `sheet` once more and writes what it then shows, on a ground of that colour: the window's content
+// without the desktop's frame and shadow, which differ from one desktop to the next. `done` gets the reason
+// why that failed, or nothing. It is not called when the window goes before.
+void cv_gtk_write_picture(GtkWidget *sheet, const GdkRGBA &ground, const std::string &path,
                           std::function<void(std::optional<std::string>)> done);
 
 #endif

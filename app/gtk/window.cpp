@@ -1,6 +1,5 @@
 #include "app/gtk/window.h"
 
-#include <cmath>
 #include <utility>
 
 namespace {
@@ -32,9 +31,7 @@ void gtk_settings_window::make(AdwApplication *application, int width, int heigh
   window_ = GTK_WINDOW(adw_application_window_new(GTK_APPLICATION(application)));
   gtk_window_set_title(window_, title.c_str());
 
-  // An overlay does not pass the page's size on as its own least size, so the window can shrink below it.
-  room_ = gtk_overlay_new();
-  gtk_overlay_set_child(GTK_OVERLAY(room_), adw_bin_new());
+  room_ = gtk_box_new(GTK_ORIENTATION_VERTICAL, 0);
   gtk_widget_set_vexpand(room_, TRUE);
   // The room asks for its size until the window is shown: whatever the desktop draws around it comes on top.
   gtk_widget_set_size_request(room_, width, height);
@@ -106,11 +103,16 @@ cv_rect gtk_settings_window::content() const {
   return {.x = 0, .y = 0, .width = static_cast<double>(width_), .height = static_cast<double>(height_)};
 }
 
-uint32_t gtk_settings_window::colour() const {
+GtkWidget *gtk_settings_window::sheet() const {
+  return gtk_widget_get_parent(room_);
+}
+
+GdkRGBA gtk_settings_window::colour() const {
   GdkRGBA colour = {};
   if (window_ == nullptr || !gtk_style_context_lookup_color(gtk_widget_get_style_context(GTK_WIDGET(window_)),
                                                             "window_bg_color", &colour)) {
-    return adw_style_manager_get_dark(adw_style_manager_get_default()) ? 0x242424 : 0xfafafa;
+    const bool dark = adw_style_manager_get_dark(adw_style_manager_get_default()) != FALSE;
+    gdk_rgba_parse(&colour, dark ? "#242424" : "#fafafa");
   }
-  return channel(colour.red) << 16 | channel(colour.green) << 8 | channel(colour.blue);
+  return colour;
 }

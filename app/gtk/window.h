@@ -31,8 +31,11 @@ public:
   // The size of the room for the page: what was asked for until the window is on the screen.
   cv_rect content() const;
 
-  // The window's own background in the present appearance, as 0xRRGGBB.
-  uint32_t colour() const;
+  // Header bar and room together.
+  GtkWidget *sheet() const;
+
+  // The window's own background in the present appearance.
+  GdkRGBA colour() const;
 
 private:
   static void surface_made(GtkWidget *window, gpointer self);

@@ -1,0 +1,167 @@
+// The real window with the real page, driven from inside through script: its size, what it shows, and how it
+// copes with a client that goes away and comes back. One process has one application and one session, so it
+// is one test.
+
+#include "app/corvane_settings.h"
+#include "app/gtk/gtk_desktop.h"
+#include "app/gtk/start.h"
+#include "tests/app/stand_in.h"
+#include "webview/webview.h"
+#include "xp/string/string.h"
+
+#include <adwaita.h>
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <chrono>
+#include <functional>
+#include <string>
+
+namespace {
+
+using clock = std::chrono::steady_clock;
+
+// The application, with a body that runs once it is up. The body may wait: the loop goes on meanwhile.
+class driven_settings : public CorvaneSettings {
+public:
+  driven_settings(gtk_desktop &desktop, std::function<void(driven_settings &)> body)
+      : CorvaneSettings(desktop), desktop_(desktop), body_(std::move(body)) {}
+
+  void applicationDidFinishLaunching() override {
+    CorvaneSettings::applicationDidFinishLaunching();
+    desktop_.after(0, [this] {
+      body_(*this);
+      desktop_.terminate();
+    });
+  }
+
+  // The text of a script's value; empty when the script fails.
+  std::string page(const std::string &script) {
+    answer reply;
+    const auto take = [](xp_obj *value, xp_obj *, uint64_t context) {
+      auto *wanted = reinterpret_cast<answer *>(static_cast<uintptr_t>(context));
+      const char *text = xp_str_getptr(value);
+      *wanted = {.there = true, .text = text == nullptr ? "" : text};
+    };
+    const auto context = reinterpret_cast<uintptr_t>(&reply);
+    if (xp_webview_evaluate(webview(), script.c_str(), take, context) != 0) return {};
+    while (!reply.there)
+      g_main_context_iteration(nullptr, TRUE);
+    return reply.text;
+  }
+
+  // Waits until a script gives this text. The text it gave at last, within so many seconds.
+  std::string wait_for(const std::string &script, const std::string &text, int seconds) {
+    const auto limit = clock::now() + std::chrono::seconds(seconds);
+    std::string last = page(script);
+    while (last != text && clock::now() < limit) {
+      pause(50);
+      last = page(script);
+    }
+    return last;
+  }
+
+  void pause(int milliseconds) {
+    bool over = false;
+    desktop_.after(milliseconds, [&over] { over = true; });
+    while (!over)
+      g_main_context_iteration(nullptr, TRUE);
+  }
+
+private:
+  struct answer {
+    bool there = false;
+    std::string text;
+  };
+
+  gtk_desktop &desktop_;
+  std::function<void(driven_settings &)> body_;
+};
+
+constexpr const char *state = "document.documentElement.dataset.state";
+constexpr const char *headline = "document.getElementById('headline').innerText";
+constexpr const char *retry_shown = "String(document.getElementById('retry').checkVisibility())";
+
+std::string field(const char *key) {
+  return std::string("document.querySelector('[data-key=\"") + key + "\"]').innerText";
+}
+
+void expect_page_fits(driven_settings &settings) {
+  EXPECT_EQ(settings.wait_for("innerWidth + 'x' + innerHeight", "720x360", 5), "720x360");
+  EXPECT_EQ(settings.page("String(document.documentElement.scrollHeight <= innerHeight && "
+                          "document.documentElement.scrollWidth <= innerWidth)"),
+            "true")
+      << settings.page("document.documentElement.scrollHeight + ' high'");
+  EXPECT_EQ(settings.page("String([...document.querySelectorAll('dt, h1, h2, button')].every("
+                          "e => e.scrollWidth <= e.clientWidth || e.hidden))"),
+            "true")
+      << "text is cut off";
+}
+
+void expect_appearance(driven_settings &settings, AdwColorScheme scheme, const char *dark,
+                       const char *ground) {
+  adw_style_manager_set_color_scheme(adw_style_manager_get_default(), scheme);
+  EXPECT_EQ(settings.wait_for("String(matchMedia('(prefers-color-scheme: dark)').matches)", dark, 5), dark);
+  EXPECT_EQ(settings.page("getComputedStyle(document.body).backgroundColor"), ground);
+}
+
+// Content that could act for the page without being of it.
+void expect_guarded(driven_settings &settings) {
+  settings.page(
+      "window.refused = []; document.addEventListener('securitypolicyviolation', "
+      "e => refused.push(e.effectiveDirective)); const frame = document.createElement('iframe'); "
+      "frame.src = 'data:text/html,x'; document.body.append(frame); 0");
+  EXPECT_EQ(settings.wait_for("String(refused)", "frame-src", 5), "frame-src");
+  EXPECT_EQ(settings.page("try { eval('1') } catch (error) { error.name }"), "EvalError");
+  settings.page("document.querySelector('iframe').remove(); 0");
+}
+
+void expect_survives_the_client(driven_settings &settings, stand_in &client) {
+  client.kill();
+  settings.page("location.reload(); 0");
+  EXPECT_EQ(settings.wait_for(headline, "Contacting the client", 5), "Contacting the client");
+  EXPECT_EQ(settings.page(retry_shown), "false");
+  EXPECT_EQ(settings.wait_for(state, "unreachable", 20), "unreachable");
+  EXPECT_EQ(settings.page(headline), "The client is not answering");
+  EXPECT_EQ(settings.page(retry_shown), "true");
+  expect_page_fits(settings);
+
+  ASSERT_TRUE(client.start());
+  settings.page("document.getElementById('retry').click(); 0");
+  EXPECT_EQ(settings.wait_for(state, "live", 10), "live");
+  EXPECT_EQ(settings.page(headline), "Connected");
+  EXPECT_EQ(settings.page(field("server")), "corvane.example.com");
+  EXPECT_EQ(settings.page(retry_shown), "false");
+}
+
+void drive(driven_settings &settings, stand_in &client) {
+  EXPECT_EQ(settings.wait_for(state, "live", 30), "live");
+  EXPECT_EQ(settings.page(headline), "Connected");
+  EXPECT_EQ(settings.page(field("server")), "corvane.example.com");
+  EXPECT_EQ(settings.page(field("serialnumber")), "SMPL0042");
+  EXPECT_EQ(settings.page("typeof window.refresh_capabilities"), "function");
+  expect_page_fits(settings);
+  expect_appearance(settings, ADW_COLOR_SCHEME_FORCE_DARK, "true", "rgb(36, 36, 36)");
+  expect_appearance(settings, ADW_COLOR_SCHEME_FORCE_LIGHT, "false", "rgb(250, 250, 250)");
+  expect_guarded(settings);
+  expect_survives_the_client(settings, client);
+}
+
+TEST(window, shows_the_client_and_survives_it) {
+  stand_in client;
+  ASSERT_TRUE(client.start());
+  setenv("CORVANE_ROOT", client.root().c_str(), 1);
+  ASSERT_TRUE(gtk_init_check());
+  gtk_desktop desktop("com.brindle.Corvane.Settings.Test", true);
+  cv_gtk_start(desktop, CORVANE_RESOURCES);
+  bool driven = false;
+  driven_settings settings(desktop, [&](driven_settings &up) {
+    drive(up, client);
+    driven = true;
+  });
+  EXPECT_EQ(desktop.run(settings), 0);
+  EXPECT_TRUE(driven);
+  EXPECT_EQ(settings.webview(), nullptr);
+}
+
+}  // namespace
