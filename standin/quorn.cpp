@@ -24,7 +24,7 @@ bool beside_program(const char *name, char (&path)[PATH_MAX]) {
   if (slash == nullptr) return false;
   const auto room = static_cast<size_t>(path + sizeof path - (slash + 1));
   if (strlen(name) >= room) return false;
-  strcpy(slash + 1, name);
+  memcpy(slash + 1, name, strlen(name) + 1);
   return true;
 }
 
