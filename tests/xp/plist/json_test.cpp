@@ -58,7 +58,7 @@ TEST_F(json, result_codes) {
       {repeated("[", 31) + "1" + repeated("]", 31), 0},
       {repeated("[", 32) + "1" + repeated("]", 32), XP_JSON_TOO_DEEP},
       {objects(16, ""), 0},
-      {objects(16, "\"a\":}"), 0},  // the 32nd node is the key
+      {objects(16, "\"a\":"), 0},  // the 32nd node is the key
       {objects(16, "\"a\":1"), XP_JSON_TOO_DEEP},
       {objects(17, ""), XP_JSON_TOO_DEEP},
       {"[" + repeated("{\"a\":1}", 100) + "]", 0},  // places are given back
