@@ -1,0 +1,134 @@
+#include "ipc/channel.h"
+#include "ipc/channel_impl.h"
+#include "ipc/clock.h"
+#include "ipc/connection.h"
+#include "ipc/connection_record.h"
+#include "ipc/errors.h"
+#include "ipc/mbuf.h"
+#include "ipc/message.h"
+#include "ipc/message_impl.h"
+#include "ipc/message_port.h"
+#include "xp/object/ref.h"
+
+// The client's side of a call.
+
+namespace {
+
+enum class reply_kind {
+  mine,       // answers this call
+  other,      // answers another one, or is no reply
+  headerless  // lacks a record that every reply has
+};
+
+constexpr uint32_t version = 1;
+
+// What a loaded message is to the call with this sequence number (raw bytes). `cured` says that it has all
+// records and the right version.
+reply_kind judge(xp_obj *reply, uint32_t msgn, bool *cured) {
+  uint32_t name, vers, answered;
+  *cured = false;
+  if (ipc_msg_get_name(reply, &name) != 0 || ipc_msg_get_word(reply, xp_code("vers"), &vers) != 0 ||
+      ipc_msg_get_word(reply, xp_code("msgn"), &answered) != 0) {
+    return reply_kind::headerless;
+  }
+  *cured = vers == __builtin_bswap32(version);
+  return *cured && answered == msgn && name == IPC_NAME_REPLY ? reply_kind::mine : reply_kind::other;
+}
+
+int32_t timed_out(ipc_conn *c) {
+  ipc_com_reset(c->channel);
+  return IpcErrTimeout;
+}
+
+// Sends the whole request. A positive count when the reply is to be waited for; 0 ends the call.
+int32_t send_request(ipc_conn *c, xp_obj *request) {
+  xp::ref buffer = xp::ref::adopt(ipc_msg_mem(request));
+  uint32_t start = ipc_time_msecs();
+  for (;;) {
+    int32_t sent = ipc_com_send(c->channel, buffer.get());
+    if (sent != IpcErrWouldBlock) return sent;
+    if (ipc_time_expired(start, c->timeout)) return timed_out(c);
+    ipcc_pause(c->channel, true);
+  }
+}
+
+// Waits for the reply with this sequence number.
+int32_t await_reply(ipc_conn *c, xp_obj *reply, uint32_t msgn) {
+  xp::ref buffer = xp::ref::adopt(ipc_msg_mem(reply));
+  uint32_t start = ipc_time_msecs();
+  // Deliberate: a reply without its header poisons the wait. From then on none is accepted, and only one that
+  // has all three records and the right version clears the flag; it is skipped itself. Accepting the next
+  // good one instead would take the tail of a broken exchange for an answer.
+  bool poisoned = false;
+  for (;;) {
+    int32_t received = ipc_com_recv(c->channel, buffer.get(), nullptr);
+    if (received == 0 || (received < 0 && received != IpcErrWouldBlock)) {
+      // Deliberate: 0 says that the peer is gone, and the call still ends with success and an empty reply.
+      return received == 0 && ipc_time_expired(start, c->timeout) ? timed_out(c) : received;
+    }
+    if (received > 0) {
+      ipc_msg_from_buf(reply, ipc_mbuf_getptr(buffer.get()), received);
+      bool cured;
+      reply_kind kind = judge(reply, msgn, &cured);
+      bool accepted = kind == reply_kind::mine && !poisoned;
+      // Deliberate: a call that ends after its deadline reports the timeout, although the server acted.
+      if (accepted) return ipc_time_expired(start, c->timeout) ? timed_out(c) : 0;
+      // What is skipped must not be found in the reply when the call ends without one.
+      ipc_msg_clear(reply);
+      poisoned = poisoned ? !cured : kind == reply_kind::headerless;
+    }
+    if (ipc_time_expired(start, c->timeout)) return timed_out(c);
+    if (received < 0) ipcc_pause(c->channel, false);
+  }
+}
+
+int32_t call_stream(ipc_conn *c, xp_obj *request, xp_obj *reply, uint32_t msgn) {
+  int32_t sent = send_request(c, request);
+  return sent > 0 ? await_reply(c, reply, msgn) : sent;
+}
+
+// The deadline covers handing the request over; the service then takes as long as it takes.
+int32_t call_port(ipc_conn *c, xp_obj *request, xp_obj *reply, uint32_t msgn) {
+  constexpr int64_t room = IPC_PORT_MESSAGE_LIMIT - IPC_PORT_MESSAGE_HEADER;
+  constexpr int32_t shortest = 8;  // a reply below this is none
+  xp::ref buffer = xp::ref::adopt(ipc_mbuf_alloc(room));
+  if (!buffer) return IpcErrNoMemory;
+  uint8_t *bytes = ipc_mbuf_getptr(buffer.get());
+  int32_t length =
+      ipc_port()->exchange(c->port, ipc_msg_buf(request), static_cast<uint32_t>(ipc_msg_size(request)),
+                           c->timeout, bytes, static_cast<uint32_t>(room));
+  if (length < shortest) return IpcErrTimeout;
+  ipc_msg_from_buf(reply, bytes, length);
+  bool cured;
+  return judge(reply, msgn, &cured) == reply_kind::mine ? 0 : IpcErrBadState;
+}
+
+}  // namespace
+
+int32_t ipc_call(xp_obj *obj, xp_obj *request, xp_obj *reply) {
+  ipc_msg_package(reply);
+  auto *c = xp::as<ipc_conn>(obj);
+  bool connected = c != nullptr && ((c->state == IPC_STATE_STREAM && c->channel != nullptr) ||
+                                    (c->state == IPC_STATE_PORT && c->port != 0));
+  if (!connected || xp_type(request) != ipc_msg_type() || xp_type(reply) != ipc_msg_type())
+    return IpcErrBadState;
+  uint32_t msgn = __builtin_bswap32(c->sequence++);
+  // A request whose parameter block is still open cannot take its header. It is sent without one all the
+  // same, and the receiver rejects it; one that is full is not sent.
+  bool open = ipc_msg_params_open(request);
+  int32_t error = ipc_msg_set_header(request, {.msgn = msgn, .ptyp = c->endpoint, .ptid = c->session});
+  if (error != 0 && !open) return error;
+  ipc_msg_package(request);
+  return c->state == IPC_STATE_PORT ? call_port(c, request, reply, msgn)
+                                    : call_stream(c, request, reply, msgn);
+}
+
+int32_t ipc_ping(xp_obj *obj) {
+  auto *c = xp::as<ipc_conn>(obj);
+  bool connected = c != nullptr && ((c->state == IPC_STATE_STREAM && c->channel != nullptr) ||
+                                    (c->state == IPC_STATE_PORT && c->port != 0));
+  if (!connected) return IpcErrNotConnected;
+  xp::ref request = xp::ref::adopt(ipc_msg_alloc(IPC_NAME_PING));
+  xp::ref reply = xp::ref::adopt(ipc_msg_alloc(0));
+  return request && reply ? ipc_call(c, request.get(), reply.get()) : IpcErrNoMemory;
+}

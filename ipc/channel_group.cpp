@@ -1,0 +1,202 @@
+#include "ipc/channel.h"
+#include "ipc/channel_impl.h"
+#include "ipc/channel_record.h"
+#include "ipc/errors.h"
+#include "ipc/mbuf.h"
+#include "xp/array/list.h"
+#include "xp/object/ref.h"
+#include "xp/service/traversal.h"
+
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <utility>
+
+// Groups: polling the members of an endpoint and serving the one that is ready.
+
+namespace {
+
+void group_release(xp_obj *obj) {
+  if (!xp_prerelease(obj)) return;
+  auto *g = static_cast<ipc_group *>(obj);
+  xp_release(g->cursor);
+  xp_release(g->scan);
+  xp_release(g->members);
+  if (g->wake >= 0) close(g->wake);
+  xp::destroy(g);
+}
+
+constexpr xp::ops group_ops = {.retain = xp_obj_retain,
+                               .release = group_release,
+                               .compare = nullptr,
+                               .textify = nullptr,
+                               .control = nullptr};
+
+std::atomic_ref<int32_t> wait_of(ipc_group *g) {
+  return std::atomic_ref(g->wait);
+}
+
+ipc_com *next_member(xp_obj *traversal, xp::ref *member) {
+  *member = xp::ref::adopt(xp_trav_next(traversal));
+  return xp::as<ipc_com>(member->get());
+}
+
+// What is to be watched: a member that is sending for writing, any other for reading. The number of
+// descriptors to look at.
+int watch(ipc_group *g) {
+  FD_ZERO(&g->read_ready);
+  FD_ZERO(&g->write_ready);
+  FD_SET(g->wake, &g->read_ready);
+  int highest = g->wake;
+  xp_trav_reset(g->scan);
+  xp::ref held;
+  while (const ipc_com *member = next_member(g->scan, &held)) {
+    if (!ipcc_pollable(member->descriptor)) continue;
+    FD_SET(member->descriptor, member->pending != nullptr ? &g->write_ready : &g->read_ready);
+    highest = std::max(highest, member->descriptor);
+  }
+  return highest + 1;
+}
+
+// Takes a member's readiness; a descriptor that is closed and opened again in the same walk is not ready.
+bool take_ready(const ipc_com *member, fd_set *ready) {
+  if (!ipcc_pollable(member->descriptor) || !FD_ISSET(member->descriptor, ready)) return false;
+  FD_CLR(member->descriptor, ready);
+  return true;
+}
+
+// A new client of the listener. 0, as for everything that is no message.
+int32_t accept_member(ipc_group *g, ipc_com *listener) {
+  xp::ref member = xp::ref::adopt(ipc_com_accept(listener));
+  if (member) xp_list_append(g->members, member.get());
+  return 0;
+}
+
+bool is_gone(int32_t result) {
+  return result == IpcErrSystem || result == IpcErrNotConnected || result == 0;
+}
+
+// Serves one member as far as it is ready. `last` is the walk's result so far and what a member that is not
+// ready answers; `drop` says that the member has to leave.
+int32_t serve(ipc_group *g, ipc_com *member, xp_obj *b, int32_t last, bool *drop) {
+  *drop = false;
+  if (take_ready(member, &g->write_ready)) {
+    // A reply that could not be sent in time: without this its member would stay ready to write for ever.
+    int32_t sent = ipcc_member_try_send(member);
+    *drop = sent < 0 && is_gone(sent);
+    return *drop ? 0 : last;
+  }
+  if (!take_ready(member, &g->read_ready)) return last;
+  if (member->listener != 0) return member->pending == nullptr ? accept_member(g, member) : last;
+  int32_t result = ipcc_member_recv(member, b);
+  *drop = is_gone(result);
+  return *drop ? 0 : result;
+}
+
+// One round over a group: the first whole message ends it, and the next round goes on behind its member.
+int32_t group_recv(ipc_group *g, xp_obj *b, xp_obj **from) {
+  ipc_com_grp_poll(g);
+  int32_t result = IpcErrWouldBlock;
+  xp::ref held;
+  ipc_com *member = next_member(g->cursor, &held);
+  while (member != nullptr) {
+    bool drop;
+    result = serve(g, member, b, result, &drop);
+    if (result > 0) {
+      if (from != nullptr) *from = held.leak();
+      return result;
+    }
+    xp::ref next_held;
+    ipc_com *next = next_member(g->cursor, &next_held);
+    // The cursor stands behind the member already when it goes.
+    if (drop) xp_list_remove(g->members, member);
+    held = std::move(next_held);
+    member = next;
+  }
+  xp_trav_reset(g->cursor);
+  return result;
+}
+
+}  // namespace
+
+uint32_t ipc_com_grp_type() {
+  return ipc_group::code;
+}
+
+xp_obj *ipc_com_grp_alloc() {
+  xp::ref group = xp::ref::adopt(xp::make<ipc_group>(group_ops));
+  auto *g = xp::as<ipc_group>(group.get());
+  if (g == nullptr) return nullptr;
+  g->wake = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
+  g->members = xp_list_new(0);
+  g->cursor = xp_list_travnew(g->members);
+  g->scan = xp_list_travnew(g->members);
+  return g->wake < 0 || g->cursor == nullptr || g->scan == nullptr ? nullptr : group.leak();
+}
+
+int32_t ipc_com_grp_poll(xp_obj *obj) {
+  auto *g = xp::as<ipc_group>(obj);
+  if (g == nullptr || !ipcc_pollable(g->wake)) return 0;
+  int count = watch(g);
+  int32_t wait = wait_of(g).load(std::memory_order_relaxed);
+  timeval limit = {.tv_sec = wait / 1000, .tv_usec = wait % 1000 * 1000};
+  int ready = select(count, &g->read_ready, &g->write_ready, nullptr, wait < 0 ? nullptr : &limit);
+  if (ready < 0) {
+    // The sets are as they were, with every member in them: nobody is known to be ready.
+    FD_ZERO(&g->read_ready);
+    FD_ZERO(&g->write_ready);
+    return 0;
+  }
+  // Deliberate: the wake descriptor is never drained. An interrupt stops a receiving thread for good;
+  // drained, it could be lost to a poll that was not the last.
+  return ready;
+}
+
+int32_t ipc_com_recv(xp_obj *obj, xp_obj *b, xp_obj **from) {
+  if (from != nullptr) *from = nullptr;
+  auto *c = xp::as<ipc_com>(obj);
+  if (c == nullptr) return IpcErrBadState;
+  if (auto *g = xp::as<ipc_group>(c->group)) return group_recv(g, b, from);
+  if (from != nullptr) *from = xp_retain(c);
+  return ipcc_member_recv(c, b);
+}
+
+void ipc_com_set_msecs(xp_obj *obj, int32_t msecs) {
+  auto *c = xp::as<ipc_com>(obj);
+  auto *g = c == nullptr ? nullptr : xp::as<ipc_group>(c->group);
+  if (g != nullptr) wait_of(g).store(std::max(msecs, -1), std::memory_order_relaxed);
+}
+
+int32_t ipc_com_interupt(xp_obj *obj) {
+  auto *c = xp::as<ipc_com>(obj);
+  auto *g = c == nullptr ? nullptr : xp::as<ipc_group>(c->group);
+  if (g == nullptr) return IpcErrBadState;
+  constexpr uint64_t once = 1;
+  // A counter at its end is readable already, which is all that is wanted.
+  ssize_t written = write(g->wake, &once, sizeof once);
+  return written == sizeof once ? 0 : IpcErrSystem;
+}
+
+void ipc_com_reset(xp_obj *obj) {
+  auto *c = xp::as<ipc_com>(obj);
+  if (c == nullptr) return;
+  xp_release(std::exchange(c->pending, nullptr));
+  ipc_mbuf_rewind(c->receive);
+  ipc_mbuf_setlen(c->receive, 0);
+  auto *g = xp::as<ipc_group>(c->group);
+  if (g == nullptr) return;
+  xp_trav_reset(g->scan);
+  xp::ref held;
+  while (ipc_com *member = next_member(g->scan, &held))
+    ipc_com_reset(member);
+}
+
+xp_obj *ipcc_first(xp_obj *obj) {
+  auto *c = xp::as<ipc_com>(obj);
+  if (c == nullptr) return nullptr;
+  auto *g = xp::as<ipc_group>(c->group);
+  xp_obj *first = g == nullptr ? nullptr : xp_list_head(g->members);
+  return first != nullptr ? first : xp_retain(c);
+}

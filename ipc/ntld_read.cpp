@@ -1,0 +1,82 @@
+#include "ipc/ntld.h"
+#include "ipc/ntld_impl.h"
+#include "ipc/ntld_raw.h"
+#include "xp/object/type.h"
+
+#include <stddef.h>
+#include <string.h>
+
+namespace {
+
+constexpr uint32_t most_references = 0xFFFFFF;
+constexpr uint32_t told_apart_by = offsetof(xp_obj, release) + sizeof(xp_obj::release);
+
+// Whether `p` is a builder and not a record. Field by field, stopping at the first miss: a record may be
+// shorter than an object's header.
+bool is_builder(const void *p) {
+  if (reinterpret_cast<uintptr_t>(p) % alignof(xp_obj) != 0) return false;
+  const auto *bytes = static_cast<const uint8_t *>(p);
+  uint32_t count;
+  memcpy(&count, bytes + offsetof(xp_obj, refs), sizeof count);
+  if (count == 0 || count > most_references) return false;
+  uint32_t type;
+  memcpy(&type, bytes + offsetof(xp_obj, type), sizeof type);
+  if (type != xp_ntld_type()) return false;
+  void (*release)(xp_obj *);
+  memcpy(&release, bytes + offsetof(xp_obj, release), sizeof release);
+  return release == xp_ntld_release;
+}
+
+// The record to read: a builder's own when it is finished, else `p` itself.
+const uint8_t *record_of(const void *p) {
+  if (p == nullptr) return nullptr;
+  if (!is_builder(p)) return static_cast<const uint8_t *>(p);
+  return xp_ntld_record(static_cast<xp_obj *>(const_cast<void *>(p)));
+}
+
+}  // namespace
+
+const uint8_t *xp_ntld_next(const void *p) {
+  return xp_ntld_raw_next(record_of(p));
+}
+
+uint32_t xp_ntld_verify(const void *p, uint32_t available) {
+  const auto *bytes = static_cast<const uint8_t *>(p);
+  return xp_ntld_raw_verify(available < told_apart_by ? bytes : record_of(p), available);
+}
+
+uint32_t xp_ntld_count(const void *p) {
+  return xp_ntld_raw_count(record_of(p));
+}
+
+const uint8_t *xp_ntld_getbyname(const void *p, uint32_t name) {
+  return xp_ntld_raw_getbyname(record_of(p), name);
+}
+
+const uint8_t *xp_ntld_getbyindex(const void *p, uint32_t index) {
+  return xp_ntld_raw_getbyindex(record_of(p), index);
+}
+
+uint32_t xp_ntld_getbytesbyname(const void *p, uint32_t name, void *out, uint32_t max) {
+  return xp_ntld_raw_bytes(xp_ntld_getbyname(p, name), out, max);
+}
+
+uint32_t xp_ntld_getbytesbyindex(const void *p, uint32_t index, void *out, uint32_t max) {
+  return xp_ntld_raw_bytes(xp_ntld_getbyindex(p, index), out, max);
+}
+
+uint32_t xp_ntld_gettagbyname(const void *p, uint32_t name) {
+  return xp_ntld_raw_tag(xp_ntld_getbyname(p, name));
+}
+
+uint32_t xp_ntld_gettagbyindex(const void *p, uint32_t index) {
+  return xp_ntld_raw_tag(xp_ntld_getbyindex(p, index));
+}
+
+int32_t xp_ntld_getlongbyname(const void *p, uint32_t name) {
+  return xp_ntld_raw_long(xp_ntld_getbyname(p, name));
+}
+
+int32_t xp_ntld_getlongbyindex(const void *p, uint32_t index) {
+  return xp_ntld_raw_long(xp_ntld_getbyindex(p, index));
+}
