@@ -8,10 +8,6 @@ namespace {
 constexpr int least_width = 360;
 constexpr int least_height = 240;
 
-uint32_t channel(float value) {
-  return static_cast<uint32_t>(std::lround(value * 255.0F)) & 0xff;
-}
-
 GtkWidget *header_bar() {
   GtkWidget *bar = adw_header_bar_new();
   // The page has the window's own colour: without a line between them the two are one sheet.

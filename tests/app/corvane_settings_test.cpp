@@ -68,16 +68,21 @@ TEST_F(corvane_settings_test, launches_in_order_and_takes_everything_down_again)
   EXPECT_EQ(taken(), (transcript{
                          "open bundle /private/Library/Corvane/Corvane.app",
                          "window \"Sablewick\" 720x360 at 280,220",
-                         "engine 720x360",
-                         "background 1193046",
-                         "load local://app/setup.html",
+                         "modern local",
+                         "show",
+                         "background 123456",
+                         "trust []",
+                         "load GET local://app/setup.html",
                          "bring to front",
                      }));
-  EXPECT_NE(settings_.webview(), nullptr);
+  ASSERT_NE(settings_.webview(), nullptr);
+  EXPECT_EQ(platform_.engine->config.window, &desktop_);
+  EXPECT_EQ(platform_.engine->config.width, 720);
+  EXPECT_EQ(platform_.engine->config.height, 360);
   EXPECT_EQ(offered(), "001");
 
   end();
-  EXPECT_EQ(taken(), (transcript{"remove view", "close window"}));
+  EXPECT_EQ(taken(), (transcript{"remove", "detach", "end", "close window"}));
   EXPECT_EQ(settings_.webview(), nullptr);
   EXPECT_EQ(offered(), "000");
 }
@@ -94,7 +99,7 @@ TEST_F(corvane_settings_test, says_so_and_ends_when_there_is_no_view) {
   platform_.refuse = true;
   settings_.applicationDidFinishLaunching();
   auto lines = taken();
-  lines.erase(lines.begin(), lines.begin() + 2);
+  lines.erase(lines.begin(), lines.begin() + 3);  // bundle, window, engine
   EXPECT_EQ(lines, given_up);
   end();
   EXPECT_EQ(taken(), transcript{"close window"});
@@ -102,7 +107,7 @@ TEST_F(corvane_settings_test, says_so_and_ends_when_there_is_no_view) {
   desktop_.can_make_window = false;
   settings_.applicationDidFinishLaunching();
   lines = taken();
-  lines.erase(lines.begin(), lines.begin() + 2);
+  lines.erase(lines.begin(), lines.begin() + 2);  // bundle, window
   EXPECT_EQ(lines, given_up);
   end();
   EXPECT_EQ(taken(), transcript{});
@@ -119,7 +124,7 @@ TEST_F(corvane_settings_test, follows_the_window_and_the_desktop) {
   settings_.windowDidResize();
   settings_.effectiveAppearanceDidChange();
   settings_.applicationShouldHandleReopen();
-  EXPECT_EQ(taken(), (transcript{"frame 1000x500", "background 1193046", "bring to front"}));
+  EXPECT_EQ(taken(), (transcript{"frame 500 1000", "background 123456", "bring to front"}));
   EXPECT_TRUE(settings_.applicationShouldTerminateAfterLastWindowClosed());
   end();
 }
@@ -145,7 +150,8 @@ TEST_F(corvane_settings_test, opens_for_the_page_from_launch_to_end_only) {
 
   cv_setup_native_osopenfda();
   settings_.applicationWillTerminate();
-  EXPECT_EQ(taken(), (transcript{"remove view", "close window"})) << "queued work must find no application";
+  EXPECT_EQ(taken(), (transcript{"remove", "detach", "end", "close window"}))
+      << "queued work must find no application";
 }
 
 }  // namespace
