@@ -1,0 +1,238 @@
+// Directives, arguments and the entry points.
+
+#include "xp/format/format.h"
+
+#include "print.h"
+#include "tests/support/leak_check.h"
+#include "xp/object/boolean.h"
+#include "xp/object/number.h"
+#include "xp/object/ref.h"
+#include "xp/string/string.h"
+
+#include <limits.h>
+
+#include <string_view>
+
+namespace {
+
+using namespace std::string_view_literals;
+
+class format : public leak_check {};
+
+TEST_F(format, text_and_characters) {
+  EXPECT_EQ(print(""), "");
+  EXPECT_EQ(print("100%% of %s%", "it"), "100% of it");
+  EXPECT_EQ(print("%s|%5s|%-5s|%.2s|%05s", "abc", "abc", "abc", "abc", "abc"), "abc|  abc|abc  |ab|  abc");
+  EXPECT_EQ(print("%s|%3s|%-3s|", nullptr, nullptr, nullptr), "|   |   |");
+  EXPECT_EQ(print("%.*s|%.*s|%*s|%*s|", 2, "abc", -2, "abc", 5, "abc", -5, "abc"), "ab|abc|  abc|abc  |");
+  EXPECT_EQ(print("%.s|%.0s|", "abc", "abc"), "||");
+  EXPECT_EQ(print("%c%c%c|%3c|", 'a', 0, 'b', 'c'), "ab|  c|");
+  EXPECT_EQ(print("%S|%S|%S|%p{S}", 2, "abc", 0, "abc", -1, "abc", 3, "abc"), "ab|||abc");
+  EXPECT_EQ(print("%P|%p{P}|%P", "\3abcd", "\0abc", nullptr), "abc||");
+  // A text that the precision limits has no zero byte behind it.
+  const char bare[] = {'a', 'b'};
+  EXPECT_EQ(print("%.2s", bare), "ab");
+}
+
+TEST_F(format, precision_never_cuts_a_character) {
+  const char *text = "a\xC3\xA9\xE2\x82\xAC";
+  const std::string_view expected[] = {"", "a", "a", "a\xC3\xA9", "a\xC3\xA9", "a\xC3\xA9", text, text};
+  for (int precision = 0; precision < 8; ++precision) {
+    EXPECT_EQ(print("%.*s", precision, text), expected[precision]) << precision;
+    EXPECT_EQ(print("%.*S", precision, 6, text), expected[precision]) << precision;
+    EXPECT_EQ(print("%.*ls", precision, u"a\u00e9\u20ac"), expected[precision]) << precision;
+  }
+}
+
+TEST_F(format, wide_text) {
+  EXPECT_EQ(print("%ls|%5ls|%ls", u"a\u00e9\u20ac\U0001F600", u"\u00e9", nullptr),
+            "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80|   \xC3\xA9|");
+  EXPECT_EQ(print("%lS|%lc|%lc|", 1, u"\u00e9xyz", 0x20AC, 0), "\xC3\xA9|\xE2\x82\xAC||");
+  const char16_t lone[] = {0xD800, 'a', 0xDC00, 'b', 0xD83D, 0};
+  EXPECT_EQ(print("%ls", lone),
+            "\xEF\xBF\xBD"
+            "a\xEF\xBF\xBD"
+            "b\xEF\xBF\xBD");
+  EXPECT_EQ(print("%ls{:^}", u"\u00e9a\n"),
+            "\xC3\xA9"
+            "A\n");
+  std::u16string long_text(1000, u'\u20ac');
+  EXPECT_EQ(print("%ls", long_text.c_str()).size(), 3000u);
+}
+
+TEST_F(format, codes) {
+  EXPECT_EQ(print("%T|%T|%T|%d{T}|%6T", xp_code("dict"), 0, xp_code("ab"), xp_code("list"), xp_code("wxyz")),
+            "dict||ab|list|  wxyz");
+}
+
+TEST_F(format, pointers) {
+  EXPECT_EQ(print("%p|%p|%6p|%-6p|", reinterpret_cast<void *>(0xBEEF), nullptr, nullptr, nullptr),
+            "0xbeef|0|     0|0     |");
+  EXPECT_EQ(print("%10p|%010p|%p{q}", reinterpret_cast<void *>(0xBEEF), reinterpret_cast<void *>(0xBEEF),
+                  reinterpret_cast<void *>(0xBEEF)),
+            "    0xbeef|0x0000beef|0xbeef");
+}
+
+TEST_F(format, objects) {
+  xp::ref s = xp::ref::adopt(xp_str_new("a\"\xC3\xA9"));
+  xp::ref n = xp::ref::adopt(xp_number_new(-75));
+  xp::ref b = xp::ref::adopt(xp_boolean_new(1));
+  EXPECT_EQ(print("%O|%p{O}|%O|%O|%O", s.get(), s.get(), n.get(), b.get(), nullptr),
+            "a\"\xC3\xA9|a\"\xC3\xA9|-75|true|");
+  EXPECT_EQ(print("%p{O:~}|%p{O:~^}|%6O|%-6O|%.1O", s.get(), s.get(), n.get(), n.get(), n.get()),
+            "a\\\"\xC3\xA9|A\\\"\xC3\xA9|   -75|-75   |-");
+  EXPECT_EQ(print("%O{:^}|%+O|%O{::none}|%O{::none}", b.get(), s.get(), nullptr, b.get()),
+            "true|a%22%C3%A9|none|true");
+  xp::ref large = xp::ref::adopt(xp_str_format("%3000s", "x"));
+  EXPECT_EQ(print("<%O>", large.get()).size(), 3002u);
+  EXPECT_EQ(print("<%O{:~}>", large.get()).size(), 3002u);
+}
+
+TEST_F(format, bytes) {
+  const unsigned char bytes[] = {0x00, 0xAB, 0xFF, 0xFE, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 0xF0};
+  EXPECT_EQ(print("%H|%h|% H|%H|%h", 3, bytes, 3, bytes, 3, bytes, 0, bytes, -1, bytes),
+            "00ABFF|00abff|00 AB FF||");
+  EXPECT_EQ(print("%.*p{H}|%.2p{h}|%p{H}|%.*p{H}|%.*p{h}|", 2, bytes, bytes, bytes, -3, bytes, 4, nullptr),
+            "00AB|00ab||||");
+  EXPECT_EQ(print("%8H|%-8H|%H{:_}|%H", 2, bytes, 2, bytes, 2, bytes, 5, nullptr), "    00AB|00AB    |00ab|");
+  EXPECT_EQ(
+      print("%.*p{B}|%.*p{b}|%.4p{B}|%.*p{B}|%+.4p{B}", 3, bytes + 1, 4, bytes, bytes, -1, bytes, bytes),
+      "q//+|AKv__g|AKv//g==||AKv%2F%2Fg%3D%3D");
+  EXPECT_EQ(print("%p{U}|%p{U}|", bytes, nullptr), "00abfffe-0405-0607-0809-0a0b0c0d0ef0||");
+}
+
+TEST_F(format, braces_only_in_their_shapes) {
+  EXPECT_EQ(print("%d{d|%d{}|%d{ab}|%d{", 1, 2, 3, 4), "1{d|2{}|3{ab}|4{");
+  EXPECT_EQ(print("%d{x}|%d{:}|%d{::}|%d{x:?:p}|%s{^}|%s{:^~", 1, 2, 3, 4, "a", "b"), "1|2|3|4|a|b{:^~");
+  EXPECT_EQ(print("%%{:^}|%s{:^:a:b}|%s {:^}", "x", "y"), "%{:^}|X|y {:^}");
+}
+
+TEST_F(format, unknown_conversions_print_themselves_and_skip_one_argument) {
+  int untouched = 5;
+  EXPECT_EQ(print("%n|%d", &untouched, 1), "n|1");
+  EXPECT_EQ(untouched, 5);
+  EXPECT_EQ(print("%a|%A|%k|%L|%I|%Id|%d", 1.5, 2.5, 3, 4, 5, 6, 7), "a|A|k|L|I|Id|7");
+}
+
+TEST_F(format, numbered_arguments) {
+  EXPECT_EQ(print("%2$s %1$s", "a", "b"), "b a");
+  EXPECT_EQ(print("%3$d %1$s %s %d", "a", "b", 7), "7 a b 7") << "unnumbered ones go on behind";
+  EXPECT_EQ(print("%d %s %1$d", 5, "x"), "5 x 5");
+  // Types of skipped arguments are learnt from the rest of the format.
+  EXPECT_EQ(print("%3$s %2$.1f %1$lld", 1LL << 40, 2.5, "z"), "z 2.5 1099511627776");
+  EXPECT_EQ(print("%2$*d|%1$s", "a", 4, 7), "   7|a") << "the width comes first";
+  EXPECT_EQ(print("%4$d", 1, 2, 3, 4), "4");
+  EXPECT_EQ(print("%33$d|%99999999999$s|%0$d", 8), "0||0") << "beyond every table";
+}
+
+TEST_F(format, widths_saturate) {
+  std::string_view huge = "%99999999999s";
+  EXPECT_EQ(xp_fmt_format(nullptr, 0, huge.data(), "x"), INT_MAX);
+  EXPECT_EQ(xp_fmt_format(nullptr, 0, "%*s", INT_MIN, "x"), INT_MAX);
+  EXPECT_EQ(xp_fmt_format(nullptr, 0, "%.99999999999d", -1), int64_t{INT_MAX} + 1);
+  EXPECT_EQ(xp_fmt_format(nullptr, 0, "%.*f|%.*e|%#.*g", INT_MAX, 1.5, INT_MAX, 1.5, INT_MAX, 1.5),
+            3 * int64_t{INT_MAX} + 2 + 6 + 1 + 2);
+  char buffer[16];
+  EXPECT_EQ(xp_fmt_format(buffer, 8, "%999999999d", 5), 7);
+  EXPECT_STREQ(buffer, "       ");
+}
+
+TEST_F(format, buffers) {
+  char buffer[5];
+  EXPECT_EQ(xp_fmt_format(buffer, 5, "%s", "seven77"), 4);
+  EXPECT_STREQ(buffer, "seve");
+  EXPECT_EQ(xp_fmt_format(nullptr, 5, "%s", "seven77"), 7);
+  buffer[0] = '#';
+  EXPECT_EQ(xp_fmt_format(buffer, 0, "%s", "x"), 0);
+  EXPECT_EQ(xp_fmt_format(buffer, -5, "%s", "x"), 0);
+  EXPECT_EQ(buffer[0], '#');
+  // A full buffer ends the text: what would fit behind an escape that does not is not written.
+  EXPECT_EQ(xp_fmt_format(buffer, 4, "%s{:~}b", "aa\""), 2);
+  EXPECT_STREQ(buffer, "aa");
+  EXPECT_EQ(xp_fmt_format(buffer, 3, "a%sb", "\xE2\x82\xAC"), 1);
+  EXPECT_EQ(xp_fmt_format(buffer, 5, nullptr), 0);
+}
+
+TEST_F(format, append) {
+  char buffer[8] = {};
+  int64_t at = xp_fmt_append(buffer, 8, 0, "%d", 123);
+  EXPECT_EQ(at, 3);
+  at = xp_fmt_append(buffer, 8, at, "%s", "abcdef");
+  EXPECT_EQ(at, 7);
+  EXPECT_STREQ(buffer, "123abcd");
+  EXPECT_EQ(xp_fmt_append(buffer, 8, 7, "x"), 7);
+  EXPECT_EQ(xp_fmt_append(buffer, 8, 8, "x"), 7);
+  EXPECT_EQ(xp_fmt_append(buffer, 8, 100, "x"), 7);
+  EXPECT_EQ(xp_fmt_append(buffer, 0, 0, "x"), 0);
+  EXPECT_STREQ(buffer, "123abcd");
+  EXPECT_EQ(xp_fmt_append(nullptr, 0, 5, "%s", "abc"), 8);
+
+  EXPECT_EQ(xp_fmt_text(buffer, 8, "xyz", 2), 2);
+  EXPECT_EQ(xp_fmt_appendtext(buffer, 8, 2, "\xC3\xA9\xC3\xA9\xC3\xA9", -1), 6);
+  EXPECT_STREQ(buffer, "xy\xC3\xA9\xC3\xA9");
+  EXPECT_EQ(xp_fmt_appendtext(buffer, 8, 9, "a", -1), 7);
+  EXPECT_EQ(xp_fmt_text(nullptr, 0, "abc", -1), 3);
+}
+
+TEST_F(format, stream_reports_the_first_failure) {
+  struct failing {
+    int calls = 0;
+    static int64_t write(void *context, const char *, int64_t) {
+      return ++static_cast<failing *>(context)->calls == 2 ? -7 : 0;
+    }
+  } writer;
+  std::string piece(600, 'x');
+  EXPECT_EQ(
+      xp_fmt_stream(failing::write, &writer, "%s%s%s%s", piece.c_str(), piece.c_str(), piece.c_str(), "y"),
+      -7);
+  EXPECT_EQ(writer.calls, 2);
+  EXPECT_EQ(xp_fmt_stream(nullptr, nullptr, "x"), 0);
+  EXPECT_EQ(xp_fmt_stream(failing::write, &writer, "%3000d", 1), 3000);
+}
+
+TEST_F(format, stepping_by_lead_bytes_stays_inside) {
+  EXPECT_EQ(xp_fmt_validtext("a\xC3\xA9\xE2\x82\xAC", -1), 6);
+  EXPECT_EQ(xp_fmt_validtext("a\xC3\xA9\xE2\x82\xAC", 5), 3);
+  EXPECT_EQ(xp_fmt_validtext("a\xE2", 2), 1);
+  EXPECT_EQ(xp_fmt_validstring("abcdefgh\xFC"), 8);
+  EXPECT_EQ(xp_fmt_validstring("\xFC\x80\x80\x80\x80\x80"
+                               "a"),
+            7);
+  EXPECT_EQ(xp_fmt_validtext("\x80\x80", 2), 2);
+  EXPECT_EQ(xp_fmt_validtext(nullptr, 4), 0);
+}
+
+TEST_F(format, readers) {
+  struct row {
+    const char *text;
+    int64_t length, quad;
+    int32_t word;
+  };
+  const row rows[] = {
+      {" \t\r\n42x", -1, 42, 42},
+      {"-42", 2, -4, -4},
+      {"+7", -1, 7, 7},
+      {"--7", -1, 0, 0},
+      {"", -1, 0, 0},
+      {nullptr, 3, 0, 0},
+      {"2147483648", -1, 2147483648, INT32_MAX},
+      {"-2147483649", -1, -2147483649, INT32_MIN},
+      {"9223372036854775807", -1, INT64_MAX, INT32_MAX},
+      {"9223372036854775808", -1, INT64_MAX, INT32_MAX},
+      {"-9223372036854775808", -1, INT64_MIN, INT32_MIN},
+      {"-99999999999999999999", -1, INT64_MIN, INT32_MIN},
+  };
+  for (const row &r : rows) {
+    EXPECT_EQ(xp_fmt_getquad(r.text, r.length), r.quad);
+    EXPECT_EQ(xp_fmt_getlong(r.text, r.length), r.word);
+  }
+  EXPECT_EQ(xp_fmt_gettag("dict", -1), xp_code("dict"));
+  EXPECT_EQ(xp_fmt_gettag("no-t_xy", -1), xp_code("notx"));
+  EXPECT_EQ(xp_fmt_gettag("dictionary", 3), xp_code("dic"));
+  EXPECT_EQ(xp_fmt_gettag("-_-a", -1), xp_code("a"));
+  EXPECT_EQ(xp_fmt_gettag("\xC3\xA9", -1), 0xA9C3u);
+  EXPECT_EQ(xp_fmt_gettag("", -1), 0u);
+  EXPECT_EQ(xp_fmt_gettag(nullptr, 4), 0u);
+}
+
+}  // namespace
