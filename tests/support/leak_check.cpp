@@ -6,7 +6,6 @@
 
 #include <stdlib.h>
 #include <time.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <system_error>
@@ -19,7 +18,7 @@ std::map<int, std::string> open_descriptors() {
   std::error_code error;
   for (const auto &entry : std::filesystem::directory_iterator("/proc/self/fd", error)) {
     std::string target = std::filesystem::read_symlink(entry.path(), error).string();
-    if (!error && target.find("/proc/") != 0) found.emplace(atoi(entry.path().filename().c_str()), target);
+    if (!error && !target.starts_with("/proc/")) found.emplace(atoi(entry.path().filename().c_str()), target);
   }
   return found;
 }
@@ -29,17 +28,6 @@ void warm_up_shared_objects() {
     xp_release(xp_number_new(i));
   for (int64_t i = 0; i < 2; ++i)
     xp_release(xp_boolean_new(i));
-}
-
-// Detached threads may still hold their last object for a moment after the test has its answer.
-int64_t settled_objects(int64_t wanted) {
-  constexpr timespec pause = {.tv_sec = 0, .tv_nsec = 1000000};
-  int64_t count = xp::live_objects();
-  for (int i = 0; i < 1000 && count != wanted; ++i) {
-    nanosleep(&pause, nullptr);
-    count = xp::live_objects();
-  }
-  return count;
 }
 
 }  // namespace
@@ -54,11 +42,24 @@ void leak_check::forgive() {
   descriptors_ = open_descriptors();
 }
 
+std::map<int, std::string> leak_check::leaked_descriptors() const {
+  std::map<int, std::string> leaked = open_descriptors();
+  std::erase_if(leaked, [this](const auto &entry) {
+    auto before = descriptors_.find(entry.first);
+    return before != descriptors_.end() && before->second == entry.second;
+  });
+  return leaked;
+}
+
+// Detached threads may hold their last object or descriptor for a moment after the test has its answer.
 void leak_check::TearDown() {
-  EXPECT_EQ(settled_objects(objects_), objects_) << "runtime objects outlive the test";
-  for (const auto &[number, target] : open_descriptors()) {
-    auto before = descriptors_.find(number);
-    bool known = before != descriptors_.end() && before->second == target;
-    EXPECT_TRUE(known) << "descriptor " << number << " (" << target << ") outlives the test";
+  constexpr timespec pause = {.tv_sec = 0, .tv_nsec = 1000000};
+  for (int i = 0; i < 1000; ++i) {
+    if (xp::live_objects() == objects_ && leaked_descriptors().empty()) return;
+    nanosleep(&pause, nullptr);
+  }
+  EXPECT_EQ(xp::live_objects(), objects_) << "runtime objects outlive the test";
+  for (const auto &[number, target] : leaked_descriptors()) {
+    ADD_FAILURE() << "descriptor " << number << " (" << target << ") outlives the test";
   }
 }

@@ -21,6 +21,9 @@ protected:
   void forgive();
 
 private:
+  // What is open now and was not at the start.
+  std::map<int, std::string> leaked_descriptors() const;
+
   int64_t objects_ = 0;
   std::map<int, std::string> descriptors_;  // number and what it refers to
 };

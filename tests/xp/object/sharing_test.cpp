@@ -101,13 +101,37 @@ TEST_F(sharing_test, slot_operations_move_references_as_they_say) {
   EXPECT_EQ(xp_retrieve(nullptr, nullptr, nullptr), nullptr);
 }
 
+// A retain that stands for another thread: it fills the slot while xp_retrieve holds the object in its hands.
+xp_obj *contested_slot = nullptr;
+xp_obj *newcomer = nullptr;
+
+xp_obj *retain_and_fill(xp_obj *obj) {
+  EXPECT_EQ(contested_slot, nullptr);
+  xp_replace(&contested_slot, newcomer);
+  return xp_obj_retain(obj);
+}
+
+TEST_F(sharing_test, what_came_into_the_slot_meanwhile_stays) {
+  ref old = ref::adopt(marked_new());
+  ref fresh = ref::adopt(marked_new());
+  newcomer = fresh.get();
+  xp_replace(&contested_slot, old.get());
+  old.get()->retain = retain_and_fill;
+  ref got = ref::adopt(xp_retrieve(&contested_slot, nullptr, nullptr));
+  EXPECT_EQ(got.get(), old.get());
+  EXPECT_EQ(xp_refs(old.get()), 2);
+  EXPECT_EQ(contested_slot, fresh.get());
+  EXPECT_EQ(xp_refs(fresh.get()), 2);
+  xp_replace(&contested_slot, nullptr);
+}
+
 TEST_F(sharing_test, what_a_slot_hands_out_is_alive) {
   xp_obj *slot = nullptr;
   std::atomic<int> dead = 0;
   std::atomic<int> seen = 0;
   run_on_threads(thread_count, [&](int index) {
-    for (int i = 0; i < rounds; ++i) {
-      if (index == 0) xp_replace(&slot, ref::adopt(marked_new()).get());
+    for (int i = 0; i < 5 * rounds; ++i) {
+      if (index % 2 == 0) xp_replace(&slot, ref::adopt(marked_new()).get());
       ref fetched = ref::adopt(i % 8 == 7 ? xp_reclaim(&slot) : xp_retrieve(&slot, nullptr, nullptr));
       if (!fetched) continue;
       seen.fetch_add(1, std::memory_order_relaxed);

@@ -84,7 +84,7 @@ TEST_F(file_test, preferences_come_from_the_first_folder_that_holds_them) {
   write("c/Corvane/words.json", "{}");
   fs::create_directories(path("a/Corvane"));
   std::string fallback = "/etc/xdg/Corvane/words.json";
-  std::string dirs = path("a") + "::relative:" + path("b") + "/:" + path("c");
+  std::string dirs = path("a") + "::" + fs::relative(path("c")).string() + ":" + path("b") + "/:" + path("c");
   struct {
     std::string dirs;
     std::string expected;
