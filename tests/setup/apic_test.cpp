@@ -118,7 +118,10 @@ TEST_F(apic, bad_replies_are_errors_of_the_ipc_library) {
     const raw_daemon daemon(row.serve);
     xp_obj *reply = nullptr;
     const int32_t got = vane_apic_call(vane_apic_start(0x4133, 0), &reply);
-    EXPECT_TRUE(got == row.expected || got == IpcErrNotConnected) << &row - rows << ": " << got;
+    // Hanging up without reading may also break the caller's send.
+    if (&row != rows || got != IpcErrNotConnected) {
+      EXPECT_EQ(got, row.expected) << &row - rows;
+    }
     EXPECT_EQ(reply, nullptr);
   }
 }

@@ -71,7 +71,7 @@ TEST_F(methods_daemon, conn_info_joins_two_replies) {
   daemon_.answers[0x4117].records = {number("stat", 3), text("host", ""), number("user", 7)};
   daemon_.answers[0x4124].result = 1;
   daemon_.start();
-  EXPECT_EQ(call_method("conn-info"), R"({"connected":false,"username":"  \u0007"})");
+  EXPECT_EQ(call_method("conn-info"), R"({"connected":false,"username":"    "})");
   daemon_.stop();
   daemon_.answers[0x4117].result = -1;
   daemon_.answers[0x4124] = {.records = {text("cook", "\1\1\1\1")}};
