@@ -71,7 +71,7 @@ TEST(memory, aligned_blocks_have_a_byte_in_front_and_free_whole) {
     size_t given;
   } const cases[] = {{0, 16}, {1, 1}, {2, 2}, {16, 16}, {64, 64}, {256, 256}, {257, 256}, {1000, 256}};
   for (auto [asked, given] : cases) {
-    for (size_t size : {0, 1, 10, 4096}) {
+    for (size_t size : {0u, 1u, 10u, 4096u}) {
       auto *block = static_cast<unsigned char *>(xp_alloc_aligned(size, asked));
       ASSERT_NE(block, nullptr);
       EXPECT_EQ(reinterpret_cast<uintptr_t>(block) % given, 0u) << asked;

@@ -225,7 +225,8 @@ TEST_F(object_test, ref_owns_exactly_one_reference) {
     EXPECT_FALSE(copy);
     sharer = nullptr;
     EXPECT_EQ(xp_refs(obj), 2);
-    owner = owner;
+    ref &same = owner;
+    owner = same;
     EXPECT_EQ(owner.get(), obj);
   }
   EXPECT_EQ(xp_refs(obj), 1);
