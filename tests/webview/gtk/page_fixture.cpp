@@ -1,0 +1,185 @@
+#include "tests/webview/gtk/page_fixture.h"
+
+#include "webview/gtk/platform.h"
+#include "xp/array/tuple.h"
+#include "xp/dict/dict.h"
+#include "xp/object/number.h"
+#include "xp/object/type.h"
+#include "xp/plist/plist.h"
+#include "xp/service/main_queue.h"
+#include "xp/service/thread.h"
+#include "xp/string/string.h"
+
+#include <algorithm>
+
+namespace {
+
+struct posted {
+  xp_work work;
+  void *argument;
+};
+
+int32_t post_to_main_loop(xp_work work, void *argument) {
+  const auto run = [](gpointer data) -> gboolean {
+    const std::unique_ptr<posted> piece(static_cast<posted *>(data));
+    piece->work(piece->argument);
+    return G_SOURCE_REMOVE;
+  };
+  g_idle_add_full(G_PRIORITY_DEFAULT, run, new posted{work, argument}, nullptr);
+  return 0;
+}
+
+std::string text_of(xp_obj *obj) {
+  const xp::ref text = xp::ref::adopt(xp_str_coerce(obj));
+  return text ? std::string(xp_str_getptr(text.get()), static_cast<size_t>(xp_str_length(text.get())))
+              : "null";
+}
+
+std::string member(xp_obj *dict, const char *key) {
+  return text_of(xp::ref::adopt(xp_dict_fetch(dict, key, -1)).get());
+}
+
+// Gives a request's own arguments back as its result.
+int64_t answer_request(void *, void *argument) {
+  const xp::ref work = xp::ref::adopt(static_cast<xp_obj *>(argument));
+  const xp::ref wrapper = xp::ref::adopt(xp_tuple_get(work.get(), 0));
+  const xp::ref request = xp::ref::adopt(xp_tuple_get(work.get(), 1));
+  xp_dict_adopt(request.get(), "result", -1, xp_dict_fetch(request.get(), "args", -1));
+  return xp_webview_respond(wrapper.get(), request.get());
+}
+
+}  // namespace
+
+void page_fixture::SetUpTestSuite() {
+  static bool started = false;
+  if (std::exchange(started, true)) return;
+  gtk_init();
+  xp_main_setposter(post_to_main_loop);
+  xp_webview_setplatform(xp_gtk_engine_platform(13));
+}
+
+void page_fixture::SetUp() {
+  for (int64_t i = 0; i < 10; ++i)
+    xp_release(xp_number_new(i));
+  objects_ = xp::live_objects();
+}
+
+void page_fixture::TearDown() {
+  wrapper_ = nullptr;
+  if (window_ != nullptr) gtk_window_destroy(GTK_WINDOW(window_));
+  EXPECT_TRUE(wait_for([this] { return xp::live_objects() == objects_; }))
+      << "runtime objects outlive the test";
+}
+
+xp_obj *page_fixture::wrapper(const char *policy) {
+  if (wrapper_) return wrapper_.get();
+  window_ = gtk_window_new();
+  gtk_window_set_default_size(GTK_WINDOW(window_), 720, 360);
+  xp_webview_setpolicy(policy);
+  wrapper_ = xp::ref::adopt(xp_webview_new(window_, 360, 720, callback, reinterpret_cast<uint64_t>(this)));
+  gtk_window_present(GTK_WINDOW(window_));
+  return wrapper_.get();
+}
+
+void page_fixture::load(const std::string &address) {
+  events.clear();
+  xp_webview_seturl(wrapper(), xp::ref::adopt(xp_str_new(address.c_str())).get());
+  xp_webview_load(wrapper());
+  EXPECT_TRUE(wait_for([this] { return count("22") + count("23") > 0; })) << address;
+}
+
+void page_fixture::load_page(const std::string &html) {
+  pages["local://app/index.html"] = html;
+  load("local://app/index.html");
+  EXPECT_EQ(count("22"), 1);
+}
+
+bool page_fixture::wait_for(const std::function<bool()> &condition) {
+  const gint64 end = g_get_monotonic_time() + 20 * G_TIME_SPAN_SECOND;
+  // A tick wakes the loop up, so that the time is looked at even when nothing happens.
+  const guint tick = g_timeout_add(
+      20, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr);
+  while (!condition() && g_get_monotonic_time() < end)
+    g_main_context_iteration(nullptr, TRUE);
+  g_source_remove(tick);
+  return condition();
+}
+
+void page_fixture::run_for(int milliseconds) {
+  const gint64 end = g_get_monotonic_time() + milliseconds * G_TIME_SPAN_MILLISECOND;
+  wait_for([end] { return g_get_monotonic_time() >= end; });
+}
+
+std::string page_fixture::evaluate(const std::string &script) {
+  struct outcome {
+    bool done = false;
+    std::string text;
+  } result;
+  const auto note = [](xp_obj *value, xp_obj *error, uint64_t context) {
+    auto &out = *reinterpret_cast<outcome *>(context);
+    out.done = true;
+    out.text = error != nullptr ? "error: " + text_of(error) : text_of(value);
+  };
+  xp_webview_evaluate(wrapper(), script.c_str(), note, reinterpret_cast<uint64_t>(&result));
+  EXPECT_TRUE(wait_for([&result] { return result.done; })) << script;
+  return result.text;
+}
+
+bool page_fixture::becomes(const std::string &script, const std::string &value) {
+  std::string last;
+  const bool reached = wait_for([&] {
+    last = evaluate(script);
+    return last == value;
+  });
+  EXPECT_EQ(last, value) << script;
+  return reached;
+}
+
+long page_fixture::count(const std::string &event) const {
+  return std::count_if(events.begin(), events.end(), [&event](const std::string &each) {
+    return each == event || each.starts_with(event + " ");
+  });
+}
+
+int64_t page_fixture::callback(xp_obj *wrapper, uint32_t event, xp_obj *argument, uint64_t context) {
+  return reinterpret_cast<page_fixture *>(context)->on_event(wrapper, event, argument);
+}
+
+int64_t page_fixture::on_event(xp_obj *wrapper, uint32_t event, xp_obj *argument) {
+  switch (event) {
+    case XP_WEBVIEW_RESOURCE: return on_resource(argument);
+    case XP_WEBVIEW_REQUEST: return on_request(wrapper, argument);
+    case XP_WEBVIEW_NAVIGATE:
+      events.push_back("10 " + member(argument, "method") + " " + member(argument, "url"));
+      return !refused.empty() && member(argument, "url") == refused ? 1 : 0;
+    case XP_WEBVIEW_FAILED: events.push_back("23 " + text_of(argument)); return 0;
+    default: events.push_back(std::to_string(event)); return 0;
+  }
+}
+
+int64_t page_fixture::on_resource(xp_obj *request) {
+  const std::string address = member(request, "url");
+  seen[address] = {.method = member(request, "method"), .data = member(request, "data")};
+  const auto page = pages.find(address);
+  if (page == pages.end()) return -1;
+  xp_dict_adopt(request, "response", -1,
+                xp_str_make(page->second.data(), static_cast<int64_t>(page->second.size())));
+  xp_dict_adopt(request, "mimetype", -1, xp_str_new("text/html; charset=utf-8"));
+  return 0;
+}
+
+int64_t page_fixture::on_request(xp_obj *wrapper, xp_obj *request) {
+  if (request == nullptr) {
+    requests.emplace_back("null");
+    return 0;
+  }
+  requests.push_back(text_of(xp::ref::adopt(xp_plist_string(request, XP_PLIST_JSON_BARE, 0)).get()));
+  const xp::ref work = xp::ref::adopt(xp_tuple_new(2, wrapper, request));
+  const xp::ref thread = xp::ref::adopt(xp_thr_new(answer_request, xp_retain(work.get())));
+  if (!thread) {
+    xp_release(work.get());
+    return 0;
+  }
+  xp_thr_detach(thread.get());
+  return 1;
+}
