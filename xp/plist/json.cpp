@@ -1,5 +1,6 @@
 #include "xp/plist/json.h"
 
+#include "xp/plist/byte_scan.h"
 #include "xp/string/text.h"
 
 #include <string.h>
@@ -123,9 +124,8 @@ private:
   // A string that the end of the text cuts off ends there, also right behind a backslash.
   int64_t string() {
     const char *begin = ++at_;
-    while (at_ < end_ && *at_ != '"') {
-      if (*at_ == '\\' && end_ - at_ > 1) ++at_;
-      ++at_;
+    while ((at_ = xp::scan(at_, end_, xp::string_ends)) < end_ && *at_ == '\\') {
+      at_ += end_ - at_ > 1 ? 2 : 1;
     }
     const std::string_view text(begin, static_cast<size_t>(at_ - begin));
     if (at_ < end_) ++at_;

@@ -23,14 +23,20 @@ public:
 
   void put(std::string_view text) {
     if (text.size() > room()) return overflow(text);
-    if (!text.empty()) memcpy(at_, text.data(), text.size());
+    copy(at_, text.data(), text.size());
     at_ += text.size();
+  }
+
+  // The same for a text that is most often a single byte.
+  void put_mark(std::string_view text) {
+    if (text.size() != 1 || at_ == end_) return put(text);
+    *at_++ = text[0];
   }
 
   // Tells that a piece of the text could not be made: memory is exhausted.
   virtual void fail() {}
 
-  void put(char byte) { put(std::string_view(&byte, 1)); }
+  void put(char byte) { put_mark({&byte, 1}); }
 
   // An xp_writer; the context is the sink.
   static int64_t write(void *sink, const char *bytes, int64_t length) {
@@ -52,6 +58,32 @@ protected:
 
   size_t room() const { return static_cast<size_t>(end_ - at_); }
   std::string_view window() const { return {begin_, static_cast<size_t>(at_ - begin_)}; }
+
+  // Most pieces are brackets, commas and short words: cheaper than a call.
+  static void copy(char *to, const char *from, size_t size) {
+    if (size > 16) {
+      memcpy(to, from, size);
+    } else if (size >= 8) {
+      copy_ends<uint64_t>(to, from, size);
+    } else if (size >= 4) {
+      copy_ends<uint32_t>(to, from, size);
+    } else if (size >= 2) {
+      copy_ends<uint16_t>(to, from, size);
+    } else if (size == 1) {
+      *to = *from;
+    }
+  }
+
+  // Copies size bytes, one to two Words, as the first and the last Word of them.
+  template <typename Word>
+  static void copy_ends(char *to, const char *from, size_t size) {
+    Word first;
+    Word last;
+    memcpy(&first, from, sizeof(Word));
+    memcpy(&last, from + size - sizeof(Word), sizeof(Word));
+    memcpy(to, &first, sizeof(Word));
+    memcpy(to + size - sizeof(Word), &last, sizeof(Word));
+  }
 
   char *begin_ = nullptr;
   char *at_ = nullptr;

@@ -2,14 +2,13 @@
 
 #include "xp/array/array.h"
 #include "xp/dict/dict.h"
-#include "xp/format/format.h"
+#include "xp/format/engine.h"
 #include "xp/object/number.h"
 #include "xp/object/ref.h"
+#include "xp/plist/byte_scan.h"
 #include "xp/service/base64.h"
 #include "xp/service/data.h"
 #include "xp/string/string.h"
-
-#include <string.h>
 
 #include <algorithm>
 #include <array>
@@ -48,7 +47,7 @@ void write_tabs(const job &work, int64_t count) {
 }
 
 void begin_item(level &at, std::string_view lead, std::string_view separator) {
-  at.work.out.put(at.first ? lead : separator);
+  at.work.out.put_mark(at.first ? lead : separator);
   at.first = false;
   write_tabs(at.work, at.depth + 1);
 }
@@ -64,9 +63,9 @@ int64_t write_entry(xp_obj *, const char *key, int64_t keylen, xp_obj *value, vo
   if (value == nullptr && !work.nulls) return 0;
   const xp_plist_around &around = at.depth == 0 ? work.style.top_key : work.style.key;
   begin_item(at, work.style.object_lead, work.style.object_separator);
-  work.out.put(around.before);
+  work.out.put_mark(around.before);
   work.out.put({key, static_cast<size_t>(keylen)});
-  work.out.put(around.after);
+  work.out.put_mark(around.after);
   write_value(work, at.depth + 1, value);
   return 0;
 }
@@ -74,10 +73,10 @@ int64_t write_entry(xp_obj *, const char *key, int64_t keylen, xp_obj *value, vo
 void write_dict(const job &work, int64_t depth, xp_obj *dict) {
   const xp_plist_around &around = depth == 0 ? work.style.top_object : work.style.object;
   level at{.work = work, .depth = depth};
-  work.out.put(around.before);
+  work.out.put_mark(around.before);
   if (xp_dict_enumsorted(dict, write_entry, &at) != 0) work.out.fail();
   end_items(at);
-  work.out.put(around.after);
+  work.out.put_mark(around.after);
 }
 
 int64_t write_element(xp_obj *, int64_t, xp_obj *value, void *context) {
@@ -89,46 +88,27 @@ int64_t write_element(xp_obj *, int64_t, xp_obj *value, void *context) {
 
 void write_array(const job &work, int64_t depth, xp_obj *array) {
   level at{.work = work, .depth = depth};
-  work.out.put(work.style.array.before);
+  work.out.put_mark(work.style.array.before);
   xp_array_enum(array, write_element, &at);
   end_items(at);
-  work.out.put(work.style.array.after);
+  work.out.put_mark(work.style.array.after);
 }
 
-// Whether the string stage would change nothing: no control byte, quote, backslash or byte from 128 on. Eight
-// bytes at a step.
-bool is_plain(const char *text, int64_t length) {
-  constexpr uint64_t ones = 0x0101010101010101;
-  constexpr uint64_t tops = 0x8080808080808080;
-  const auto special = [](uint64_t word) {
-    const uint64_t quotes = word ^ (ones * '"');
-    const uint64_t backslashes = word ^ (ones * '\\');
-    return (word | (word - ones * ' ') | (quotes - ones) | (backslashes - ones)) & tops;
-  };
-  uint64_t found = 0;
-  uint64_t word = 0;
-  int64_t at = 0;
-  for (; length - at >= 8 && found == 0; at += 8) {
-    memcpy(&word, text + at, 8);
-    found = special(word);
-  }
-  word = ones * ' ';
-  memcpy(&word, text + at, static_cast<size_t>(std::clamp<int64_t>(length - at, 0, 7)));
-  return (found | special(word)) == 0;
-}
-
-// A string's text passes through the format engine's string stage, which also replaces what is not UTF-8: no
-// text can end its own quotes.
+// A string's text passes through the format engine's string stage ("~"), which also replaces what is not
+// UTF-8: no text can end its own quotes. What comes before the first byte that the stage looks at is copied
+// at once.
 void write_string(const job &work, const xp_plist_around &around, xp_obj *string) {
   const char *text = xp_str_getptr(string);
-  const int64_t length = xp_str_length(string);
-  work.out.put(around.before);
-  if (is_plain(text, length)) {
-    work.out.put({text, static_cast<size_t>(length)});
-  } else {
-    xp_fmt_stream(text_sink::write, &work.out, "%p{O:~}", string);
+  const char *end = text + xp_str_length(string);
+  const char *rest = xp::scan(text, end, xp::not_plain);
+  work.out.put_mark(around.before);
+  work.out.put({text, static_cast<size_t>(rest - text)});
+  if (rest < end) {
+    xpf_sink stage(text_sink::write, &work.out);
+    xpf_escape(stage, XPF_LITERAL, rest, end - rest);
+    stage.finish();
   }
-  work.out.put(around.after);
+  work.out.put_mark(around.after);
 }
 
 void write_text_of(const job &work, const xp_plist_around &around, xp_obj *obj) {
@@ -147,15 +127,15 @@ void write_number(const job &work, xp_obj *number) {
   std::array<char, 40> text;
   const int64_t length = xp_num_textify(number, text.data(), std::ssize(text));
   const xp_plist_around &around = real ? work.style.real : work.style.integer;
-  work.out.put(around.before);
+  work.out.put_mark(around.before);
   work.out.put({text.data(), static_cast<size_t>(length)});
-  work.out.put(around.after);
+  work.out.put_mark(around.after);
 }
 
 void write_boolean(const job &work, xp_obj *boolean) {
-  work.out.put(work.style.boolean.before);
+  work.out.put_mark(work.style.boolean.before);
   work.out.put(xp_value(boolean) != 0 ? "true" : "false");
-  work.out.put(work.style.boolean.after);
+  work.out.put_mark(work.style.boolean.after);
 }
 
 void write_data(const job &work, xp_obj *data) {
@@ -163,13 +143,13 @@ void write_data(const job &work, xp_obj *data) {
   std::array<char, piece / 3 * 4> text;
   const char *bytes = static_cast<const char *>(xp_data_getptr(data));
   const int64_t length = xp_data_length(data);
-  work.out.put(work.style.data.before);
+  work.out.put_mark(work.style.data.before);
   for (int64_t at = 0; at < length; at += piece) {
     const int64_t size =
         xp_b64_encode(bytes + at, std::min(piece, length - at), 0, text.data(), std::ssize(text));
     work.out.put({text.data(), static_cast<size_t>(size)});
   }
-  work.out.put(work.style.data.after);
+  work.out.put_mark(work.style.data.after);
 }
 
 // A date's own text is its UTC date and time with a "Z" at the end; here milliseconds stand before that. The
@@ -179,10 +159,10 @@ void write_date(const job &work, xp_obj *date) {
   const int64_t length = xp_textify(date, text.data(), std::ssize(text));
   std::string_view utc(text.data(), static_cast<size_t>(length));
   if (utc.ends_with('Z')) utc.remove_suffix(1);
-  work.out.put(work.style.date.before);
+  work.out.put_mark(work.style.date.before);
   work.out.put(utc);
   work.out.put(".000Z");
-  work.out.put(work.style.date.after);
+  work.out.put_mark(work.style.date.after);
 }
 
 bool is_stream(uint32_t type) {
