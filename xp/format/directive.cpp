@@ -64,7 +64,7 @@ constexpr kind_row integer_forms[] = {
 constexpr auto kind_table = [] {
   std::array<xpf_kind, 128> table{};
   for (const kind_row &row : conversions)
-    table[static_cast<size_t>(row.conversion)] = row.kind;
+    table[static_cast<unsigned char>(row.conversion)] = row.kind;
   return table;
 }();
 

@@ -1,10 +1,45 @@
 // The format engine: printf-like formatting into a buffer or through an output function, with conversions for
-// runtime objects and four-character codes and a string stage that escapes, quotes and maps case.
+// runtime objects, four-character codes, bytes and times, and a string stage that escapes, quotes and maps
+// case.
 //
-//   %[n$][flags][width][.precision][t|l|ll|I64]conversion[{option:options:parameter}]
+//   %[n$][flags][width][.precision][t|l|ll|I64]conversion[{option:flags:parameter}]
 //
-// Formats must be literals: an argument's type is known only from the format. Independent of the locale
-// unless a flag asks for it. Safe from any thread.
+// Formats must be literals: an argument's type is known only from the format. The text does not depend on the
+// locale. Safe from any thread.
+//
+// Flags: "-" left, "+" sign of a number or percent-encoding of a text, " " before a positive infinity and
+// between the pairs of a dump, "#" prefix, "0" zeros, "'" and "," grouping (none in the C locale). Width and
+// precision are digits or "*" (an int) and saturate at INT_MAX; a negative "*" width justifies left, a
+// negative "*" precision is none. Width counts bytes; precision limits the bytes of the text that is read and
+// never cuts a character.
+//
+//   d i u o x X     int, with t l ll I64 64 bits      {z} {Z} time, {T} code
+//   e f g E F G     double
+//   p               pointer                           {O} {P} {S} as these; {H} {h} dump and {B} {b}
+//                                                     base64 of precision bytes; {U} UUID, lower case
+//   c s             character; text; with l char16_t
+//   S               int, text: counted; with l char16_t units
+//   P               text behind one length byte
+//   T               32-bit code; its zero bytes print nothing
+//   O               object; a null one prints the parameter of its braces
+//   H h             int, bytes: hexadecimal, upper or lower case
+//   D z Z           time in seconds since 1970 UTC, 0 for now; D and z local, Z in UTC: by the pattern in the
+//                   parameter, else "#" as in Sun, 15 Nov 2026 03:10:37 +0000, "+" as in 2026-11-15 03:10:37,
+//                   else as in 2026-11-15
+//   %               itself; every other conversion too, and skips an argument: a double for a and A, else
+//                   one of the size of a pointer. There is no n.
+//
+// Flags in braces: ^ upper case, _ lower case, and one of these, the first that is there: ~ string literal,
+// & entities, @ percent-encoding of markup, / the same, bytes that are no UTF-8 too; < CDATA wrap; ` and ' ''
+// ''' quotes. Under & and @ a byte from 128 on that is no UTF-8 prints as %#233; with its three decimal
+// digits. What is not of the shape {option}, {option:...} or {:...} is ordinary text; unknown options and
+// flags are ignored.
+//
+// Patterns of times are those of strftime with "#" for "%", in the C locale's words; also #v 15-Nov-2026, #+
+// as above, #Q short time, #/ and #: the separators, #Z "?"; an unknown code is itself.
+//
+// With n$ the n-th argument, up to 32, is the next one for the width, the precision and the value; what
+// follows without a number goes on behind it. Arguments that the format skips must be as large as a pointer.
 
 #ifndef XP_FORMAT_FORMAT_H
 #define XP_FORMAT_FORMAT_H
