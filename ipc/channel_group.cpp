@@ -101,6 +101,11 @@ int32_t group_recv(ipc_group *g, xp_obj *b, xp_obj **from) {
   int32_t result = IpcErrWouldBlock;
   xp::ref held;
   ipc_com *member = next_member(g->cursor, &held);
+  if (member == nullptr) {
+    // The last round ended at the last member.
+    xp_trav_reset(g->cursor);
+    member = next_member(g->cursor, &held);
+  }
   while (member != nullptr) {
     bool drop;
     result = serve(g, member, b, result, &drop);

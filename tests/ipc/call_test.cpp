@@ -1,0 +1,333 @@
+#include "ipc/channel.h"
+#include "ipc/clock.h"
+#include "ipc/connection.h"
+#include "ipc/errors.h"
+#include "ipc/message_port.h"
+#include "ipc/session.h"
+#include "tests/ipc/records.h"
+
+#include <random>
+#include <thread>
+
+namespace {
+
+const int32_t session = ipc_session_explicit(0x00012345);
+
+// A client connected to a peer whom the test drives by hand.
+class call_test : public leak_check {
+protected:
+  void SetUp() override {
+    leak_check::SetUp();
+    wire_ = std::make_unique<socket_pair>();
+    client_ = xp::ref::adopt(ipc_alloc(0x1000000, session));
+    ASSERT_EQ(ipc_connect_to(client_.get(), wire_->library_end(), xp_code("HXca"), 0, 300), 0);
+    wire_->take();
+    reply_ = xp::ref::adopt(ipc_msg_alloc(0));
+  }
+  void TearDown() override {
+    client_ = nullptr;
+    reply_ = nullptr;
+    wire_.reset();
+    ipc_port_use(nullptr);
+    leak_check::TearDown();
+  }
+
+  int32_t call(const std::string &text = "") {
+    xp::ref request = request_of(xp_code("APIC"), text);
+    return ipc_call(client_.get(), request.get(), reply_.get());
+  }
+  int32_t result() const {
+    int32_t value = 0;
+    return ipc_msg_get_param_long(reply_.get(), xp_code("rslt"), &value) == 0 ? value : -1;
+  }
+
+  std::unique_ptr<socket_pair> wire_;
+  xp::ref client_, reply_;
+};
+
+std::string numbered(uint32_t number, int32_t result) {
+  return reply_bytes(number, record("rslt", "long", be32(static_cast<uint32_t>(result))));
+}
+
+// A reply without "vers".
+const std::string headerless =
+    record("msgd", "data", record("call", "long", "@!*%") + record("msgn", "long", be32(0)));
+
+TEST_F(call_test, the_request_on_the_wire) {
+  wire_->write(numbered(0, 7) + numbered(1, 8));
+  EXPECT_EQ(call("ab"), 0);
+  EXPECT_EQ(result(), 7);
+  auto request = [](uint32_t number, const char *text) {
+    return record("msgd", "data",
+                  record("call", "long", "APIC") + record("ipcp", "data", record("text", "text", text)) +
+                      record("vers", "long", be32(1)) + record("msgn", "long", be32(number)) +
+                      record("ptyp", "long", "\0\0\0\1"s) + record("ptid", "long", be32(0x00012345)));
+  };
+  EXPECT_EQ(wire_->read_message(), request(0, "ab"));
+  EXPECT_EQ(call("cd"), 0);
+  EXPECT_EQ(result(), 8);
+  EXPECT_EQ(wire_->read_message(), request(1, "cd"));
+}
+
+TEST_F(call_test, what_is_skipped_and_what_poisons) {
+  const std::string good = numbered(0, 7);
+  const std::string late = numbered(0xFFFFFFFF, 1), no_reply = reply_bytes(0, "", "APIC"),
+                    version_2 = reply_bytes(0, "", "@!*%", 2),
+                    garbage = lying("msgd", "data", 8, "\0\0\0\0abcd"s);
+  struct {
+    const char *what;
+    std::string bytes;
+    int32_t result;
+  } const cases[] = {
+      {"the right one", good, 0},
+      {"late replies are skipped", late + late + good, 0},
+      {"so are messages that are no replies", no_reply + good, 0},
+      {"and other versions", version_2 + good, 0},
+      {"a headerless reply poisons the wait", headerless + good.substr(0, 0), IpcErrTimeout},
+      {"garbage does, too", garbage, IpcErrTimeout},
+      {"another version does not cure", headerless + version_2, IpcErrTimeout},
+      {"a whole reply cures, and is skipped itself", headerless + good, IpcErrTimeout},
+      {"the one behind it is accepted", headerless + late + good, 0},
+      {"poison again", headerless + late + headerless + good, IpcErrTimeout},
+  };
+  for (const auto &c : cases) {
+    socket_pair wire;
+    xp::ref client = xp::ref::adopt(ipc_alloc(0, session));
+    ASSERT_EQ(ipc_connect_to(client.get(), wire.take(), 0, 0, 60), 0);
+    wire.write(c.bytes);
+    xp::ref request = request_of(xp_code("APIC"));
+    EXPECT_EQ(ipc_call(client.get(), request.get(), reply_.get()), c.result) << c.what;
+    EXPECT_EQ(result(), c.result == 0 ? 7 : -1) << c.what;
+  }
+}
+
+TEST_F(call_test, a_deadline_discards_half_a_reply) {
+  std::string late = numbered(0, 7);
+  wire_->write(late.substr(0, 50));
+  uint32_t start = ipc_time_msecs();
+  EXPECT_EQ(call(), IpcErrTimeout);
+  uint32_t took = ipc_time_diff(start, ipc_time_msecs());
+  EXPECT_GE(took, 300u);
+  EXPECT_LT(took, 900u);
+  wire_->write(numbered(1, 8));
+  EXPECT_EQ(call(), 0);
+  EXPECT_EQ(result(), 8);
+}
+
+TEST_F(call_test, a_peer_that_drips_is_left_by_twice_the_limit) {
+  std::string slow = numbered(0, 7);
+  std::atomic<bool> stop = false;
+  std::thread drip([&] {
+    for (size_t i = 0; i < slow.size() - 1 && !stop; ++i) {
+      wire_->write(slow.substr(i, 1));
+      ipc_sleep(10);
+    }
+  });
+  uint32_t start = ipc_time_msecs();
+  EXPECT_EQ(call(), IpcErrTimeout);
+  EXPECT_LT(ipc_time_diff(start, ipc_time_msecs()), 900u);
+  stop = true;
+  drip.join();
+}
+
+TEST_F(call_test, a_peer_that_does_not_read) {
+  ipc_settimeout(client_.get(), 50);
+  EXPECT_EQ(call(std::string(260000, 'x')), IpcErrTimeout);
+  // Half of it is on the wire; the rest was discarded with the call.
+  EXPECT_EQ(call(std::string(260000, 'x')), IpcErrTimeout);
+}
+
+TEST_F(call_test, the_peer_dies_in_each_phase) {
+  const std::string whole = numbered(0, 7);
+  // Before the request: the send fails. Afterwards: success with an empty reply.
+  wire_->hang_up();
+  EXPECT_EQ(call(), IpcErrNotConnected);
+  for (size_t sent : {size_t{0}, size_t{5}, size_t{12}, size_t{40}, whole.size() - 1}) {
+    socket_pair wire;
+    xp::ref client = xp::ref::adopt(ipc_alloc(0, session));
+    ASSERT_EQ(ipc_connect_to(client.get(), wire.take(), 0, 0, 2000), 0);
+    std::thread peer([&] {
+      wire.read_message();
+      wire.write(whole.substr(0, sent));
+      wire.hang_up();
+    });
+    xp::ref request = request_of(xp_code("APIC"));
+    xp::ref reply = xp::ref::adopt(ipc_msg_alloc(0));
+    EXPECT_EQ(ipc_call(client.get(), request.get(), reply.get()), 0) << sent;
+    int32_t value;
+    EXPECT_EQ(ipc_msg_get_param_long(reply.get(), xp_code("rslt"), &value), IpcErrBadMessage);
+    peer.join();
+    // Nobody is there any more.
+    xp::ref again = request_of(xp_code("APIC"));
+    EXPECT_EQ(ipc_call(client.get(), again.get(), reply.get()), IpcErrSystem);
+  }
+}
+
+TEST_F(call_test, a_skipped_reply_is_not_found_when_the_peer_dies) {
+  wire_->write(numbered(99, 7));
+  std::thread peer([&] {
+    wire_->read_message();
+    wire_->hang_up();
+  });
+  EXPECT_EQ(call(), 0);
+  EXPECT_EQ(result(), -1);
+  peer.join();
+}
+
+TEST_F(call_test, requests_that_cannot_carry_their_header) {
+  // An open block: sent without a header, which any server rejects.
+  xp::ref open = xp::ref::adopt(ipc_msg_alloc(xp_code("APIC")));
+  ipc_msg_start_params(open.get());
+  ipc_settimeout(client_.get(), 20);
+  EXPECT_EQ(ipc_call(client_.get(), open.get(), reply_.get()), IpcErrTimeout);
+  EXPECT_EQ(wire_->read_message(),
+            record("msgd", "data", record("call", "long", "APIC") + record("ipcp", "data", "")));
+  // A full one is not sent: 266,168 bytes less the records around the text, and the header's 64.
+  constexpr size_t room = 266168 - 12 - 16 - 12 - 12 - 64;
+  EXPECT_EQ(call(std::string(room + 4, 'x')), IpcErrBadMessage);
+  std::thread peer([&] {
+    EXPECT_EQ(wire_->read_message().size(), 266168u);
+    wire_->write(numbered(2, 7));
+  });
+  ipc_settimeout(client_.get(), 2000);
+  EXPECT_EQ(call(std::string(room, 'x')), 0);
+  peer.join();
+}
+
+TEST_F(call_test, states) {
+  xp_obj *c = client_.get();
+  xp::ref request = request_of(xp_code("APIC"));
+  EXPECT_EQ(ipc_connect(c, 1, 0, 0), IpcErrBadState);
+  EXPECT_EQ(ipc_connect_to(c, wire_->peer(), 1, 0, 0), IpcErrBadState);
+  EXPECT_EQ(ipc_connect_mach(c, 1, 0, 0), IpcErrBadState);
+  EXPECT_EQ(ipc_receive(c, nullptr, nullptr, 0, 0), IpcErrBadState);
+  EXPECT_EQ(ipc_poll(c), IpcErrBadState);
+  uint32_t uid = 12345;
+  EXPECT_EQ(ipc_peer_uid(c, &uid), 0);
+  EXPECT_EQ(uid, geteuid());
+  EXPECT_EQ(ipc_close(c), 0);
+  EXPECT_EQ(ipc_call(c, request.get(), reply_.get()), IpcErrBadState);
+  EXPECT_EQ(ipc_ping(c), IpcErrNotConnected);
+  EXPECT_EQ(ipc_peer_uid(c, &uid), IpcErrNotConnected);
+  EXPECT_EQ(ipc_poll(nullptr), IpcErrBadState);
+  EXPECT_EQ(ipc_settimeout(nullptr, 1), -1);
+  xp::ref invalid = xp::ref::adopt(ipc_alloc(0, IPC_SESSION_INVALID));
+  EXPECT_EQ(ipc_connect(invalid.get(), 1, 0, 0), IpcErrBadState);
+  EXPECT_EQ(ipc_connect_mach(invalid.get(), 1, 0, 0), IpcErrBadState);
+}
+
+TEST_F(call_test, connecting_to_nobody) {
+  int32_t nobody = ipc_session_explicit(std::random_device()());
+  xp::ref c = xp::ref::adopt(ipc_alloc(0, nobody));
+  uint32_t start = ipc_time_msecs();
+  EXPECT_EQ(ipc_connect(c.get(), xp_code("none"), 0, 300), IpcErrSystem);
+  uint32_t took = ipc_time_diff(start, ipc_time_msecs());
+  EXPECT_GE(took, 500u);
+  EXPECT_LT(took, 1200u);
+  EXPECT_EQ(ipc_connect(c.get(), xp_code("none"), 0, 0), IpcErrBadState);
+  xp::ref request = request_of(xp_code("APIC"));
+  EXPECT_EQ(ipc_call(c.get(), request.get(), reply_.get()), IpcErrSystem);
+  ipc_close(c.get());
+  EXPECT_EQ(ipc_check(nobody, xp_code("none"), 0, 0), IpcErrSystem);
+  EXPECT_EQ(ipc_exists(xp_code("none"), nobody), -1);
+}
+
+// --- The message port: a service that answers what the test says ---
+
+struct scripted_port {
+  int unknown = 0;  // look-ups that find nothing yet
+  int closed = 0;
+  ipc_port_found found = IPC_PORT_FOUND;
+  std::string service, request, reply;
+  int32_t result = 0;  // of the exchange when it is negative
+} script;
+
+ipc_port_found look_up(const char *service, uint32_t *port) {
+  script.service = service;
+  if (script.unknown-- > 0) return IPC_PORT_UNKNOWN;
+  *port = 5;
+  return script.found;
+}
+
+int32_t exchange(uint32_t port, const uint8_t *message, uint32_t length, int32_t, uint8_t *reply,
+                 uint32_t room) {
+  EXPECT_EQ(port, 5u);
+  EXPECT_EQ(room, 65508u);
+  script.request.assign(message, message + length);
+  memcpy(reply, script.reply.data(), script.reply.size());
+  return script.result < 0 ? script.result : static_cast<int32_t>(script.reply.size());
+}
+
+void close_port(uint32_t) {
+  ++script.closed;
+}
+
+constexpr ipc_message_port test_port = {.look_up = look_up, .exchange = exchange, .close = close_port};
+
+TEST_F(call_test, message_port_look_ups) {
+  ipc_port_use(&test_port);
+  xp::ref c = xp::ref::adopt(ipc_alloc(0, session));
+  script = {};
+  script.found = IPC_PORT_NO_FACILITY;
+  EXPECT_EQ(ipc_connect_mach(c.get(), 1, 0, 100), IpcErrBadState);
+  script.found = IPC_PORT_FAILED;
+  EXPECT_EQ(ipc_connect_mach(c.get(), 1, 0, 100), IpcErrBadState);
+  script.unknown = 100;
+  uint32_t start = ipc_time_msecs();
+  EXPECT_EQ(ipc_connect_mach(c.get(), 1, 0, 100), IpcErrTimeout);
+  uint32_t took = ipc_time_diff(start, ipc_time_msecs());
+  EXPECT_GE(took, 300u);
+  EXPECT_LT(took, 900u);
+  script = {};
+  script.unknown = 1;
+  EXPECT_EQ(ipc_connect_mach(c.get(), 1, 0, 100), 0);
+  EXPECT_EQ(script.service, "com.brindle.hxapi.ipc-00012345");
+  EXPECT_EQ(ipc_connect_mach(c.get(), 1, 0, 100), IpcErrBadState);
+  ipc_close(c.get());
+  EXPECT_EQ(script.closed, 1);
+}
+
+TEST_F(call_test, message_port_calls) {
+  ipc_port_use(&test_port);
+  script = {};
+  xp::ref c = xp::ref::adopt(ipc_alloc(0, session));
+  ASSERT_EQ(ipc_connect_mach(c.get(), 1, 0, 100), 0);
+  uint32_t number = 0;
+  auto call_with = [&](const std::string &answer) {
+    script.reply = answer;
+    xp::ref request = request_of(xp_code("APIC"), "ab");
+    int32_t code = ipc_call(c.get(), request.get(), reply_.get());
+    EXPECT_EQ(script.request, bytes_of(request.get()));
+    ++number;
+    return code;
+  };
+  EXPECT_EQ(call_with(numbered(number, 7)), 0);
+  EXPECT_EQ(result(), 7);
+  EXPECT_EQ(call_with(numbered(number + 1, 7)), IpcErrBadState);
+  EXPECT_EQ(call_with(reply_bytes(number, "", "APIC")), IpcErrBadState);
+  EXPECT_EQ(call_with(headerless), IpcErrBadState);
+  EXPECT_EQ(call_with("12345678"), IpcErrBadState);
+  EXPECT_EQ(call_with("1234567"), IpcErrTimeout);
+  script.result = IpcErrNotConnected;
+  EXPECT_EQ(call_with(""), IpcErrTimeout);
+  script.result = 0;
+  script.reply = reply_bytes(number);
+  EXPECT_EQ(ipc_ping(c.get()), 0);
+}
+
+TEST_F(call_test, this_systems_message_port) {
+  char folder[] = "/tmp/corvane-port-XXXXXX";
+  ASSERT_NE(mkdtemp(folder), nullptr);
+  setenv("CORVANE_ROOT", folder, 1);
+  xp::ref c = xp::ref::adopt(ipc_alloc(0, session));
+  uint32_t start = ipc_time_msecs();
+  EXPECT_EQ(ipc_connect_mach(c.get(), 1, 0, 5000), IpcErrBadState) << "no service folder";
+  EXPECT_LT(ipc_time_diff(start, ipc_time_msecs()), 150u);
+  std::string services = std::string(folder) + "/run/com.brindle.services";
+  ASSERT_EQ(system(("mkdir -p " + services).c_str()), 0);
+  EXPECT_EQ(ipc_connect_mach(c.get(), 1, 0, 0), IpcErrTimeout) << "a folder without the service";
+  unsetenv("CORVANE_ROOT");
+  ASSERT_EQ(system(("rm -r " + std::string(folder)).c_str()), 0);
+}
+
+}  // namespace

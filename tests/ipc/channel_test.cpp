@@ -1,0 +1,282 @@
+#include "ipc/channel.h"
+
+#include "ipc/channel_impl.h"
+#include "ipc/clock.h"
+#include "ipc/errors.h"
+#include "ipc/mbuf.h"
+#include "tests/ipc/records.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <thread>
+#include <vector>
+
+namespace {
+
+constexpr int64_t most = 266168;  // bytes of the largest message
+
+// A channel over one end of a socket pair; the test drives the other.
+class channel_test : public leak_check {
+protected:
+  void SetUp() override {
+    leak_check::SetUp();
+    wire_ = std::make_unique<socket_pair>();
+    channel_ = xp::ref::adopt(ipc_com_alloc());
+    ASSERT_EQ(ipc_com_connect_to(channel_.get(), 0, 0, wire_->library_end()), 0);
+    wire_->take();
+    buffer_ = xp::ref::adopt(ipc_mbuf_alloc(IPC_MBUF_STANDARD));
+  }
+  void TearDown() override {
+    channel_ = nullptr;
+    buffer_ = nullptr;
+    wire_.reset();
+    leak_check::TearDown();
+  }
+
+  int32_t receive() { return ipc_com_recv(channel_.get(), buffer_.get(), nullptr); }
+  std::string received() const {
+    const uint8_t *bytes = ipc_mbuf_getptr(buffer_.get());
+    return std::string(bytes, bytes + ipc_mbuf_getlen(buffer_.get()));
+  }
+
+  // Rounds until something else than IpcErrWouldBlock comes.
+  int32_t receive_whole() {
+    int32_t result;
+    while ((result = receive()) == IpcErrWouldBlock) {
+    }
+    return result;
+  }
+
+  std::unique_ptr<socket_pair> wire_;
+  xp::ref channel_, buffer_;
+};
+
+std::string message_of(size_t total) {
+  return lying("msgd", "data", static_cast<uint32_t>(total - 12), std::string(total - 12, 'x'));
+}
+
+TEST_F(channel_test, a_message_cut_at_every_offset_arrives_whole) {
+  const std::string message = message_of(300);
+  for (size_t cut = 1; cut < message.size(); ++cut) {
+    wire_->write(message.substr(0, cut));
+    ASSERT_EQ(receive(), IpcErrWouldBlock) << cut;
+    wire_->write(message.substr(cut));
+    ASSERT_EQ(receive_whole(), 300) << cut;
+    ASSERT_EQ(received(), message) << cut;
+  }
+  for (char byte : message) {
+    wire_->write({&byte, 1});
+    if (&byte != &message.back()) receive();
+  }
+}
+
+TEST_F(channel_test, messages_back_to_back_and_the_shortest) {
+  const std::string two = message_of(12) + message_of(100) + message_of(12);
+  wire_->write(two);
+  EXPECT_EQ(receive(), 12);
+  EXPECT_EQ(receive(), 100);
+  EXPECT_EQ(receive(), 12);
+  EXPECT_EQ(receive(), IpcErrWouldBlock);
+}
+
+TEST_F(channel_test, more_bytes_held_than_the_message_has) {
+  // Five bytes, then twelve more: seventeen are held when the length field turns out to be 0.
+  const std::string bytes = message_of(12) + "extra";
+  wire_->write(bytes.substr(0, 5));
+  EXPECT_EQ(receive(), IpcErrWouldBlock);
+  wire_->write(bytes.substr(5));
+  EXPECT_EQ(receive(), 0);
+  EXPECT_EQ(wire_->read(1), "") << "the offender is dropped";
+}
+
+TEST_F(channel_test, the_largest_message_and_one_byte_more) {
+  const std::string largest = message_of(most);
+  std::thread writer([&] { wire_->write(largest); });
+  EXPECT_EQ(receive_whole(), most);
+  writer.join();
+  EXPECT_TRUE(received() == largest);
+  wire_->write(lying("msgd", "data", 266157));
+  EXPECT_EQ(receive(), 0);
+  EXPECT_EQ(wire_->read(1), "");
+}
+
+TEST_F(channel_test, lengths_that_wrap_are_refused) {
+  wire_->write(lying("msgd", "data", 0xFFFFFFFF));
+  EXPECT_EQ(receive(), 0);
+}
+
+TEST_F(channel_test, a_message_too_large_for_its_destination_is_dropped_alone) {
+  xp::ref small = xp::ref::adopt(ipc_mbuf_alloc(50));
+  wire_->write(message_of(51) + message_of(50));
+  EXPECT_EQ(ipc_com_recv(channel_.get(), small.get(), nullptr), IpcErrNoMemory);
+  EXPECT_EQ(ipc_com_recv(channel_.get(), small.get(), nullptr), 50);
+}
+
+TEST_F(channel_test, a_peer_that_closes_is_dropped_without_an_error) {
+  wire_->write("half a mess");
+  EXPECT_EQ(receive(), IpcErrWouldBlock);
+  wire_->hang_up();
+  EXPECT_EQ(receive(), 0);
+  // Nobody is left: the next round waits in vain.
+  EXPECT_EQ(receive(), IpcErrWouldBlock);
+}
+
+TEST_F(channel_test, a_peer_that_closes_with_unread_data_is_dropped) {
+  xp::ref m = xp::ref::adopt(ipc_mbuf_alloc(20));
+  ipc_mbuf_set(m.get(), "unread unread", 13);
+  EXPECT_EQ(ipc_com_send(channel_.get(), m.get()), 13);
+  wire_->hang_up();
+  EXPECT_EQ(receive(), 0);
+}
+
+TEST_F(channel_test, descriptors_that_a_peer_passes_are_not_installed) {
+  const std::string message = message_of(100);
+  iovec part = {.iov_base = const_cast<char *>(message.data()), .iov_len = message.size()};
+  alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
+  msghdr header = {};
+  header.msg_iov = &part;
+  header.msg_iovlen = 1;
+  header.msg_control = control;
+  header.msg_controllen = sizeof control;
+  cmsghdr *passed = CMSG_FIRSTHDR(&header);
+  passed->cmsg_level = SOL_SOCKET;
+  passed->cmsg_type = SCM_RIGHTS;
+  passed->cmsg_len = CMSG_LEN(sizeof(int));
+  int descriptor = STDOUT_FILENO;
+  memcpy(CMSG_DATA(passed), &descriptor, sizeof descriptor);
+  ASSERT_EQ(sendmsg(wire_->peer(), &header, 0), 100);
+  EXPECT_EQ(receive(), 100);  // the fixture counts descriptors
+}
+
+TEST_F(channel_test, a_large_send_goes_in_parts_and_in_order) {
+  const std::string first = message_of(most), second = message_of(64);
+  xp::ref a = xp::ref::adopt(ipc_mbuf_alloc(IPC_MBUF_STANDARD)), b = xp::ref::adopt(ipc_mbuf_alloc(64));
+  ipc_mbuf_set(a.get(), first.data(), most);
+  ipc_mbuf_set(b.get(), second.data(), 64);
+  ASSERT_EQ(ipc_com_send(channel_.get(), a.get()), IpcErrWouldBlock);
+  EXPECT_EQ(ipc_com_send(channel_.get(), b.get()), IpcErrWouldBlock);
+  std::string got;
+  std::thread reader([&] { got = wire_->read(static_cast<size_t>(most) + 64); });
+  // The other buffer continues the first one until that is gone, then goes itself.
+  while (ipc_com_send(channel_.get(), b.get()) == IpcErrWouldBlock)
+    ipcc_pause(channel_.get(), true);
+  reader.join();
+  EXPECT_TRUE(got == first + second);
+  EXPECT_EQ(ipc_com_try_send(channel_.get()), IpcErrSystem);
+}
+
+TEST_F(channel_test, a_pending_send_is_continued_by_polls) {
+  const std::string large = message_of(most);
+  xp::ref a = xp::ref::adopt(ipc_mbuf_alloc(IPC_MBUF_STANDARD));
+  ipc_mbuf_set(a.get(), large.data(), most);
+  ASSERT_EQ(ipc_com_send(channel_.get(), a.get()), IpcErrWouldBlock);
+  std::string got;
+  std::thread reader([&] {
+    got = wire_->read(static_cast<size_t>(most));
+    wire_->write(message_of(40));
+  });
+  // Only receives: they finish the send, and the answer that follows arrives.
+  ipc_com_set_msecs(channel_.get(), 1000);
+  EXPECT_EQ(receive_whole(), 40);
+  reader.join();
+  EXPECT_TRUE(got == large);
+}
+
+TEST_F(channel_test, sending_to_a_peer_that_is_gone_raises_no_signal) {
+  signal(SIGPIPE, SIG_DFL);
+  wire_->hang_up();
+  xp::ref b = xp::ref::adopt(ipc_mbuf_alloc(8));
+  ipc_mbuf_set(b.get(), "12345678", 8);
+  EXPECT_EQ(ipc_com_send(channel_.get(), b.get()), IpcErrNotConnected);
+
+  int ends[2];
+  ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+  close(ends[0]);
+  xp::ref pipe_channel = xp::ref::adopt(ipc_com_alloc());
+  ASSERT_EQ(ipc_com_bind_to(pipe_channel.get(), 0, 0, ends[1]), 0);
+  EXPECT_EQ(ipc_com_send(pipe_channel.get(), b.get()), IpcErrNotConnected);
+}
+
+TEST_F(channel_test, reset_forgets_both_halves) {
+  wire_->write("half a mess");
+  EXPECT_EQ(receive(), IpcErrWouldBlock);
+  const std::string large = message_of(most);
+  xp::ref a = xp::ref::adopt(ipc_mbuf_alloc(IPC_MBUF_STANDARD));
+  ipc_mbuf_set(a.get(), large.data(), most);
+  ASSERT_EQ(ipc_com_send(channel_.get(), a.get()), IpcErrWouldBlock);
+  ipc_com_reset(channel_.get());
+  EXPECT_EQ(xp_refs(a.get()), 1);
+  wire_->write(message_of(30));
+  EXPECT_EQ(receive(), 30);
+}
+
+TEST_F(channel_test, waiting_and_interrupting) {
+  ipc_com_set_msecs(channel_.get(), 60);
+  uint32_t start = ipc_time_msecs();
+  EXPECT_EQ(receive(), IpcErrWouldBlock);
+  EXPECT_GE(ipc_time_diff(start, ipc_time_msecs()), 55u);
+  ipc_com_set_msecs(channel_.get(), -7);  // without limit
+  std::thread other([&] {
+    ipc_sleep(30);
+    ipc_com_interupt(channel_.get());
+  });
+  EXPECT_EQ(receive(), IpcErrWouldBlock);
+  other.join();
+  // For good: the next poll does not wait either, and messages still come.
+  EXPECT_EQ(receive(), IpcErrWouldBlock);
+  wire_->write(message_of(20));
+  EXPECT_EQ(receive(), 20);
+}
+
+void ignore_signal(int) {}
+
+TEST_F(channel_test, an_interrupted_poll_takes_nobody_for_ready) {
+  struct sigaction action = {}, before = {};
+  action.sa_handler = ignore_signal;
+  sigaction(SIGUSR1, &action, &before);
+  ipc_com_set_msecs(channel_.get(), 2000);
+  pthread_t poller = pthread_self();
+  std::thread other([&] {
+    ipc_sleep(30);
+    pthread_kill(poller, SIGUSR1);
+  });
+  uint32_t start = ipc_time_msecs();
+  EXPECT_EQ(receive(), IpcErrWouldBlock);
+  EXPECT_LT(ipc_time_diff(start, ipc_time_msecs()), 1500u);
+  other.join();
+  sigaction(SIGUSR1, &before, nullptr);
+}
+
+TEST_F(channel_test, descriptors_beyond_the_range_of_polls) {
+  rlimit limit = {};
+  getrlimit(RLIMIT_NOFILE, &limit);
+  if (limit.rlim_max < 1100) GTEST_SKIP() << "needs descriptors above 1024";
+  rlimit raised = {.rlim_cur = 1100, .rlim_max = limit.rlim_max};
+  setrlimit(RLIMIT_NOFILE, &raised);
+  int last = fcntl(wire_->peer(), F_DUPFD_CLOEXEC, 1023),
+      beyond = fcntl(wire_->peer(), F_DUPFD_CLOEXEC, 1024);
+  xp::ref c = xp::ref::adopt(ipc_com_alloc());
+  EXPECT_EQ(ipc_com_connect_to(c.get(), 0, 0, beyond), IpcErrSystem);
+  EXPECT_EQ(ipc_com_connect_to(c.get(), 0, 0, last), 0);
+  EXPECT_EQ(ipc_com_recv(c.get(), buffer_.get(), nullptr), IpcErrWouldBlock);
+  close(beyond);
+  setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+TEST_F(channel_test, null_and_empty_channels) {
+  xp::ref empty = xp::ref::adopt(ipc_com_alloc());
+  EXPECT_EQ(ipc_com_recv(nullptr, buffer_.get(), nullptr), IpcErrBadState);
+  EXPECT_EQ(ipc_com_send(nullptr, buffer_.get()), IpcErrBadState);
+  EXPECT_EQ(ipc_com_recv(empty.get(), buffer_.get(), nullptr), IpcErrSystem);
+  ipc_mbuf_set(buffer_.get(), "x", 1);
+  EXPECT_EQ(ipc_com_send(empty.get(), buffer_.get()), IpcErrSystem);
+  EXPECT_EQ(ipc_com_connect_to(empty.get(), 0, 0, -1), IpcErrSystem);
+  EXPECT_EQ(ipc_com_accept(empty.get()), nullptr);
+  ipc_com_reset(nullptr);
+}
+
+}  // namespace

@@ -1,0 +1,299 @@
+#include "ipc/message.h"
+
+#include "ipc/errors.h"
+#include "ipc/mbuf.h"
+#include "ipc/message_impl.h"
+#include "ipc/ntld.h"
+#include "ipc/ntld_raw.h"
+#include "tests/ipc/records.h"
+#include "xp/string/string.h"
+
+#include <memory>
+
+namespace {
+
+using message_test = leak_check;
+
+xp::ref message(uint32_t name = xp_code("APIC")) {
+  return xp::ref::adopt(ipc_msg_alloc(name));
+}
+
+int32_t load(const xp::ref &m, const std::string &bytes) {
+  return ipc_msg_from_buf(m.get(), bytes.data(), static_cast<int64_t>(bytes.size()));
+}
+
+TEST_F(message_test, buffer_arithmetic) {
+  xp::ref standard = xp::ref::adopt(ipc_mbuf_alloc(IPC_MBUF_STANDARD));
+  EXPECT_EQ(ipc_mbuf_getmax(standard.get()), 266168);
+  xp::ref page = xp::ref::adopt(ipc_mbuf_alloc(0));
+  EXPECT_EQ(ipc_mbuf_getmax(page.get()), 4024);
+  EXPECT_EQ(ipc_mbuf_alloc(-1), nullptr);
+  EXPECT_EQ(ipc_mbuf_alloc(INT64_MAX), nullptr);
+
+  xp::ref b = xp::ref::adopt(ipc_mbuf_alloc(10));
+  xp_obj *p = b.get();
+  EXPECT_EQ(ipc_mbuf_getmax(p), 10);
+  EXPECT_EQ(ipc_mbuf_set(p, "0123456789abc", 13), 10);
+  EXPECT_EQ(ipc_mbuf_consume(p, 4), 6);
+  EXPECT_EQ(*ipc_mbuf_getptr(p), '4');
+  EXPECT_EQ(ipc_mbuf_getmax(p), 6);
+  EXPECT_EQ(ipc_mbuf_setlen(p, 7), 6);
+  EXPECT_EQ(ipc_mbuf_setlen(p, 2), 2);
+  EXPECT_EQ(ipc_mbuf_consume(p, 3), 0);
+  EXPECT_EQ(ipc_mbuf_consume(p, -3), 0);
+  ipc_mbuf_rewind(p);
+  EXPECT_EQ(ipc_mbuf_getlen(p), 6);
+  EXPECT_EQ(ipc_mbuf_set(p, ipc_mbuf_getptr(p), 3), 3);
+  EXPECT_EQ(ipc_mbuf_set(p, "x", -1), 0);
+  EXPECT_EQ(ipc_mbuf_getptr(nullptr), nullptr);
+}
+
+TEST_F(message_test, kept_buffers_come_back_empty) {
+  for (int round = 0; round < 3; ++round) {
+    xp::ref many[12];
+    for (xp::ref &b : many) {
+      b = xp::ref::adopt(ipc_mbuf_alloc(IPC_MBUF_STANDARD));
+      ASSERT_EQ(ipc_mbuf_getlen(b.get()), 0);
+      ASSERT_EQ(xp_refs(b.get()), 1);
+      ASSERT_EQ(ipc_mbuf_setlen(b.get(), INT64_MAX), 266168);
+      memset(ipc_mbuf_getptr(b.get()), 0xA5, 266168);
+    }
+  }
+}
+
+TEST_F(message_test, wire_transcript) {
+  xp::ref m = message();
+  xp_obj *p = m.get();
+  EXPECT_EQ(ipc_msg_start_params(p), 0);
+  EXPECT_EQ(ipc_msg_set_param_long(p, xp_code("long"), 1), 0);
+  EXPECT_EQ(ipc_msg_set_param_quad(p, xp_code("quad"), -2), 0);
+  EXPECT_EQ(ipc_msg_set_param_tag(p, xp_code("tag "), xp_code("HXrf")), 0);
+  EXPECT_EQ(ipc_msg_set_param_cstr(p, xp_code("cstr"), "abc"), 0);
+  EXPECT_EQ(ipc_msg_set_param_pstr(p, xp_code("pstr"), reinterpret_cast<const uint8_t *>("\2xyz")), 0);
+  xp::ref string = xp::ref::adopt(xp_str_new("h\xC3\xA4"));
+  EXPECT_EQ(ipc_msg_set_param_xpstr(p, xp_code("xstr"), string.get()), 0);
+  EXPECT_EQ(ipc_msg_set_param_xpstr(p, xp_code("none"), nullptr), 0);
+  EXPECT_EQ(ipc_msg_set_param(p, xp_code("whon"), xp_code("ctag"), "HXrf", 4), 0);
+  EXPECT_EQ(ipc_msg_end_params(p), 0);
+  EXPECT_EQ(ipc_msg_set_header(p, {.msgn = __builtin_bswap32(7), .ptyp = 0x1000000, .ptid = 0}), 0);
+  EXPECT_EQ(ipc_msg_package(p), 0);
+  const std::string expected =
+      record("msgd", "data",
+             record("call", "long", "APIC") +
+                 record("ipcp", "data",
+                        record("long", "long", be32(1)) +
+                            record("quad", "quad", "\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFE") +
+                            record("tag ", "text", "HXrf") + record("cstr", "text", "abc") +
+                            record("pstr", "text", "xy") + record("xstr", "text", "h\xC3\xA4") +
+                            record("none", "text", "") + record("whon", "ctag", "HXrf")) +
+                 record("vers", "long", be32(1)) + record("msgn", "long", be32(7)) +
+                 record("ptyp", "long", "\0\0\0\1"s) + record("ptid", "long", be32(0)));
+  EXPECT_EQ(bytes_of(p), expected);
+  EXPECT_EQ(ipc_msg_package(p), 0);
+  EXPECT_EQ(bytes_of(p), expected);
+  xp::ref copy = xp::ref::adopt(ipc_msg_copy(p));
+  EXPECT_EQ(bytes_of(copy.get()), expected);
+
+  for (xp_obj *q : {p, copy.get()}) {
+    int32_t number;
+    int64_t quad;
+    uint32_t word, length;
+    EXPECT_EQ(ipc_msg_get_param_long(q, xp_code("long"), &number), 0);
+    EXPECT_EQ(number, 1);
+    EXPECT_EQ(ipc_msg_get_param_quad(q, xp_code("quad"), &quad), 0);
+    EXPECT_EQ(quad, -2);
+    EXPECT_EQ(ipc_msg_get_param_tag(q, xp_code("tag "), &word), 0);
+    EXPECT_EQ(word, xp_code("HXrf"));
+    EXPECT_EQ(ipc_msg_get_info_param(q, xp_code("tag "), &word, &length), 0);
+    EXPECT_EQ(word, xp_code("text"));
+    EXPECT_EQ(length, 4u);
+    EXPECT_EQ(ipc_msg_get_info_param_ex(q, xp_code("call"), &word, nullptr, 0), 0);
+    EXPECT_EQ(ipc_msg_get_name(q, &word), 0);
+    EXPECT_EQ(word, xp_code("APIC"));
+    EXPECT_EQ(ipc_msg_get_word(q, xp_code("ptyp"), &word), 0);
+    EXPECT_EQ(word, 0x1000000u);
+    xp_obj *text;
+    EXPECT_EQ(ipc_msg_get_param_xpstr(q, xp_code("xstr"), &text), 0);
+    EXPECT_EQ(xp_str_cmpq(text, "h\xC3\xA4", -1), 0);
+    xp_release(text);
+    EXPECT_EQ(ipc_msg_get_param_xpstr(q, xp_code("none"), &text), 0);
+    EXPECT_EQ(text, nullptr);
+    EXPECT_EQ(memcmp(ipc_msg_get_param_ptr(q, xp_code("cstr")), "abc", 3), 0);
+    EXPECT_EQ(xp_ntld_raw_count(ipc_msg_get_content_ptr(q)), 8u);
+    xp::ref set = xp::ref::adopt(ipc_msg_get_ntld(q));
+    EXPECT_EQ(xp_ntld_getlongbyname(set.get(), xp_code("vers")), 1);
+  }
+}
+
+TEST_F(message_test, outputs_at_their_limits) {
+  xp::ref m = request_of(xp_code("APIC"), "abcd");
+  ipc_msg_package(m.get());
+  const uint32_t text = xp_code("text");
+  char out[8];
+  struct {
+    uint32_t size;
+    std::string cstr, pstr;
+  } const cases[] = {{0, "########", "########"},
+                     {1, "\0#######"s, "\0#######"s},
+                     {4, "abc\0####"s, "\3abc####"},
+                     {5, "abcd\0###"s, "\4abcd###"},
+                     {8, "abcd\0###"s, "\4abcd###"}};
+  for (const auto &c : cases) {
+    memset(out, '#', sizeof out);
+    EXPECT_EQ(ipc_msg_get_param_cstr(m.get(), text, out, c.size), 0);
+    EXPECT_EQ(std::string(out, 8), c.cstr);
+    memset(out, '#', sizeof out);
+    EXPECT_EQ(ipc_msg_get_param_pstr(m.get(), text, reinterpret_cast<uint8_t *>(out), c.size), 0);
+    EXPECT_EQ(std::string(out, 8), c.pstr);
+  }
+  uint32_t size = 3;
+  EXPECT_EQ(ipc_msg_get_param(m.get(), text, xp_code("quad"), out, &size), 0);
+  EXPECT_EQ(size, 3u);
+  size = 0;
+  EXPECT_EQ(ipc_msg_get_param(m.get(), text, 0, nullptr, &size), 0);
+  EXPECT_EQ(size, 4u);
+
+  xp::ref big = request_of(xp_code("APIC"), std::string(300, 'x'));
+  ipc_msg_package(big.get());
+  uint8_t pascal[300];
+  EXPECT_EQ(ipc_msg_get_param_pstr(big.get(), text, pascal, sizeof pascal), 0);
+  EXPECT_EQ(pascal[0], 255);
+
+  // Missing: outputs are cleared first.
+  int32_t number = 5;
+  int64_t quad = 5;
+  uint32_t word = 5;
+  size = 8;
+  const uint32_t none = xp_code("none");
+  EXPECT_EQ(ipc_msg_get_param_long(m.get(), none, &number), IpcErrBadMessage);
+  EXPECT_EQ(ipc_msg_get_param_quad(m.get(), none, &quad), IpcErrBadMessage);
+  EXPECT_EQ(ipc_msg_get_param_tag(m.get(), none, &word), IpcErrBadMessage);
+  EXPECT_EQ(ipc_msg_get_param(m.get(), none, 0, out, &size), IpcErrBadMessage);
+  EXPECT_EQ(ipc_msg_get_param_ptr(m.get(), none), nullptr);
+  EXPECT_EQ(ipc_msg_get_param_long(nullptr, none, &number), IpcErrBadMessage);
+  EXPECT_EQ(number + quad + word + size, 0);
+}
+
+TEST_F(message_test, building_states) {
+  xp::ref m = message();
+  xp_obj *p = m.get();
+  EXPECT_EQ(ipc_msg_end_params(p), IpcErrBadMessage);
+  EXPECT_EQ(ipc_msg_set_param_long(p, 1, 1), IpcErrBadMessage);
+  EXPECT_EQ(ipc_msg_start_params(p), 0);
+  EXPECT_EQ(ipc_msg_start_params(p), IpcErrBadMessage);
+  EXPECT_EQ(ipc_msg_set_content(p, "", 0), IpcErrBadMessage);
+  EXPECT_EQ(ipc_msg_set_param_ex(p, 1, 1, nullptr, 0, 0), IpcErrBadMessage);
+  EXPECT_EQ(ipc_msg_set_param_ex(p, xp_code("aaaa"), xp_code("data"), nullptr, 0, 1), 0);
+  // Packaging closes both levels; nothing can be added behind the end.
+  EXPECT_EQ(ipc_msg_package(p), 0);
+  const std::string expected = record(
+      "msgd", "data", record("call", "long", "APIC") + record("ipcp", "data", record("aaaa", "data", "")));
+  EXPECT_EQ(bytes_of(p), expected);
+  EXPECT_EQ(ipc_msg_start_params(p), IpcErrBadMessage);
+  EXPECT_EQ(ipc_msg_set_content(p, "", 0), IpcErrBadMessage);
+  EXPECT_EQ(bytes_of(p), expected);
+
+  ipc_msg_reset(p, xp_code("NEXT"));
+  EXPECT_EQ(ipc_msg_set_content(p, record("text", "text", "a").data(), 16), 0);
+  ipc_msg_package(p);
+  EXPECT_EQ(bytes_of(p),
+            record("msgd", "data",
+                   record("call", "long", "NEXT") + record("ipcp", "data", record("text", "text", "a"))));
+
+  // A message that is reset with its block open gets no name.
+  ipc_msg_reset(p, xp_code("NEXT"));
+  ipc_msg_start_params(p);
+  ipc_msg_reset(p, xp_code("LAST"));
+  uint32_t name;
+  ipc_msg_package(p);
+  EXPECT_EQ(ipc_msg_get_name(p, &name), IpcErrBadMessage);
+}
+
+TEST_F(message_test, full_to_the_last_byte) {
+  // "msgd", "call" and the headers of "ipcp" and the parameter leave exactly this much.
+  constexpr uint32_t room = 266168 - 12 - 16 - 12 - 12;
+  xp::ref m = message();
+  ipc_msg_start_params(m.get());
+  EXPECT_EQ(ipc_msg_set_param(m.get(), 1, 1, nullptr, room + 1), IpcErrBadMessage);
+  EXPECT_EQ(ipc_msg_set_param(m.get(), 1, 1, nullptr, room), 0);
+  EXPECT_EQ(ipc_msg_set_param(m.get(), 1, 1, nullptr, 0), IpcErrBadMessage);
+  ipc_msg_end_params(m.get());
+  EXPECT_EQ(ipc_msg_start_params(m.get()), IpcErrBadMessage);
+  ipc_msg_package(m.get());
+  EXPECT_EQ(ipc_msg_size(m.get()), 266168);
+  uint32_t length;
+  EXPECT_EQ(ipc_msg_get_info_param(m.get(), 1, nullptr, &length), 0);
+  EXPECT_EQ(length, room);
+}
+
+TEST_F(message_test, loading_received_bytes) {
+  xp::ref m = message();
+  const std::string good = reply_bytes(3, record("rslt", "long", be32(5)));
+  int32_t number;
+  uint32_t name;
+  EXPECT_EQ(load(m, good), 0);
+  EXPECT_EQ(ipc_msg_get_param_long(m.get(), xp_code("rslt"), &number), 0);
+  EXPECT_EQ(number, 5);
+  // Bytes behind the record do not count.
+  EXPECT_EQ(load(m, good + "tail"), 0);
+  EXPECT_EQ(bytes_of(m.get()), good);
+  // A loaded message takes nothing more.
+  EXPECT_EQ(ipc_msg_set_param_ex(m.get(), 1, 1, nullptr, 0, 0), IpcErrBadMessage);
+  EXPECT_EQ(ipc_msg_start_params(m.get()), IpcErrBadMessage);
+  // Cut anywhere it is no message, and what it held before is gone.
+  for (size_t cut = 0; cut < good.size(); ++cut) {
+    ASSERT_EQ(load(m, good), 0);
+    ASSERT_EQ(load(m, good.substr(0, cut)), IpcErrBadMessage);
+    ASSERT_EQ(ipc_msg_get_name(m.get(), &name), IpcErrBadMessage);
+    ASSERT_EQ(ipc_msg_size(m.get()), 0);
+  }
+  EXPECT_EQ(load(m, lying("msgd", "data", 0xFFFFFFF4, "abcd")), IpcErrBadMessage);
+
+  // Only the parameter block lies: the header can be read, the block counts as absent.
+  const std::string bad_block = reply_bytes(3, lying("rslt", "long", 400, be32(5)));
+  EXPECT_EQ(load(m, bad_block), 0);
+  EXPECT_EQ(ipc_msg_get_name(m.get(), &name), 0);
+  EXPECT_EQ(ipc_msg_get_param_long(m.get(), xp_code("rslt"), &number), IpcErrBadMessage);
+  EXPECT_EQ(ipc_msg_get_content_ptr(m.get()), nullptr);
+  EXPECT_EQ(ipc_msg_get_param_ptr(m.get(), xp_code("rslt")), nullptr);
+  // A good one in the same message afterwards is read.
+  EXPECT_EQ(load(m, good), 0);
+  EXPECT_EQ(ipc_msg_get_param_long(m.get(), xp_code("rslt"), &number), 0);
+  // Short numbers are padded with zero bytes at their end.
+  EXPECT_EQ(load(m, reply_bytes(3, record("rslt", "long", "\1\2"))), 0);
+  EXPECT_EQ(ipc_msg_get_param_long(m.get(), xp_code("rslt"), &number), 0);
+  EXPECT_EQ(number, 0x01020000);
+}
+
+TEST_F(message_test, bytes_that_imitate_an_object_are_read_as_bytes) {
+  // The first words look like a builder's header: a count of 1 and the type "ntld".
+  xp::ref m = message();
+  EXPECT_EQ(load(m, record("\1\0\0\0"s, "ntld", record("call", "long", "APIC"))), 0);
+  uint32_t name;
+  EXPECT_EQ(ipc_msg_get_name(m.get(), &name), 0);
+  EXPECT_EQ(name, xp_code("APIC"));
+}
+
+TEST_F(message_test, exchange_of_buffers) {
+  xp::ref m = message();
+  const std::string good = reply_bytes(3, record("rslt", "long", be32(5)));
+  xp_obj *buffer = ipc_mbuf_alloc(IPC_MBUF_STANDARD);
+  ipc_mbuf_set(buffer, good.data(), static_cast<int64_t>(good.size()));
+  xp::ref old_mem = xp::ref::adopt(ipc_msg_mem(m.get()));
+  xp::ref old = xp::ref::adopt(ipc_msg_exchangemem(m.get(), buffer));
+  EXPECT_EQ(old.get(), old_mem.get());
+  EXPECT_EQ(ipc_mbuf_getlen(old.get()), 0);
+  EXPECT_EQ(ipc_msg_buf(m.get()), ipc_mbuf_getptr(buffer));
+  EXPECT_EQ(bytes_of(m.get()), good);
+  EXPECT_EQ(ipc_msg_exchangemem(nullptr, old.get()), old.get());
+}
+
+TEST_F(message_test, a_builder_outlives_its_message_harmlessly) {
+  xp::ref m = message();
+  xp::ref set = xp::ref::adopt(ipc_msg_get_ntld(m.get()));
+  m = nullptr;
+  EXPECT_EQ(xp_ntld_data(set.get()), nullptr);
+  EXPECT_EQ(xp_ntld_getbyname(set.get(), xp_code("call")), nullptr);
+}
+
+}  // namespace

@@ -1,0 +1,265 @@
+#include "ipc/channel.h"
+#include "ipc/clock.h"
+#include "ipc/connection.h"
+#include "ipc/errors.h"
+#include "ipc/mbuf.h"
+#include "ipc/session.h"
+#include "ipc/socket_file.h"
+#include "tests/ipc/records.h"
+
+#include <sys/stat.h>
+
+#include <atomic>
+#include <random>
+#include <thread>
+#include <vector>
+
+namespace {
+
+constexpr uint32_t endpoint = xp_code("TEST");
+
+// Answers a request's text with itself.
+int32_t echo(xp_obj *request, xp_obj *reply, uint32_t, uint32_t, void *) {
+  std::string text = text_of(request);
+  ipc_msg_start_params(reply);
+  ipc_msg_set_param(reply, xp_code("text"), xp_code("text"), text.data(), static_cast<uint32_t>(text.size()));
+  return 0;
+}
+
+class server_test : public leak_check {
+protected:
+  void SetUp() override {
+    leak_check::SetUp();
+    session_ = ipc_session_explicit(std::random_device()() | 0x80000000);
+    server_ = xp::ref::adopt(ipc_alloc(endpoint, session_));
+  }
+  void TearDown() override {
+    server_ = nullptr;
+    leak_check::TearDown();
+  }
+
+  xp::ref client(int32_t timeout = 5000) const {
+    xp::ref c = xp::ref::adopt(ipc_alloc(7, session_));
+    EXPECT_EQ(ipc_connect(c.get(), endpoint, 0, 2000), 0);
+    ipc_settimeout(c.get(), timeout);
+    return c;
+  }
+
+  static std::string ask(const xp::ref &c, const std::string &text) {
+    xp::ref request = request_of(xp_code("ECHO"), text);
+    xp::ref reply = xp::ref::adopt(ipc_msg_alloc(0));
+    int32_t code = ipc_call(c.get(), request.get(), reply.get());
+    return code == 0 ? text_of(reply.get()) : "error " + std::to_string(code);
+  }
+
+  int32_t session_;
+  xp::ref server_;
+};
+
+TEST_F(server_test, poll_by_hand_over_a_descriptor) {
+  socket_pair wire;
+  static uint32_t seen[2];
+  auto handler = [](xp_obj *request, xp_obj *reply, uint32_t ptyp, uint32_t ptid, void *context) {
+    seen[0] = ptyp;
+    seen[1] = ptid;
+    uint32_t uid = 12345;
+    EXPECT_EQ(ipc_msg_peer(request, &uid), 0);
+    EXPECT_EQ(uid, geteuid());
+    EXPECT_STREQ(static_cast<const char *>(context), "context");
+    return echo(request, reply, 0, 0, nullptr);
+  };
+  char context[] = "context";
+  EXPECT_EQ(ipc_poll(server_.get()), IpcErrBadState);
+  ASSERT_EQ(ipc_receive_on(server_.get(), wire.take(), handler, context, IPC_MODE_POLL, 100), 0);
+  auto request = [](std::string_view name, std::string_view vers, std::string_view more) {
+    return record("msgd", "data",
+                  record("call", "long", name) + record("ipcp", "data", record("text", "text", "hi")) +
+                      record("vers", "long", vers) + std::string(more));
+  };
+  const std::string rest =
+      record("msgn", "long", "\1\2\3\4") + record("ptyp", "long", "abcd") + record("ptid", "long", be32(9));
+  auto answer = [&](std::string_view params) {
+    return record("msgd", "data",
+                  record("call", "long", "@!*%") + record("vers", "long", be32(1)) +
+                      record("msgn", "long", "\1\2\3\4") + record("ptyp", "long", "TEST") +
+                      record("ptid", "long", be32(__builtin_bswap32(static_cast<uint32_t>(session_)))) +
+                      std::string(params));
+  };
+  EXPECT_EQ(ipc_poll(server_.get()), IpcErrWouldBlock);
+  wire.write(request("ECHO", be32(1), rest));
+  EXPECT_EQ(ipc_poll(server_.get()), 0);
+  EXPECT_EQ(wire.read_message(), answer(record("ipcp", "data", record("text", "text", "hi"))));
+  EXPECT_EQ(seen[0], xp_code("abcd"));
+  EXPECT_EQ(seen[1], __builtin_bswap32(9));
+  // A ping does not reach the handler.
+  seen[0] = 0;
+  wire.write(request("IPCP", be32(1), rest));
+  EXPECT_EQ(ipc_poll(server_.get()), 0);
+  EXPECT_EQ(wire.read_message(), answer(""));
+  EXPECT_EQ(seen[0], 0u);
+  // Bad requests get no answer, and the next one is served.
+  for (const std::string &bad :
+       {request("ECHO", be32(2), rest), request("ECHO", be32(1), ""), request("ECHO", "\0\0\1"s, rest),
+        record("msgd", "data", record("vers", "long", be32(1)) + rest),
+        lying("msgd", "data", 8, "\0\0\0\0abcd"s), record("msgd", "data", "")}) {
+    wire.write(bad);
+    EXPECT_EQ(ipc_poll(server_.get()), IpcErrBadMessage);
+  }
+  // A block that lies about its length is no block.
+  wire.write(record("msgd", "data",
+                    record("call", "long", "ECHO") + record("vers", "long", be32(1)) + rest +
+                        record("ipcp", "data", lying("text", "text", 4000, "hi\0\0"s))));
+  EXPECT_EQ(ipc_poll(server_.get()), 0);
+  EXPECT_EQ(wire.read_message(), answer(record("ipcp", "data", record("text", "text", ""))));
+  wire.hang_up();
+  EXPECT_EQ(ipc_poll(server_.get()), 0);
+}
+
+TEST_F(server_test, a_kept_reply_is_sent_later) {
+  socket_pair wire;
+  static xp::ref kept;
+  auto keep = [](xp_obj *, xp_obj *reply, uint32_t, uint32_t, void *) {
+    kept = xp::ref::share(reply);
+    return 1;
+  };
+  ASSERT_EQ(ipc_receive_on(server_.get(), wire.take(), keep, nullptr, IPC_MODE_POLL, 100), 0);
+  wire.write(reply_bytes(1, "", "LATE"));
+  EXPECT_EQ(ipc_poll(server_.get()), 0);
+  ipc_msg_start_params(kept.get());
+  ipc_msg_set_param_long(kept.get(), xp_code("rslt"), 3);
+  EXPECT_GT(ipc_reply(kept.get(), 100), 0);
+  EXPECT_NE(wire.read_message().find("rslt"), std::string::npos);
+  EXPECT_EQ(ipc_reply(nullptr, 0), IpcErrBadMessage);
+  kept = nullptr;
+}
+
+TEST_F(server_test, a_handler_may_close_or_free_what_serves_it) {
+  for (auto end : {ipc_close, +[](xp_obj *c) { return ipc_free(c), 0; }}) {
+    for (uint32_t mode : {IPC_MODE_POLL, IPC_MODE_THREAD}) {
+      struct shared {
+        int32_t (*end)(xp_obj *);
+        xp_obj *server;
+      } context = {end, ipc_alloc(endpoint, session_)};
+      bool freed = end != ipc_close;
+      auto handler = [](xp_obj *request, xp_obj *reply, uint32_t, uint32_t, void *p) {
+        auto *s = static_cast<shared *>(p);
+        s->end(s->server);
+        return echo(request, reply, 0, 0, nullptr);
+      };
+      socket_pair wire;
+      ASSERT_EQ(ipc_receive_on(context.server, wire.take(), handler, &context, mode, 1000), 0);
+      wire.write(reply_bytes(1, record("text", "text", "bye"), "ECHO"));
+      if (mode == IPC_MODE_POLL) {
+        EXPECT_EQ(ipc_poll(context.server), 0);
+      }
+      EXPECT_NE(wire.read_message().find("bye"), std::string::npos);
+      EXPECT_EQ(wire.read(1), "") << "the channel ends with its server";
+      if (!freed) ipc_free(context.server);
+    }
+  }
+}
+
+TEST_F(server_test, many_clients_on_a_thread) {
+  ASSERT_EQ(ipc_receive(server_.get(), echo, nullptr, IPC_MODE_THREAD, 1000), 0);
+  EXPECT_EQ(ipc_poll(server_.get()), IpcErrBadState);
+  EXPECT_EQ(ipc_exists(endpoint, session_), 0);
+  EXPECT_EQ(ipc_check(session_, endpoint, 0, 1000), 0);
+  std::atomic<int> good = 0;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 8; ++t) {
+    threads.emplace_back([&, t] {
+      for (int connection = 0; connection < 5; ++connection) {
+        xp::ref c = client();
+        EXPECT_EQ(ipc_ping(c.get()), 0);
+        for (int i = 0; i < 10; ++i) {
+          std::string text =
+              std::to_string(t) + ":" + std::to_string(i) + std::string(i == 9 ? 200000 : 0, 'x');
+          good += ask(c, text) == text;
+        }
+      }
+    });
+  }
+  for (std::thread &t : threads)
+    t.join();
+  EXPECT_EQ(good, 8 * 5 * 10);
+}
+
+TEST_F(server_test, a_bad_client_does_not_disturb_the_others) {
+  ASSERT_EQ(ipc_receive(server_.get(), echo, nullptr, IPC_MODE_THREAD, 200), 0);
+  xp::ref good = client();
+  for (const std::string &bad : {lying("msgd", "data", 266157), lying("msgd", "data", 0xFFFFFFFF), "abc"s,
+                                 lying("msgd", "data", 40, "half"), reply_bytes(1, "", "ECHO")}) {
+    xp::ref stranger = xp::ref::adopt(ipc_com_alloc());
+    ASSERT_EQ(ipc_com_connect(stranger.get(), endpoint, static_cast<uint32_t>(session_)), 0);
+    xp::ref b = xp::ref::adopt(ipc_mbuf_alloc(1000));
+    ipc_mbuf_set(b.get(), bad.data(), static_cast<int64_t>(bad.size()));
+    EXPECT_GT(ipc_com_send(stranger.get(), b.get()), 0);
+    EXPECT_EQ(ask(good, "still here"), "still here");
+  }
+}
+
+TEST_F(server_test, a_client_that_does_not_read_costs_one_limit) {
+  ASSERT_EQ(ipc_receive(server_.get(), echo, nullptr, IPC_MODE_THREAD, 100), 0);
+  // Requests go out, answers pile up unread until the server gives up on them.
+  xp::ref deaf = client(20);
+  for (int i = 0; i < 3; ++i)
+    ask(deaf, std::string(200000, 'x'));
+  xp::ref good = client();
+  EXPECT_EQ(ask(good, "next"), "next");
+  EXPECT_EQ(ask(good, "again"), "again");
+}
+
+TEST_F(server_test, closing_and_freeing_while_it_serves) {
+  for (int round = 0; round < 40; ++round) {
+    xp::ref server = xp::ref::adopt(ipc_alloc(endpoint, session_));
+    ASSERT_EQ(ipc_receive(server.get(), echo, nullptr, IPC_MODE_THREAD, 1000), 0);
+    std::thread caller([&] {
+      xp::ref c = xp::ref::adopt(ipc_alloc(7, session_));
+      if (ipc_connect(c.get(), endpoint, 0, 0) != 0) return;
+      ipc_settimeout(c.get(), 300);
+      for (int i = 0; i < 5; ++i)
+        ask(c, "text");
+    });
+    if (round % 4 == 0) ipc_sleep(1);
+    if (round % 2 == 0) {
+      ipc_close(server.get());
+      EXPECT_EQ(ipc_receive(server.get(), echo, nullptr, IPC_MODE_THREAD, 1000), 0)
+          << "serves again after a close";
+    }
+    server = nullptr;
+    EXPECT_EQ(ipc_exists(endpoint, session_), -1);
+    caller.join();
+  }
+}
+
+TEST_F(server_test, connecting_while_the_queue_is_full) {
+  ASSERT_EQ(ipc_receive(server_.get(), echo, nullptr, IPC_MODE_POLL, 50), 0);
+  std::vector<xp::ref> idle;
+  for (int i = 0; i < 6; ++i) {
+    idle.push_back(xp::ref::adopt(ipc_com_alloc()));
+    ASSERT_EQ(ipc_com_connect(idle.back().get(), endpoint, static_cast<uint32_t>(session_)), 0);
+  }
+  // The server starts to accept after 50 ms: the client gets in then, not 200 ms after its first try.
+  std::thread late([&] {
+    ipc_sleep(50);
+    for (int i = 0; i < 7; ++i)
+      ipc_poll(server_.get());
+  });
+  uint32_t start = ipc_time_msecs();
+  xp::ref c = client();
+  EXPECT_LT(ipc_time_diff(start, ipc_time_msecs()), 190u);
+  late.join();
+}
+
+TEST_F(server_test, binding_fails) {
+  const ipcc_path path = ipcc_path_of(endpoint, static_cast<uint32_t>(session_));
+  ASSERT_EQ(mkdir(path.text, 0700), 0);
+  EXPECT_EQ(ipc_receive(server_.get(), echo, nullptr, IPC_MODE_THREAD, 100), IpcErrSystem);
+  EXPECT_EQ(ipc_receive(server_.get(), echo, nullptr, IPC_MODE_THREAD, 100), IpcErrBadState);
+  EXPECT_EQ(ipc_poll(server_.get()), IpcErrBadState);
+  ipc_close(server_.get());
+  ASSERT_EQ(rmdir(path.text), 0);
+  EXPECT_EQ(ipc_receive(server_.get(), echo, nullptr, IPC_MODE_THREAD, 100), 0);
+}
+
+}  // namespace
