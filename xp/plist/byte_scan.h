@@ -1,7 +1,7 @@
 // Finds the bytes that need a look in JSON texts, eight at a step. Internal to this folder.
 //
-// The words are compared without carries between bytes getting in the way: a borrow can only reach a byte
-// above the first hit, and the first hit, the lowest byte, is all that is asked for.
+// Words are compared by subtraction. A borrow reaches bytes above a hit only, so the lowest bit that is set
+// is always a true one, and that is all that is asked for.
 
 #ifndef XP_PLIST_BYTE_SCAN_H
 #define XP_PLIST_BYTE_SCAN_H

@@ -32,7 +32,7 @@ int64_t open_container(xp_plist_jsonstate &state, const xp_json_node &node) {
 // Doubles the room for collected values. Not by xp_realloc: its failure would take the references with it.
 bool grow(xp_plist_jsonstate &state) {
   const int64_t capacity = state.capacity == 0 ? 64 : state.capacity * 2;
-  auto *values = static_cast<xp_obj **>(xp_alloc(static_cast<size_t>(capacity) * sizeof(xp_obj *)));
+  auto *values = static_cast<xp_obj **>(xp_alloc(static_cast<size_t>(capacity) * sizeof(void *)));
   if (values == nullptr) return false;
   std::copy_n(state.values, state.count, values);
   xp_free(state.values);

@@ -2,7 +2,9 @@
 // strings, numbers and booleans from the tokenizer's events. One state serves one text, on one thread.
 //
 // Values are strings with their escapes resolved as xp_str_unescape does; keys keep their raw bytes, escapes
-// and all. Deliberate: an escaped "u" is the letter u followed by its digits, as it is for every reader of
+// and all.
+//
+// Deliberate: an escaped "u" is the letter u followed by its digits, as it is for every reader of
 // these strings.
 
 #ifndef XP_PLIST_JSON_TREE_H

@@ -49,7 +49,9 @@ void xp_plist_setnulls(xp_obj *p, int32_t on);
 // Writes a tree in a style (9 or more: 1), header and footer included, without a terminating zero. Returns
 // the bytes written (what fits), or with a null buffer the length of the whole text. A property list takes
 // the style, when it is below 9, and writes itself. Keys stand in byte order; recursion is as deep as the
-// tree. Deliberate: keys are written as stored, without escaping; keys with quotes give invalid JSON.
+// tree.
+//
+// Deliberate: keys are written as stored, without escaping; keys with quotes give invalid JSON.
 int64_t xp_plist_stringify(xp_obj *obj, int32_t style, int32_t nulls, char *buffer, int64_t capacity);
 
 // The same as a new string, in one pass; null when memory is exhausted.
