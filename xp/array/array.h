@@ -57,11 +57,14 @@ int64_t xp_array_enum(xp_obj *a, xp_array_visitor visit, void *context);
 // A new array with the same flags and members.
 xp_obj *xp_array_copy(xp_obj *a);
 
-// xp_sort over the elements; 0. xp_search over the sorted elements: a position or -1.
+// xp_sort over the elements; 0. xp_search over the sorted elements: a position or -1. `context` is the
+// comparison's first argument, its last one is null. A null comparison is xp_compare, or the order of the raw
+// values.
 int64_t xp_array_sort(xp_obj *a, xp_sort_compare compare, void *context);
 int64_t xp_array_search(xp_obj *a, xp_obj *key, xp_sort_compare compare, void *context);
 
-// A traversal of the elements (xp/service/traversal.h).
+// A traversal of the elements (xp/service/traversal.h), in both directions; the first step of a fresh one
+// backward is to the last element.
 xp_obj *xp_array_travnew(xp_obj *a);
 
 #endif

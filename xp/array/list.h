@@ -10,11 +10,10 @@
 #include <stdint.h>
 
 enum : uint32_t {
-  XP_LIST_RAW = 1,     // values are raw and never retained or released
-  XP_LIST_ADOPT = 2,   // stored values are taken over as they are, without a retain
-  XP_LIST_LOCKED = 4,  // the list owns a lock and takes it in every operation
-  XP_LIST_WEAK =
-      8,  // members that only the list holds are dropped by the walks that meet them; off with 1 or 2
+  XP_LIST_RAW = 1,       // values are raw and never retained or released
+  XP_LIST_ADOPT = 2,     // stored values are taken over as they are, without a retain
+  XP_LIST_LOCKED = 4,    // the list owns a lock and takes it in every operation
+  XP_LIST_WEAK = 8,      // members that only the list holds go when a walk meets them; off with 1 or 2
   XP_LIST_RECYCLE = 16,  // released elements are kept for reuse
 };
 
@@ -46,7 +45,8 @@ int64_t xp_list_length(xp_obj *l);
 // Releases every member.
 void xp_list_drain(xp_obj *l);
 
-// A traversal of the values (xp/service/traversal.h).
+// A traversal of the values (xp/service/traversal.h), in both directions; the first step of a fresh one
+// backward is to the last member. One ends when the member that it stands on is removed.
 xp_obj *xp_list_travnew(xp_obj *l);
 
 #endif

@@ -5,7 +5,9 @@
 //
 // Invariants: (1) a key is 1 to 255 bytes; longer ones are cut to 255, both in storing and looking up; (2)
 // the bucket count is a power of two from 2 to 32768; (3) entries never move and are freed with the
-// dictionary only. Unsorted order is bucket order and means nothing.
+// dictionary only. Unsorted order is bucket order and means nothing. A walk over an unlocked
+// dictionary allows its callback to erase the key that it is called for; when the callback stores new keys,
+// the walk may meet keys twice or not at all.
 
 #ifndef XP_DICT_DICT_H
 #define XP_DICT_DICT_H
@@ -15,10 +17,9 @@
 #include <stdint.h>
 
 enum : uint32_t {
-  XP_DICT_RAW = 1,     // values are raw: never retained, released, compared with the blank value
-  XP_DICT_LOCKED = 4,  // the dictionary owns a lock and takes it in every operation
-  XP_DICT_NOCASE =
-      64,  // ASCII letters in keys are folded; the stored key keeps the spelling of its first store
+  XP_DICT_RAW = 1,           // values are raw: never retained, released, compared with the blank value
+  XP_DICT_LOCKED = 4,        // the dictionary owns a lock and takes it in every operation
+  XP_DICT_NOCASE = 64,       // ASCII letters in keys are folded; a key keeps its first spelling
   XP_DICT_LEARN = 128,       // a fetch that misses stores the key with a null value
   XP_DICT_BUCKETS_8K = 256,  // initial bucket count 8192, 16384, 32768 instead of 2
   XP_DICT_BUCKETS_16K = 512,
@@ -27,12 +28,14 @@ enum : uint32_t {
   XP_DICT_SKIPNULLS = 0x20000,  // walks pass over keys whose value is null
 };
 
-// Called for an entry, key and value borrowed. Nonzero stops the walk.
+// Called for an entry, key and value borrowed: both are good until the callback changes the dictionary.
+// Nonzero stops the walk.
 using xp_dict_visitor = int64_t (*)(xp_obj *d, const char *key, int64_t keylen, xp_obj *value, void *context);
 
 // "dict"
 uint32_t xp_dict_type();
 
+// An empty dictionary; null when memory is exhausted.
 xp_obj *xp_dict_new(uint32_t flags);
 
 // Stores a value under a key. A null value makes the key present with a null value, or erases it under
@@ -41,6 +44,7 @@ xp_obj *xp_dict_new(uint32_t flags);
 int32_t xp_dict_store(xp_obj *d, const char *key, int64_t keylen, xp_obj *value);
 
 // The same, taking over the caller's reference to the value, also on failure: for makers of fresh values.
+// When `d` is null the value must be an object.
 int32_t xp_dict_adopt(xp_obj *d, const char *key, int64_t keylen, xp_obj *value);
 
 // The value as a new reference; null when the key is absent, its value null or equal to the blank value.
@@ -64,7 +68,7 @@ void xp_dict_blank(xp_obj *d, const char *text);
 int32_t xp_dict_learn(xp_obj *d, int32_t on);
 
 // Stores every entry of `src` into `dst`. Two locked dictionaries must not be merged into each other from two
-// threads.
+// threads. Always 0; nothing happens when only one of them holds raw values.
 int32_t xp_dict_merge(xp_obj *dst, xp_obj *src);
 
 // The same, but a dictionary that meets a dictionary is extended by it, recursively. A nested dictionary that
@@ -86,7 +90,8 @@ int32_t xp_dict_enumclear(xp_obj *d, xp_dict_visitor visit, void *context);
 int32_t xp_dict_traverse(xp_obj *d, const char *separator, xp_dict_visitor visit, void *context);
 
 // Traversals (xp/service/traversal.h) of the keys, as strings, and of the values, null ones skipped. Forward
-// only. One ends early when the table is rehashed while it walks.
+// only. One ends early when the table is rehashed while it walks. Under XP_DICT_RECYCLE one must not go on
+// from a key that was erased: it would miss others, or meet erased ones.
 xp_obj *xp_dict_travnew(xp_obj *d);
 xp_obj *xp_dict_travobjnew(xp_obj *d);
 

@@ -9,13 +9,19 @@ object *nested(object *d, xp_obj *value) {
   return d->raw() ? nullptr : as<object>(value);
 }
 
+// Whether one can take entries from the other: a dictionary has nothing to take from itself, and raw values
+// and objects cannot stand for each other.
+bool can_merge(object *to, object *from) {
+  return to != nullptr && from != nullptr && to != from && to->raw() == from->raw();
+}
+
 void extend(object *to, object *from);
 
 void extend_key(object *to, object *from, entry *e) {
-  object *addition = nested(from, e->value);
-  if (addition != nullptr) {
+  if (object *addition = nested(from, e->value)) {
+    // Where the trees share dictionaries, extending one may overwrite the key that holds the other.
+    ref held = ref::share(addition);
     ref present = ref::adopt(xp_dict_fetch(to, e->key(), e->key_length));
-    if (present.get() == addition) return;
     if (object *grown = as<object>(present.get())) return extend(grown, addition);
   }
   xp_dict_store(to, e->key(), e->key_length, e->value);
@@ -24,25 +30,13 @@ void extend_key(object *to, object *from, entry *e) {
 // A step whose store finds no memory loses that key alone: neither merging nor extending has a failure to
 // report.
 void extend(object *to, object *from) {
-  if (to == from) return;
+  if (!can_merge(to, from)) return;
   crit_guard guard(from->lock);
   walk(from, [=](entry *e) {
     extend_key(to, from, e);
     return 0;
   });
 }
-
-// Both dictionaries of a merge, when there is anything to do: a dictionary has nothing to take from itself,
-// and raw values and objects cannot stand for each other.
-struct merge_pair {
-  object *to;
-  object *from;
-
-  merge_pair(xp_obj *dst, xp_obj *src) : to(as<object>(dst)), from(as<object>(src)) {}
-  explicit operator bool() const {
-    return to != nullptr && from != nullptr && to != from && to->raw() == from->raw();
-  }
-};
 
 }  // namespace
 
@@ -63,18 +57,18 @@ xp_obj *duplicate(object *d, uint32_t flags) {
 using namespace xp::dict;
 
 int32_t xp_dict_merge(xp_obj *dst, xp_obj *src) {
-  merge_pair pair(dst, src);
-  if (!pair) return 0;
-  xp::crit_guard guard(pair.from->lock);
-  walk(pair.from, [&](entry *e) {
-    xp_dict_store(dst, e->key(), e->key_length, e->value);
+  auto *to = xp::as<object>(dst);
+  auto *from = xp::as<object>(src);
+  if (!can_merge(to, from)) return 0;
+  xp::crit_guard guard(from->lock);
+  walk(from, [=](entry *e) {
+    xp_dict_store(to, e->key(), e->key_length, e->value);
     return 0;
   });
   return 0;
 }
 
 int32_t xp_dict_extend(xp_obj *dst, xp_obj *src) {
-  merge_pair pair(dst, src);
-  if (pair) extend(pair.to, pair.from);
+  extend(xp::as<object>(dst), xp::as<object>(src));
   return 0;
 }

@@ -1,5 +1,6 @@
 #include "xp/array/sort.h"
 #include "xp/dict/dict_impl.h"
+#include "xp/object/ref.h"
 #include "xp/service/traversal.h"
 #include "xp/string/string.h"
 
@@ -105,6 +106,7 @@ struct path_walk {
     if (!at->enter(key_of(e), top)) return -1;
     int64_t result = 0;
     if (object *nested = d->raw() ? nullptr : as<object>(e->value)) {
+      ref held = ref::share(nested);
       result = enter(nested, false);
     } else {
       result = visit(d, at->text(), static_cast<int64_t>(at->length()), e->value, context);

@@ -44,7 +44,7 @@ void expect_sorted(items values) {
 TEST_F(sort, agrees_with_a_stable_sort_for_every_shape_of_input) {
   SCOPED_TRACE("seed " + std::to_string(seed));
   std::mt19937 random(seed);
-  for (size_t count : {0u, 1u, 2u, 7u, 8u, 9u, 10u, 127u, 128u, 129u, 1000u, 65535u, 65536u, 200000u}) {
+  for (size_t count : {0u, 1u, 2u, 7u, 8u, 9u, 10u, 127u, 128u, 129u, 1000u, 65535u, 65536u, 70000u}) {
     for (uint32_t range : {2u, 100u, 1000000u}) {
       items values(count);
       for (xp_obj *&value : values)

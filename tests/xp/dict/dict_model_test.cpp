@@ -189,7 +189,7 @@ TEST_P(dict_model, agrees_with_a_map) {
   xp::ref d = xp::ref::adopt(xp_dict_new(GetParam()));
   for (int i = 0; i < 6000; ++i) {
     random_step(d.get(), random);
-    if (i % 50 == 0) compare(d.get());
+    if (i % 200 == 0) compare(d.get());
     if (HasFatalFailure()) FAIL() << "at step " << i;
   }
   compare(d.get());

@@ -93,6 +93,37 @@ TEST_F(dict, keys_are_cut_to_255_bytes) {
   }
 }
 
+// Whatever the room left in a chunk and the size of the next one.
+TEST_F(dict, keys_of_every_length_fit) {
+  for (size_t first = 1; first <= 255; ++first) {
+    ref d = make();
+    for (size_t length = first; length > 0; length -= (length + 2) / 3)
+      put(d, std::string(length, 'k'), 10);
+    for (size_t length = first; length > 0; length -= (length + 2) / 3)
+      ASSERT_EQ(get(d, std::string(length, 'k')), 10) << first << ", " << length;
+  }
+}
+
+TEST_F(dict, erased_entries_are_reused_for_keys_of_their_size) {
+  auto remember = [](xp_obj *, const char *key, int64_t, xp_obj *, void *context) -> int64_t {
+    *static_cast<const char **>(context) = key;
+    return 0;
+  };
+  const char *before = nullptr;
+  const char *after = nullptr;
+  for (const char *next : {"eightkey", "fifteen letters", "seven l", "a sixteen-letter"}) {
+    ref d = make(XP_DICT_RECYCLE);
+    put(d, "ten bytes.", 10);
+    xp_dict_enum(d.get(), remember, &before);
+    xp_dict_erase(d.get(), "ten bytes.", -1);
+    put(d, next, 11);
+    xp_dict_enum(d.get(), remember, &after);
+    size_t size = std::string(next).size();
+    EXPECT_EQ(before == after, size / 8 == 1) << next;
+    EXPECT_EQ(get(d, next), 11);
+  }
+}
+
 TEST_F(dict, case_counts_unless_folded_and_the_first_spelling_stays) {
   ref exact = make();
   put(exact, "Name", 20);
@@ -211,7 +242,7 @@ TEST_F(dict, the_table_grows_at_17_18_and_then_beyond_each_power_of_two_up_to_32
 }
 
 TEST_F(dict, traversals_run_forward_once) {
-  ref d = make(XP_DICT_SKIPNULLS);
+  ref d = make(XP_DICT_SKIPNULLS | XP_DICT_BUCKETS_8K);
   put(d, "a", 30);
   xp_dict_store(d.get(), "b", 1, nullptr);
   ref keys = ref::adopt(xp_dict_travnew(d.get()));
@@ -327,6 +358,18 @@ TEST_F(dict, merging_overwrites_and_extending_goes_deep) {
   shared = ref::adopt(xp_dict_fetch(to.get(), "in", -1));
   EXPECT_EQ(shared.get(), from_inner.get());
   EXPECT_EQ(sorted(to_inner), "x=10 y=20 ");
+
+  // The tree that is extended holds the only reference to the one that extends it, under a key that is
+  // overwritten.
+  ref addition = make();
+  put(addition, "a", 5);
+  ref source = make();
+  xp_dict_store(source.get(), "a", 1, addition.get());
+  ref target = make();
+  xp_dict_store(target.get(), "a", 1, source.get());
+  addition = nullptr;
+  EXPECT_EQ(xp_dict_extend(target.get(), source.get()), 0);
+  EXPECT_EQ(sorted(source), "a=5 ");
 
   // Raw values never become objects.
   ref raw = make(XP_DICT_RAW);
