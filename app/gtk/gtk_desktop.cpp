@@ -4,6 +4,7 @@
 #include "app/gtk/workspace.h"
 #include "webview/log.h"
 
+#include <climits>
 #include <cmath>
 #include <cstdlib>
 #include <memory>
@@ -54,8 +55,8 @@ void gtk_desktop::connect() {
 
 int gtk_desktop::os_major_version() {
   const char *text = std::getenv("CORVANE_OS_VERSION");
-  const int version = text == nullptr ? 0 : std::atoi(text);
-  return version > 0 ? version : default_os_version;
+  const int64_t version = text == nullptr ? 0 : std::strtol(text, nullptr, 10);
+  return version > 0 && version < INT_MAX ? static_cast<int>(version) : default_os_version;
 }
 
 cv_rect gtk_desktop::main_screen() {

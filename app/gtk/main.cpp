@@ -91,6 +91,7 @@ void end_on_signals(cv_desktop &desktop) {
 int run(const cv_options &options, const std::filesystem::path &resources) {
   gtk_desktop desktop(application_identifier, !options.screenshot.empty());
   cv_gtk_start(desktop, resources);
+  gtk_window_set_default_icon_name(application_identifier);
   end_on_signals(desktop);
   application settings(desktop, options);
   return settings.finish(desktop.run(settings));

@@ -1,6 +1,8 @@
 // The program as people and scripts run it: a process of its own, with a client of its own.
 
-#include "tests/app/stand_in.h"
+#include "tests/app/private_root.h"
+#include "tests/app/program.h"
+#include "tests/standin/standin_process.h"
 #include "xp/object/ref.h"
 #include "xp/plist/plist.h"
 #include "xp/string/string.h"
@@ -8,9 +10,10 @@
 #include <gdk/gdk.h>
 #include <gtest/gtest.h>
 
-#include <filesystem>
+#include <algorithm>
 #include <set>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -70,6 +73,10 @@ TEST(command_line, says_in_one_line_what_is_wrong) {
        {"DISPLAY", "WAYLAND_DISPLAY"},
        1,
        "corvane-settings: there is no display to show the window on\n"},
+      {{"--bogus", "--install-extension"},
+       {},
+       1,
+       "corvane-settings: this version cannot activate the system extension yet\n"},
       {{"--bogus"}, {}, 2, "corvane-settings: unknown option --bogus (--help lists the options)\n"},
       {{"--screenshot"},
        {},
@@ -96,10 +103,11 @@ TEST(command_line, tells_about_itself_without_a_display) {
 }
 
 TEST(command_line, pictures_what_the_client_told) {
-  stand_in client;
-  ASSERT_TRUE(client.start());
-  const words environment = {"CORVANE_ROOT=" + client.root()};
-  const std::string file = client.root() + "/picture.png";
+  const private_root root;
+  const standin_process client({"--root", root.path()});
+  ASSERT_TRUE(client.serves()) << client.errors();
+  const words environment = {"CORVANE_ROOT=" + root.path()};
+  const std::string file = root.path() + "/picture.png";
   const auto result = run_settings({"--screenshot", file}, environment);
   ASSERT_EQ(result.status, 0) << result.err;
 
@@ -119,17 +127,16 @@ TEST(command_line, pictures_what_the_client_told) {
   EXPECT_EQ(value_at(json, "/capabilities/kv"), "false");
   expect_window(look_at(file));
 
-  const auto unwritable = run_settings({"--screenshot", client.root() + "/no/folder.png"}, environment);
+  const auto unwritable = run_settings({"--screenshot", root.path() + "/no/folder.png"}, environment);
   EXPECT_EQ(unwritable.status, 1);
   EXPECT_EQ(unwritable.out, "");
-  EXPECT_NE(unwritable.err.find("corvane-settings: " + client.root() + "/no/folder.png: "),
-            std::string::npos);
+  EXPECT_NE(unwritable.err.find("corvane-settings: " + root.path() + "/no/folder.png: "), std::string::npos);
 }
 
 TEST(command_line, pictures_a_client_that_is_not_there) {
-  const stand_in client;
-  const std::string file = client.root() + "/picture.png";
-  const auto result = run_settings({"--screenshot", file}, {"CORVANE_ROOT=" + client.root()});
+  const private_root root;
+  const std::string file = root.path() + "/picture.png";
+  const auto result = run_settings({"--screenshot", file}, {"CORVANE_ROOT=" + root.path()});
   EXPECT_EQ(result.status, 3) << result.err;
   EXPECT_EQ(value_at(result.out, "/conn-info/server"), "(none)");
   EXPECT_EQ(value_at(result.out, "/capabilities/scripts"), "true");

@@ -5,8 +5,12 @@
 #include "app/options.h"
 #include "tests/support/leak_check.h"
 
+#include <stdlib.h>
+
 #include <filesystem>
 #include <fstream>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -57,7 +61,7 @@ TEST_F(start_test, finds_resources_and_programs_where_they_lie) {
   fs::create_directories(program);
   EXPECT_EQ(cv_bundle_executable(root / "Corvane.app"), "") << "a folder is no program";
   fs::remove(program);
-  std::ofstream{program};
+  std::ofstream(program) << "#!/bin/sh\n";
   EXPECT_EQ(cv_bundle_executable(root / "Corvane.app"), program);
   fs::remove_all(root);
 }

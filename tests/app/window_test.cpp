@@ -5,16 +5,19 @@
 #include "app/corvane_settings.h"
 #include "app/gtk/gtk_desktop.h"
 #include "app/gtk/start.h"
-#include "tests/app/stand_in.h"
+#include "tests/app/private_root.h"
+#include "tests/standin/standin_process.h"
 #include "webview/webview.h"
 #include "xp/string/string.h"
 
 #include <adwaita.h>
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <stdlib.h>
 
 #include <chrono>
 #include <functional>
+#include <memory>
 #include <string>
 
 namespace {
@@ -31,8 +34,15 @@ public:
     CorvaneSettings::applicationDidFinishLaunching();
     desktop_.after(0, [this] {
       body_(*this);
-      desktop_.terminate();
+      gtk_window_close(window());
     });
+  }
+
+  static GtkWindow *window() {
+    GList *windows = gtk_window_list_toplevels();
+    auto *first = GTK_WINDOW(windows->data);
+    g_list_free(windows);
+    return first;
   }
 
   // The text of a script's value; empty when the script fails.
@@ -98,6 +108,20 @@ void expect_page_fits(driven_settings &settings) {
       << "text is cut off";
 }
 
+// Page and view follow the window, in both directions.
+void expect_page_follows(driven_settings &settings) {
+  for (const int width : {900, 600, 720}) {
+    const int before = static_cast<int>(xp_webview_getwidth(settings.webview()));
+    gtk_window_set_default_size(driven_settings::window(), width, 420);
+    EXPECT_EQ(settings.wait_for("String(innerWidth !== " + std::to_string(before) + ")", "true", 5), "true");
+    settings.pause(200);
+    EXPECT_EQ(settings.page("innerWidth + 'x' + innerHeight"),
+              std::to_string(xp_webview_getwidth(settings.webview())) + "x" +
+                  std::to_string(xp_webview_getheight(settings.webview())));
+    EXPECT_EQ(settings.page("String(document.documentElement.scrollWidth <= innerWidth)"), "true") << width;
+  }
+}
+
 void expect_appearance(driven_settings &settings, AdwColorScheme scheme, const char *dark,
                        const char *ground) {
   adw_style_manager_set_color_scheme(adw_style_manager_get_default(), scheme);
@@ -116,8 +140,13 @@ void expect_guarded(driven_settings &settings) {
   settings.page("document.querySelector('iframe').remove(); 0");
 }
 
-void expect_survives_the_client(driven_settings &settings, stand_in &client) {
-  client.kill();
+using standin = std::unique_ptr<standin_process>;
+standin start_client(const private_root &root) {
+  return std::make_unique<standin_process>(standin_arguments{"--root", root.path()});
+}
+
+void expect_survives_the_client(driven_settings &settings, const private_root &root, standin &client) {
+  client->end(SIGKILL);  // its endpoint stays behind, dead
   settings.page("location.reload(); 0");
   EXPECT_EQ(settings.wait_for(headline, "Contacting the client", 5), "Contacting the client");
   EXPECT_EQ(settings.page(retry_shown), "false");
@@ -126,7 +155,8 @@ void expect_survives_the_client(driven_settings &settings, stand_in &client) {
   EXPECT_EQ(settings.page(retry_shown), "true");
   expect_page_fits(settings);
 
-  ASSERT_TRUE(client.start());
+  client = start_client(root);
+  ASSERT_TRUE(client->serves()) << client->errors();
   settings.page("document.getElementById('retry').click(); 0");
   EXPECT_EQ(settings.wait_for(state, "live", 10), "live");
   EXPECT_EQ(settings.page(headline), "Connected");
@@ -134,7 +164,7 @@ void expect_survives_the_client(driven_settings &settings, stand_in &client) {
   EXPECT_EQ(settings.page(retry_shown), "false");
 }
 
-void drive(driven_settings &settings, stand_in &client) {
+void drive(driven_settings &settings, const private_root &root, standin &client) {
   EXPECT_EQ(settings.wait_for(state, "live", 30), "live");
   EXPECT_EQ(settings.page(headline), "Connected");
   EXPECT_EQ(settings.page(field("server")), "corvane.example.com");
@@ -144,19 +174,21 @@ void drive(driven_settings &settings, stand_in &client) {
   expect_appearance(settings, ADW_COLOR_SCHEME_FORCE_DARK, "true", "rgb(36, 36, 36)");
   expect_appearance(settings, ADW_COLOR_SCHEME_FORCE_LIGHT, "false", "rgb(250, 250, 250)");
   expect_guarded(settings);
-  expect_survives_the_client(settings, client);
+  expect_survives_the_client(settings, root, client);
+  expect_page_follows(settings);
 }
 
 TEST(window, shows_the_client_and_survives_it) {
-  stand_in client;
-  ASSERT_TRUE(client.start());
-  setenv("CORVANE_ROOT", client.root().c_str(), 1);
+  const private_root root;
+  standin client = start_client(root);
+  ASSERT_TRUE(client->serves()) << client->errors();
+  setenv("CORVANE_ROOT", root.path().c_str(), 1);
   ASSERT_TRUE(gtk_init_check());
   gtk_desktop desktop("com.brindle.Corvane.Settings.Test", true);
   cv_gtk_start(desktop, CORVANE_RESOURCES);
   bool driven = false;
   driven_settings settings(desktop, [&](driven_settings &up) {
-    drive(up, client);
+    drive(up, root, client);
     driven = true;
   });
   EXPECT_EQ(desktop.run(settings), 0);

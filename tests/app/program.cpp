@@ -1,16 +1,11 @@
-#include "tests/app/stand_in.h"
+#include "tests/app/program.h"
 
-#include <fcntl.h>
-#include <poll.h>
-#include <signal.h>
 #include <spawn.h>
-#include <stdlib.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
-#include <filesystem>
 #include <string_view>
 
 namespace {
@@ -90,48 +85,4 @@ program_result run_program(const words &arguments, const words &environment) {
   result.out = content(out);
   result.err = content(err);
   return result;
-}
-
-stand_in::stand_in() {
-  root_ = (std::filesystem::temp_directory_path() / "corvane-test.XXXXXX").string();
-  if (mkdtemp(root_.data()) == nullptr) abort();
-  if (run_program({CORVANE_STANDIN, "--make-root", root_}, {}).status != 0) abort();
-}
-
-stand_in::~stand_in() {
-  stop();
-  std::error_code ignored;
-  std::filesystem::remove_all(root_, ignored);
-}
-
-bool stand_in::start() {
-  std::array<int, 2> ends{};
-  if (pipe2(ends.data(), O_CLOEXEC) != 0) return false;
-  process_ = spawn({CORVANE_STANDIN}, {"CORVANE_ROOT=" + root_}, -1, ends[1]);
-  close(ends[1]);
-  errors_ = ends[0];
-  // It says in one line that it serves, or why not.
-  pollfd ready = {.fd = errors_, .events = POLLIN, .revents = 0};
-  std::array<char, 512> line{};
-  if (process_ == 0 || poll(&ready, 1, 20000) != 1) return false;
-  const ssize_t length = read(errors_, line.data(), line.size());
-  return length > 0 &&
-         std::string_view(line.data(), static_cast<size_t>(length)).find("serving") != std::string_view::npos;
-}
-
-void stand_in::stop() {
-  end(SIGTERM);
-}
-void stand_in::kill() {
-  end(SIGKILL);
-}
-
-void stand_in::end(int signal) {
-  if (process_ != 0) {
-    ::kill(process_, signal);
-    wait_for(process_);
-    process_ = 0;
-  }
-  if (errors_ >= 0) close(errors_);
-  errors_ = -1;
 }
