@@ -25,7 +25,7 @@ namespace {
 using namespace std::chrono_literals;
 using lines = std::vector<std::string>;
 
-constexpr vane_apic_limits quick = {.lookup = 0, .present = 100, .absent = 600, .call = 700};
+constexpr vane_apic_limits quick = {.lookup = 0, .present = 100, .absent = 1000, .call = 700};
 
 class apic : public leak_check {
 protected:
@@ -128,14 +128,13 @@ TEST_F(apic, bad_replies_are_errors_of_the_ipc_library) {
 
 TEST_F(apic, waits_longer_for_a_daemon_that_is_not_there_yet) {
   const auto absent = time_of_call(0x4133, VANE_APIC_NO_DAEMON);
-  EXPECT_GE(absent, 600ms);
-  EXPECT_LT(absent, 1500ms);
+  EXPECT_GE(absent, 1000ms);
 
   make_socket_folder();
   close(listen_as_daemon());  // the file stays behind
   const auto present = time_of_call(0x4133, VANE_APIC_NO_DAEMON);
   EXPECT_GE(present, 100ms);
-  EXPECT_LT(present, 600ms);
+  EXPECT_LT(present, absent);
   unlink(daemon_socket().c_str());
 
   scripted_daemon daemon;

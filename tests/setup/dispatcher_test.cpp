@@ -13,6 +13,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <latch>
 #include <string>
 #include <thread>
 #include <vector>
@@ -82,6 +83,26 @@ TEST_F(dispatcher, requests_run_at_the_same_time_on_threads_of_their_own) {
     EXPECT_EQ(result_of(requests[i].get()), i % 2 == 0 ? R"({"computername":"sample"})" : "[7]");
   }
   EXPECT_EQ(daemon.take_requests().size(), 16U);
+}
+
+// Requests that wait for each other all end, and the callback waits for none of them.
+TEST_F(dispatcher, no_request_waits_for_another) {
+  constexpr int count = 4;
+  std::latch all(count + 1);
+  vane_.session = 1;
+  vane_.during_logon = [&] { all.arrive_and_wait(); };
+  std::vector<xp::ref> requests;
+  for (int i = 0; i < count; ++i) {
+    requests.push_back(parse_json(R"({"method":"ensure-logon"})"));
+    EXPECT_EQ(raise(XP_WEBVIEW_REQUEST, requests.back().get()), 1);
+  }
+  for (const xp::ref &request : requests)
+    EXPECT_GT(xp_refs(request.get()), 1);
+  all.arrive_and_wait();
+  for (const xp::ref &request : requests) {
+    wait_for(request.get());
+    EXPECT_EQ(result_of(request.get()), R"({"connected":true})");
+  }
 }
 
 TEST_F(dispatcher, a_request_runs_inline_when_no_thread_can_be_made) {

@@ -9,13 +9,16 @@
 #include <string.h>
 
 #include <algorithm>
+#include <functional>
 #include <map>
+#include <mutex>
 #include <string>
 #include <vector>
 
 class scripted_vane final : public cv_setup_vane {
 public:
   std::vector<std::string> calls;
+  std::function<void()> during_logon;  // runs on the caller's thread
 
   int16_t version_status = 0, options_status = 0, logon_status = 0, session_status = 0;
   uint16_t version = 0x1234;
@@ -54,6 +57,7 @@ public:
   }
   int16_t VaneLogon(cv_vane_zero zero, cv_vane_zero zero2, cv_vane_zero zero3) override {
     log("logon %d %d %d", int(zero), int(zero2), int(zero3));
+    if (during_logon) during_logon();
     return logon_status;
   }
   int16_t VaneGetSessionStatus(cv_vane_zero zero, cv_vane_zero zero2, cv_vane_zero zero3,
@@ -72,8 +76,11 @@ private:
   void log(const char *format, Arguments... arguments) {
     char line[128];
     snprintf(line, sizeof line, format, arguments...);
+    const std::lock_guard guard(lock_);
     calls.emplace_back(line);
   }
+
+  std::mutex lock_;
 };
 
 #endif
