@@ -69,12 +69,15 @@ constexpr auto kind_table = [] {
 }();
 
 template <typename Rows>
-uint32_t find_flag(const Rows &rows, char letter) {
-  for (const flag_row &row : rows) {
-    if (row.letter == letter) return row.flag;
-  }
-  return 0;
+consteval auto make_flag_table(const Rows &rows) {
+  std::array<uint32_t, 256> table{};
+  for (const flag_row &row : rows)
+    table[static_cast<unsigned char>(row.letter)] = row.flag;
+  return table;
 }
+
+constexpr auto front_table = make_flag_table(front_flags);
+constexpr auto brace_table = make_flag_table(brace_flags);
 
 bool is_digit(char c) {
   return c >= '0' && c <= '9';
@@ -91,9 +94,10 @@ int read_number(const char *&at) {
 }
 
 void read_position(const char *&at, xpf_arguments &arguments) {
+  if (!is_digit(*at)) return;
   const char *digits = at;
   int number = read_number(digits);
-  if (digits == at || *digits != '$') return;
+  if (*digits != '$') return;
   arguments.select(number);
   at = digits + 1;
 }
@@ -191,7 +195,7 @@ void read_braces(const char *&at, xpf_directive &directive) {
       uint32_t quotes = ((directive.flags & XPF_QUOTES) << 1) | XPF_QUOTE_SINGLE;
       directive.flags |= quotes & XPF_QUOTES;
     } else {
-      directive.flags |= find_flag(brace_flags, *flag);
+      directive.flags |= brace_table[static_cast<unsigned char>(*flag)];
     }
   }
   directive.parameter = part.parameter;
@@ -203,7 +207,7 @@ void read_braces(const char *&at, xpf_directive &directive) {
 
 const char *xpf_parse(const char *at, xpf_arguments &arguments, xpf_directive &directive) {
   read_position(at, arguments);
-  while (uint32_t flag = find_flag(front_flags, *at)) {
+  while (uint32_t flag = front_table[static_cast<unsigned char>(*at)]) {
     directive.flags |= flag;
     ++at;
   }

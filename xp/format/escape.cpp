@@ -182,10 +182,28 @@ replacement escape(mode how, const cursor &from) {
   return to;
 }
 
+constexpr uint64_t each_byte = 0x0101010101010101u;
+
+// Whether no byte of the word is special in a literal. A word may be refused that has none; it is then looked
+// at byte by byte.
+bool is_ordinary_word(const char *at) {
+  uint64_t word;
+  memcpy(&word, at, sizeof word);
+  uint64_t quotes = word ^ (each_byte * '"');
+  uint64_t slashes = word ^ (each_byte * '\\');
+  uint64_t control_or_high = (word - each_byte * 32) | word;
+  uint64_t hits = control_or_high | ((quotes - each_byte) & ~quotes) | ((slashes - each_byte) & ~slashes);
+  return (hits & (each_byte * 0x80)) == 0;
+}
+
 // Moves over the bytes that are copied as they are.
 void skip_ordinary(mode how, cursor &from) {
   auto mask = static_cast<uint16_t>(1u << static_cast<unsigned>(how));
   while (from.at < from.length) {
+    if (how == mode::literal && from.length - from.at >= 8 && is_ordinary_word(from.text + from.at)) {
+      from.at += 8;
+      continue;
+    }
     unsigned char c = from.byte();
     if ((specials[c] & mask) == 0) {
       ++from.at;

@@ -52,18 +52,20 @@ void put_number(xpf_sink &out, const xpf_directive &directive, number_parts part
   if (directive.has(XPF_LEFT)) out.fill(' ', padding);
 }
 
-constexpr char lower_digits[] = "0123456789abcdefx";
-constexpr char upper_digits[] = "0123456789ABCDEFX";
+constexpr char lower_digits[] = "0123456789abcdef";
+constexpr char upper_digits[] = "0123456789ABCDEF";
 
 // Room for the digits of 64 bits in octal.
 using digit_buffer = char[24];
 
-std::string_view make_digits(uint64_t value, unsigned base, const char *digits, digit_buffer &buffer) {
+// The base is a constant so that the compiler divides by shifts and multiplications.
+template <unsigned Base>
+std::string_view make_digits(uint64_t value, const char *digits, digit_buffer &buffer) {
   char *end = buffer + sizeof buffer;
   char *at = end;
   do {
-    *--at = digits[value % base];
-    value /= base;
+    *--at = digits[value % Base];
+    value /= Base;
   } while (value != 0);
   return {at, static_cast<size_t>(end - at)};
 }
@@ -96,7 +98,7 @@ void put_signed(xpf_sink &out, const xpf_directive &directive, int64_t value) {
     parts.body = "92233720368547758";
   } else {
     parts.prefix = value < 0 ? std::string_view("-") : plus_sign(directive);
-    parts.body = make_digits(static_cast<uint64_t>(value < 0 ? -value : value), 10, lower_digits, buffer);
+    parts.body = make_digits<10>(static_cast<uint64_t>(value < 0 ? -value : value), lower_digits, buffer);
   }
   put_integer(out, directive, parts, value == 0);
 }
@@ -106,8 +108,13 @@ void put_unsigned(xpf_sink &out, const xpf_directive &directive, uint64_t value)
   digit_buffer buffer;
   bool upper = directive.conversion == 'X';
   bool hex = upper || directive.conversion == 'x';
-  unsigned base = hex ? 16 : (directive.conversion == 'o' ? 8 : 10);
-  parts.body = make_digits(value, base, upper ? upper_digits : lower_digits, buffer);
+  if (hex) {
+    parts.body = make_digits<16>(value, upper ? upper_digits : lower_digits, buffer);
+  } else if (directive.conversion == 'o') {
+    parts.body = make_digits<8>(value, lower_digits, buffer);
+  } else {
+    parts.body = make_digits<10>(value, lower_digits, buffer);
+  }
   if (hex && value != 0 && directive.has(XPF_ALTERNATE)) parts.prefix = upper ? "0X" : "0x";
   put_integer(out, directive, parts, value == 0);
 }
@@ -202,7 +209,7 @@ void xpf_integer(xpf_sink &out, const xpf_directive &directive, int64_t value) {
 void xpf_pointer(xpf_sink &out, const xpf_directive &directive, const void *value) {
   number_parts parts;
   digit_buffer buffer;
-  parts.body = make_digits(reinterpret_cast<uintptr_t>(value), 16, lower_digits, buffer);
+  parts.body = make_digits<16>(reinterpret_cast<uintptr_t>(value), lower_digits, buffer);
   if (value != nullptr) parts.prefix = "0x";
   put_integer(out, directive, parts, value == nullptr);
 }

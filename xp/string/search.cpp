@@ -9,11 +9,14 @@
 
 namespace {
 
+unsigned char folded(char c) {
+  return xp_str_fold(static_cast<unsigned char>(c));
+}
+
 bool equal(const char *a, const char *b, int64_t length, bool exact) {
   if (exact) return memcmp(a, b, static_cast<size_t>(length)) == 0;
   for (int64_t i = 0; i < length; ++i) {
-    if (xp_str_fold(static_cast<unsigned char>(a[i])) != xp_str_fold(static_cast<unsigned char>(b[i])))
-      return false;
+    if (folded(a[i]) != folded(b[i])) return false;
   }
   return true;
 }
@@ -27,8 +30,9 @@ int64_t find_forward(const char *text, const char *needle, int64_t nlength, bool
         memmem(text + from, static_cast<size_t>(last - from + nlength), needle, static_cast<size_t>(nlength));
     return hit != nullptr ? static_cast<const char *>(hit) - text : -1;
   }
+  unsigned char first = folded(needle[0]);
   for (int64_t at = from; at <= last; ++at) {
-    if (equal(text + at, needle, nlength, false)) return at;
+    if (folded(text[at]) == first && equal(text + at, needle, nlength, false)) return at;
   }
   return -1;
 }

@@ -26,9 +26,21 @@ UChar32 fold(UChar32 point) {
   return u_foldCase(point, U_FOLD_CASE_DEFAULT);
 }
 
+bool inside_sequence(const char *text, int64_t at, int64_t length) {
+  return at < length && (static_cast<unsigned char>(text[at]) & 0xC0) == 0x80;
+}
+
+// The start of the first sequence in which the texts differ.
+int64_t common_prefix(const char *a, int64_t alength, const char *b, int64_t blength) {
+  int64_t at = std::mismatch(a, a + alength, b, b + blength).first - a;
+  while (inside_sequence(a, at, alength) || inside_sequence(b, at, blength))
+    --at;
+  return at;
+}
+
 int32_t compare_folded(const char *a, int64_t alength, const char *b, int64_t blength) {
-  int64_t i = 0;
-  int64_t j = 0;
+  int64_t i = common_prefix(a, alength, b, blength);
+  int64_t j = i;
   while (i < alength && j < blength) {
     UChar32 x = fold(next_point(a, i, alength));
     UChar32 y = fold(next_point(b, j, blength));

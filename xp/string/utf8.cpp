@@ -18,26 +18,24 @@ int64_t ascii_run(const char *text, int64_t at, int64_t length) {
   return at - start;
 }
 
-// What may follow a lead byte as the second byte; all further ones are 80 to BF.
-struct lead_row {
-  unsigned char first, last;  // lead bytes
-  unsigned char low, high;    // second byte
+// What a lead byte asks for: the bytes of the sequence, 0 when it starts none, and what the second byte may
+// be. All further bytes are 80 to BF.
+struct lead_rule {
   int32_t bytes;
+  unsigned char low, high;
 };
 
 // RFC 3629, section 4: no overlong forms (C0, C1, E0 80, F0 80), no surrogates (ED A0), nothing above
 // U+10FFFF (F4 90).
-constexpr lead_row lead_rows[] = {
-    {0xC2, 0xDF, 0x80, 0xBF, 2}, {0xE0, 0xE0, 0xA0, 0xBF, 3}, {0xE1, 0xEC, 0x80, 0xBF, 3},
-    {0xED, 0xED, 0x80, 0x9F, 3}, {0xEE, 0xEF, 0x80, 0xBF, 3}, {0xF0, 0xF0, 0x90, 0xBF, 4},
-    {0xF1, 0xF3, 0x80, 0xBF, 4}, {0xF4, 0xF4, 0x80, 0x8F, 4},
-};
-
-const lead_row *find_lead(unsigned char lead) {
-  for (const lead_row &row : lead_rows) {
-    if (lead >= row.first && lead <= row.last) return &row;
-  }
-  return nullptr;
+lead_rule rule_for(unsigned char lead) {
+  if (lead < 0xC2) return {0, 0, 0};
+  if (lead < 0xE0) return {2, 0x80, 0xBF};
+  if (lead == 0xE0) return {3, 0xA0, 0xBF};
+  if (lead == 0xED) return {3, 0x80, 0x9F};
+  if (lead < 0xF0) return {3, 0x80, 0xBF};
+  if (lead == 0xF0) return {4, 0x90, 0xBF};
+  if (lead < 0xF4) return {4, 0x80, 0xBF};
+  return lead == 0xF4 ? lead_rule{4, 0x80, 0x8F} : lead_rule{0, 0, 0};
 }
 
 }  // namespace
@@ -63,14 +61,14 @@ int32_t xp_str_sequence(const char *text, int64_t length) {
   if (text == nullptr || length == 0) return 0;
   const auto *bytes = reinterpret_cast<const unsigned char *>(text);
   if (bytes[0] < 0x80) return length > 0 || bytes[0] != 0;
-  const lead_row *row = find_lead(bytes[0]);
-  if (row == nullptr || (length > 0 && length < row->bytes)) return 0;
-  if (bytes[1] < row->low || bytes[1] > row->high) return 0;
+  lead_rule rule = rule_for(bytes[0]);
+  if (rule.bytes == 0 || (length > 0 && length < rule.bytes)) return 0;
+  if (bytes[1] < rule.low || bytes[1] > rule.high) return 0;
   // One byte after the other: in a zero-terminated text nothing behind the zero byte may be looked at.
-  for (int32_t i = 2; i < row->bytes; ++i) {
+  for (int32_t i = 2; i < rule.bytes; ++i) {
     if ((bytes[i] & 0xC0) != 0x80) return 0;
   }
-  return row->bytes;
+  return rule.bytes;
 }
 
 int64_t xp_str_txtvalid(const char *text, int64_t length) {

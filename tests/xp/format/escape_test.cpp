@@ -114,6 +114,28 @@ TEST_F(format_escape, escapes_are_not_cut) {
   }
 }
 
+std::string literal_of(unsigned char c) {
+  if (c == '\t') return "\\t";
+  if (c == '\n' || c == '\r') return "\\n";
+  if (c < 33) return " ";
+  if (c == '"' || c == '\\') return {'\\', static_cast<char>(c)};
+  return {c < 0x80 ? static_cast<char>(c) : '?'};
+}
+
+TEST_F(format_escape, every_byte_at_every_place_of_a_word) {
+  for (int c = 0; c < 256; ++c) {
+    for (size_t at = 0; at < 18; ++at) {
+      std::string text(18, 'x');
+      text[at] = static_cast<char>(c);
+      std::string expected =
+          text.substr(0, at) + literal_of(static_cast<unsigned char>(c)) + text.substr(at + 1);
+      char buffer[32];
+      xp_fmt_format(buffer, sizeof buffer, "%S{:~}", 18, text.data());
+      ASSERT_EQ(buffer, expected) << "byte " << c << " at " << at;
+    }
+  }
+}
+
 TEST_F(format_escape, long_texts_in_blocks) {
   // Characters of two bytes at odd places: every block boundary of the copy falls into one.
   std::string text = "x";

@@ -43,9 +43,11 @@ const order_row orders[] = {
     {"A;b", "a;C", -1, -1, -1, -1},
     // Folded by the platform, letters are small: "_" stands below them, not above.
     {"~_", "~a", -1, -1, -1, 1},
-    {"\xC3\xA9", "\xC3\x89", 1, 0, 1, 1},                  // e acute, small and capital
-    {"\xCF\x83", "\xCF\x82", 1, 0, 1, 1},                  // sigma and final sigma
-    {"K", "\xE2\x84\xAA", -1, 0, -1, -1},                  // Kelvin sign folds to k
+    {"\xC3\xA9", "\xC3\x89", 1, 0, 1, 1},  // e acute, small and capital
+    {"\xCF\x83", "\xCF\x82", 1, 0, 1, 1},  // sigma and final sigma
+    {"K", "\xE2\x84\xAA", -1, 0, -1, -1},  // Kelvin sign folds to k
+    {"\xC3\xA9xa\xC3\xA9", "\xC3\xA9xA\xC3\x89", 1, 0, 1, 1},
+    {"\xE2\x82\xAC", "\xE2\x82\xAD", -1, -1, -1, -1},
     {"\xEF\xBF\xBD", "\xF0\x90\x80\x80", -1, -1, -1, -1},  // beyond 16 bits comes last
     {"\xC3\xA9", "z", 1, 1, 1, 1},
     {"e\xCC\x81", "\xC3\xA9", -1, -1, -1, -1},  // no normalisation
