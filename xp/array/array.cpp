@@ -32,7 +32,8 @@ struct array : xp_obj {
   bool holds(int64_t index) { return index >= 0 && index < count; }
 };
 
-constexpr int64_t most_slots = PTRDIFF_MAX / static_cast<int64_t>(sizeof(xp_obj *));
+constexpr size_t slot_size = sizeof(void *);
+constexpr int64_t most_slots = PTRDIFF_MAX / static_cast<int64_t>(slot_size);
 
 // --- The vector, under the lock ---
 
@@ -42,9 +43,9 @@ bool move_items(array *a, int64_t slots) {
   if (slots > most_slots) return false;
   xp_obj **items = nullptr;
   if (slots > 0) {
-    items = static_cast<xp_obj **>(xp_alloc(static_cast<size_t>(slots) * sizeof(xp_obj *)));
+    items = static_cast<xp_obj **>(xp_alloc(static_cast<size_t>(slots) * slot_size));
     if (items == nullptr) return false;
-    xp_memcpy(items, a->items, static_cast<size_t>(a->count) * sizeof(xp_obj *));
+    xp_memcpy(items, a->items, static_cast<size_t>(a->count) * slot_size);
   }
   xp_free(std::exchange(a->items, items));
   a->slots = slots;
@@ -83,7 +84,7 @@ int64_t place(array *a, xp_obj *item, int64_t index) {
   if (!make_room(a)) return -1;
   if (index < 0 || index > a->count) index = a->count;
   xp_obj **at = a->items + index;
-  memmove(at + 1, at, static_cast<size_t>(a->count - index) * sizeof(xp_obj *));
+  memmove(at + 1, at, static_cast<size_t>(a->count - index) * slot_size);
   *at = item;
   ++a->count;
   return index;
@@ -94,7 +95,7 @@ xp_obj *take(array *a, int64_t index) {
   xp_obj **at = a->items + index;
   xp_obj *item = *at;
   --a->count;
-  memmove(at, at + 1, static_cast<size_t>(a->count - index) * sizeof(xp_obj *));
+  memmove(at, at + 1, static_cast<size_t>(a->count - index) * slot_size);
   return item;
 }
 

@@ -11,6 +11,8 @@
 
 namespace {
 
+constexpr size_t slot_size = sizeof(void *);
+
 struct tuple : xp_obj {
   static constexpr uint32_t code = xp_code("tupl");
 
@@ -93,9 +95,9 @@ constexpr xp::ops tuple_ops = {
 
 // A tuple of empty slots.
 tuple *make_tuple(int64_t count, uint64_t mask) {
-  constexpr int64_t most = PTRDIFF_MAX / static_cast<int64_t>(sizeof(xp_obj *));
+  constexpr int64_t most = PTRDIFF_MAX / static_cast<int64_t>(slot_size);
   if (count < 1 || count > most) return nullptr;
-  auto *t = xp::make<tuple>(tuple_ops, static_cast<size_t>(count) * sizeof(xp_obj *));
+  auto *t = xp::make<tuple>(tuple_ops, static_cast<size_t>(count) * slot_size);
   if (t == nullptr) return nullptr;
   t->mask = mask;
   t->count = count;

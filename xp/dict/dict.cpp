@@ -19,6 +19,7 @@ constexpr uint32_t first_chunk_size = 128;
 constexpr uint32_t largest_chunk_size = 32768;
 constexpr uint32_t first_grown_bucket_count = 16;
 constexpr uint32_t largest_bucket_count = 32768;
+constexpr size_t pointer_size = sizeof(void *);
 
 // A key as it is looked up: cut to its longest length.
 struct lookup {
@@ -93,8 +94,13 @@ entry *carve(object *d, uint32_t key_length) {
   return e;
 }
 
+// Empty bucket chains, or null.
+entry **new_buckets(uint32_t count) {
+  return static_cast<entry **>(xp_alloc(count * pointer_size));
+}
+
 void rehash(object *d, uint32_t bucket_count) {
-  auto **buckets = static_cast<entry **>(xp_alloc(bucket_count * sizeof(entry *)));
+  entry **buckets = new_buckets(bucket_count);
   if (buckets == nullptr) return;  // the old table goes on serving, with longer chains
   bool nocase = d->has(XP_DICT_NOCASE);
   for (uint32_t i = 0; i < d->bucket_count; ++i) {
@@ -228,7 +234,7 @@ bool make_parts(object *d) {
   d->bucket_count = initial_bucket_count(d->flags);
   d->buckets = d->inline_buckets;
   if (d->bucket_count > inline_bucket_count) {
-    auto *buckets = static_cast<entry **>(xp_alloc(d->bucket_count * sizeof(entry *)));
+    entry **buckets = new_buckets(d->bucket_count);
     if (buckets == nullptr) return false;
     d->buckets = buckets;
   }
@@ -247,7 +253,7 @@ uint32_t xp_dict_type() {
 }
 
 xp_obj *xp_dict_new(uint32_t flags) {
-  size_t tail = (flags & XP_DICT_RECYCLE) != 0 ? free_list_count * sizeof(entry *) : 0;
+  size_t tail = (flags & XP_DICT_RECYCLE) != 0 ? free_list_count * pointer_size : 0;
   auto *d = xp::make<object>(dict_ops, tail);
   if (d == nullptr) return nullptr;
   d->flags = flags;

@@ -201,7 +201,7 @@ int32_t xp_dict_enumsorted(xp_obj *d, xp_dict_visitor visit, void *context) {
   if (self == nullptr || visit == nullptr) return 0;
   xp::crit_guard guard(self->lock);
   entry *few[stack_entries];
-  auto **entries = static_cast<entry **>(xp_alloc_fast(self->count * sizeof(entry *), 0, few, sizeof few));
+  auto **entries = static_cast<entry **>(xp_alloc_fast(self->count * sizeof(void *), 0, few, sizeof few));
   if (entries == nullptr) return -1;
   int64_t stopped = visit_sorted(self, entries, visit, context);
   xp_free_fast(entries, few);
