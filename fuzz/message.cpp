@@ -89,7 +89,7 @@ xp::ref request() {
 void check_call(std::string_view bytes) {
   int ends[2];
   require(socketpair(AF_UNIX, SOCK_STREAM, 0, ends) == 0, "sockets are there");
-  const xp::ref client = xp::ref::adopt(ipc_alloc(0, IPC_SESSION_NONE_FOUND));
+  const xp::ref client = xp::ref::adopt(ipc_alloc(0, IPC_SESSION_ZERO));
   require(ipc_connect_to(client.get(), ends[0], 0, 0, 2000) == 0, "the client connects");
   write_all(ends[1], bytes);
   shutdown(ends[1], SHUT_WR);
@@ -134,7 +134,7 @@ struct house {
 xp::ref good_request() {
   int ends[2];
   require(socketpair(AF_UNIX, SOCK_STREAM, 0, ends) == 0, "sockets are there");
-  const xp::ref client = xp::ref::adopt(ipc_alloc(0, IPC_SESSION_NONE_FOUND));
+  const xp::ref client = xp::ref::adopt(ipc_alloc(0, IPC_SESSION_ZERO));
   require(ipc_connect_to(client.get(), ends[0], 0, 0, 2000) == 0, "the client connects");
   shutdown(ends[1], SHUT_WR);
   const xp::ref message = request(), reply = xp::ref::adopt(ipc_msg_alloc(0));

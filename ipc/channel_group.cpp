@@ -146,7 +146,7 @@ int32_t ipc_com_grp_poll(xp_obj *obj) {
   if (g == nullptr || !ipcc_pollable(g->wake)) return 0;
   int count = watch(g);
   int32_t wait = wait_of(g).load(std::memory_order_relaxed);
-  timeval limit = {.tv_sec = wait / 1000, .tv_usec = wait % 1000 * 1000};
+  timeval limit = {.tv_sec = wait / 1000, .tv_usec = wait % 1000 * 1000L};
   int ready = select(count, &g->read_ready, &g->write_ready, nullptr, wait < 0 ? nullptr : &limit);
   if (ready < 0) {
     // The sets are as they were, with every member in them: nobody is known to be ready.

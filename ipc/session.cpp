@@ -136,7 +136,7 @@ void ipc_session_forget() {
 }
 
 uint32_t ipc_session_id(int32_t spec) {
-  if (spec == IPC_SESSION_NONE_FOUND) return 0;
+  if (spec == IPC_SESSION_ZERO) return 0;
   if (spec != IPC_SESSION_LOGIN && spec != IPC_SESSION_HELPER) return static_cast<uint32_t>(spec);
   uint32_t number = known.load(std::memory_order_relaxed);
   if (number != unset) return number;

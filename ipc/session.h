@@ -10,11 +10,11 @@
 // Session specs with a meaning of their own. Any other value is an explicit session, already in big-endian
 // order (ipc_session_explicit).
 enum : int32_t {
-  IPC_SESSION_NONE_FOUND = -1,  // session 0, whatever this process belongs to
-  IPC_SESSION_INVALID = -2,     // no session: connecting is refused
-  IPC_SESSION_LOGIN = -3,       // the kernel's audit session of this process, 0 when it has none
-  IPC_SESSION_HELPER = -4,      // the number that the client's session helper prints, 0 when anything fails
-  IPC_SESSION_ANY = -10,        // wildcard of ipc_unlink
+  IPC_SESSION_ZERO = -1,     // session 0, whatever this process belongs to
+  IPC_SESSION_INVALID = -2,  // no session: connecting is refused
+  IPC_SESSION_LOGIN = -3,    // the kernel's audit session of this process, 0 when it has none
+  IPC_SESSION_HELPER = -4,   // the number that the client's session helper prints, 0 when anything fails
+  IPC_SESSION_ANY = -10,     // wildcard of ipc_unlink
 };
 
 // The session number of a spec. LOGIN and HELPER share one remembered number: whichever is asked first finds

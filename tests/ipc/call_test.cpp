@@ -6,6 +6,8 @@
 #include "ipc/session.h"
 #include "tests/ipc/records.h"
 
+#include <algorithm>
+#include <filesystem>
 #include <random>
 #include <thread>
 
@@ -254,7 +256,7 @@ int32_t exchange(uint32_t port, const uint8_t *message, uint32_t length, int32_t
   EXPECT_EQ(port, 5u);
   EXPECT_EQ(room, 65508u);
   script.request.assign(message, message + length);
-  memcpy(reply, script.reply.data(), script.reply.size());
+  std::copy(script.reply.begin(), script.reply.end(), reply);
   return script.result < 0 ? script.result : static_cast<int32_t>(script.reply.size());
 }
 
@@ -324,10 +326,10 @@ TEST_F(call_test, this_systems_message_port) {
   EXPECT_EQ(ipc_connect_mach(c.get(), 1, 0, 5000), IpcErrBadState) << "no service folder";
   EXPECT_LT(ipc_time_diff(start, ipc_time_msecs()), 150u);
   std::string services = std::string(folder) + "/run/com.brindle.services";
-  ASSERT_EQ(system(("mkdir -p " + services).c_str()), 0);
+  std::filesystem::create_directories(services);
   EXPECT_EQ(ipc_connect_mach(c.get(), 1, 0, 0), IpcErrTimeout) << "a folder without the service";
   unsetenv("CORVANE_ROOT");
-  ASSERT_EQ(system(("rm -r " + std::string(folder)).c_str()), 0);
+  std::filesystem::remove_all(folder);
 }
 
 }  // namespace

@@ -14,8 +14,8 @@ namespace {
 
 using message_test = leak_check;
 
-xp::ref message(uint32_t name = xp_code("APIC")) {
-  return xp::ref::adopt(ipc_msg_alloc(name));
+xp::ref message() {
+  return xp::ref::adopt(ipc_msg_alloc(xp_code("APIC")));
 }
 
 int32_t load(const xp::ref &m, const std::string &bytes) {

@@ -166,6 +166,7 @@ TEST_F(server_test, many_clients_on_a_thread) {
   EXPECT_EQ(ipc_check(session_, endpoint, 0, 1000), 0);
   std::atomic<int> good = 0;
   std::vector<std::thread> threads;
+  threads.reserve(8);
   for (int t = 0; t < 8; ++t) {
     threads.emplace_back([&, t] {
       for (int connection = 0; connection < 5; ++connection) {

@@ -121,6 +121,7 @@ TEST_F(session_test, helpers) {
 TEST_F(session_test, first_use_by_several_threads) {
   helper("printf 9 >&3");
   std::vector<std::thread> threads;
+  threads.reserve(8);
   std::atomic<int> right = 0;
   for (int i = 0; i < 8; ++i) {
     threads.emplace_back([&] {
