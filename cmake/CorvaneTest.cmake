@@ -15,6 +15,11 @@ function(corvane_test name)
   else()
     add_test(NAME ${name} COMMAND ${name})
   endif()
+  if(arg_DISPLAY AND CORVANE_SANITIZE)
+    # The toolkit's libraries keep memory until the process ends; what is ours is still reported.
+    set_tests_properties(${name} PROPERTIES
+      ENVIRONMENT "LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/support/lsan.supp;GDK_DEBUG=gl-disable")
+  endif()
   if(NOT arg_TIMEOUT)
     set(arg_TIMEOUT 300)
   endif()

@@ -33,7 +33,8 @@ object<GdkTexture> texture_of(GtkWidget *sheet, const GdkRGBA &ground) {
   const auto width = static_cast<float>(gtk_widget_get_width(sheet));
   const auto height = static_cast<float>(gtk_widget_get_height(sheet));
   if (width < 1 || height < 1) return adopt<GdkTexture>(nullptr);
-  const graphene_rect_t bounds = GRAPHENE_RECT_INIT(0, 0, width, height);
+  graphene_rect_t bounds;
+  graphene_rect_init(&bounds, 0, 0, width, height);
   GskRenderNode *node = drawing_of(sheet, ground, bounds);
   GskRenderer *renderer = gtk_native_get_renderer(gtk_widget_get_native(sheet));
   auto texture = adopt(gsk_renderer_render_texture(renderer, node, &bounds));

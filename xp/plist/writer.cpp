@@ -155,7 +155,7 @@ void write_data(const job &work, xp_obj *data) {
 // A date's own text is its UTC date and time with a "Z" at the end; here milliseconds stand before that. The
 // format engine's time conversions do not serve: they take 0 for the present.
 void write_date(const job &work, xp_obj *date) {
-  std::array<char, 64> text;
+  std::array<char, 64> text{};
   const int64_t length = xp_textify(date, text.data(), std::ssize(text));
   std::string_view utc(text.data(), static_cast<size_t>(length));
   if (utc.ends_with('Z')) utc.remove_suffix(1);
