@@ -1,7 +1,6 @@
 // Channels ("ipcc"): whole messages over local stream sockets. A channel that listens or connects holds a
-// group
-// ("ipcg") of member channels, one per descriptor, polled together; the listening or connected socket is the
-// first member. A channel is for one thread at a time, except ipc_com_interupt.
+// group ("ipcg") of member channels, one per descriptor, polled together; the listening or connected socket
+// is the first member. A channel is for one thread at a time, except ipc_com_interupt.
 //
 // Sockets are files of one shared directory, named by endpoint and session: "48586361-000186A5" is "HXca" in
 // session 0x186A5. A server run by root is open to every user; any other server only to its own user. The
@@ -52,7 +51,8 @@ xp_obj *ipc_com_accept(xp_obj *listener);
 int32_t ipc_com_exists(uint32_t code, uint32_t session);
 
 // Unlinks the file of (code, session); code 0 stands for any code, session IPC_SESSION_ANY for any session.
-// Always 0. Deliberate: with both wild every entry whose name has 17 characters goes, whatever it is called.
+// Always 0.
+// Deliberate: with both wild every entry whose name has 17 characters goes, whatever it is called.
 int32_t ipc_com_unlink(uint32_t code, uint32_t session);
 
 // --- Messages ---
@@ -67,8 +67,9 @@ int32_t ipc_com_try_send(xp_obj *c);
 
 // Receives one message into `b`, waiting for the group's time: its length in bytes, 0 when a client came or
 // went, IpcErrWouldBlock when no message is whole yet. `from`, when given, receives the member that delivered
-// the message (a new reference) or null. Deliberate: a group whose peer is gone drops that member and answers
-// 0, no error. Test what arrived, not the 0.
+// the message (a new reference) or null.
+// Deliberate: a group whose peer is gone drops that member and answers 0, no error. Test what arrived, not
+// the 0.
 int32_t ipc_com_recv(xp_obj *c, xp_obj *b, xp_obj **from);
 
 // How long a poll of the group waits; any negative value waits without limit.

@@ -5,8 +5,8 @@
 // Threads: a connection is for one thread at a time; a server's own thread alone uses the connection until
 // the release, which waits for it. ipc_close and ipc_free may be called meanwhile, from the handler too.
 // States: idle -> connected (ipc_connect, ipc_connect_to, ipc_connect_mach) or receiving (ipc_receive,
-// ipc_receive_on); ipc_close returns to idle. Limits are in milliseconds, -1 is no limit.
-// Results are 0, a positive count, or a code of ipc/errors.h.
+// ipc_receive_on); ipc_close returns to idle. Limits are in milliseconds, -1 is no limit. Results are 0, a
+// positive count, or a code of ipc/errors.h.
 
 #ifndef IPC_CONNECTION_H
 #define IPC_CONNECTION_H
@@ -52,8 +52,8 @@ int32_t ipc_connect(xp_obj *c, uint32_t code, uint32_t ignored, int32_t msecs);
 int32_t ipc_connect_to(xp_obj *c, int32_t descriptor, uint32_t code, uint32_t ignored, int32_t msecs);
 
 // Connects to the session's message service, trying every 200 ms until msecs + 200 have passed.
-// IpcErrBadState at once where there is no such facility. Deliberate: the endpoint code is not part of the
-// service's name: there is one service for each session.
+// IpcErrBadState at once where there is no such facility.
+// Deliberate: the endpoint code is not part of the service's name: there is one service for each session.
 int32_t ipc_connect_mach(xp_obj *c, uint32_t code, uint32_t ignored, int32_t msecs);
 
 // 0 when a server is listening, found by connecting as ipc_connect does.

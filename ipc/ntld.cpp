@@ -16,16 +16,13 @@ constexpr uint32_t measured_depth = 64;
 
 struct ntld : xp_obj {
   static constexpr uint32_t code = xp_code("ntld");
-  xp_obj *buffer;  // data object of a growable builder, owned; null for a fixed buffer
-  uint8_t
-      *bytes;  // start of the output; null while measuring, and in a growable builder that holds nothing yet
+  xp_obj *buffer;     // data object of a growable builder, owned; null for a fixed buffer
+  uint8_t *bytes;     // start of the output; null while measuring, and while a growable builder holds nothing
   uint32_t capacity;  // bytes at `bytes`
   uint32_t used;      // bytes written, or counted
-  uint32_t open;   // position of the innermost open header, whose length field holds the position of the one
-                   // around it
-  uint32_t depth;  // open containers while measuring, at most 64
-  uint32_t
-      refused;  // opens that found no room and are not closed yet: what belongs to them is refused as well
+  uint32_t open;      // innermost open header, whose length field holds the position of the one around it
+  uint32_t depth;     // open containers while measuring, at most 64
+  uint32_t refused;   // opens that found no room and are not closed yet: what is in them is refused, too
   uint32_t positions[measured_depth];  // headers of the open containers while measuring
 };
 

@@ -36,8 +36,9 @@ xp_obj *xp_ntld_new(void *buffer, uint32_t size);
 void xp_ntld_reset(xp_obj *builder, void *buffer, uint32_t size);
 
 // Starts a container. 12, or 0 when there is no room for its header; then everything up to its close is
-// refused. Deliberate: measuring remembers the places of 64 open containers only; a deeper one counts its
-// bytes, yet closes then report the sizes of the wrong containers. The sum stays right.
+// refused.
+// Deliberate: measuring remembers the places of 64 open containers only; a deeper one counts its bytes, yet
+// closes then report the sizes of the wrong containers. The sum stays right.
 uint32_t xp_ntld_open(xp_obj *builder, uint32_t name, uint32_t type);
 
 // Ends the innermost container: its size with header, or 0 when none was open or its opening was refused.

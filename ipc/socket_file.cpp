@@ -23,8 +23,9 @@ constexpr size_t directory_length = sizeof ipcc_directory;  // the slash behind 
 static_assert(directory_length + IPCC_NAME_LENGTH <= IPCC_PATH_KEPT);
 
 // Everyone may make and use names in the directory, nobody else may list it. Root's has the sticky bit as
-// well. Deliberate: without that bit one user can remove another's socket file; only root's directory can be
-// relied on.
+// well.
+// Deliberate: without that bit one user can remove another's socket file; only root's directory can be relied
+// on.
 constexpr mode_t user_directory_mode = 0733;
 constexpr mode_t root_directory_mode = 01733;
 

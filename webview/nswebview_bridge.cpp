@@ -13,8 +13,9 @@ namespace {
 
 using kind = xp_engine_value::kind;
 
-// The dictionary that a payload spells, in whatever form of property list it is written; null when it spells anything
-// else. A "result" of the page's own is dropped: that is native code's to set, and it would run as script.
+// The dictionary that a payload spells, in whatever form of property list it is written; null when it spells
+// anything else. A "result" of the page's own is dropped: that is native code's to set, and it would run as
+// script.
 xp::ref parse_request(const std::string &payload) {
   const xp::ref list =
       xp::ref::adopt(xp_plist_parse(payload.c_str(), static_cast<int64_t>(payload.size()), XP_PLIST_DETECT));

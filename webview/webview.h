@@ -18,13 +18,11 @@ class xp_engine_platform;
 
 enum xp_webview_event : uint32_t {
   // A request is about to be loaded. Dictionary: "url", "method", "data" (the body, when there is one and it
-  // is
-  // UTF-8). A result above 0 cancels it; otherwise event 30 follows.
+  // is UTF-8). A result above 0 cancels it; otherwise event 30 follows.
   XP_WEBVIEW_NAVIGATE = 10,
   // A "local:" resource is wanted. Dictionary: "url", "method", "data" (the body's bytes, when not empty);
-  // the callee
-  // adds "response" (a data object, or anything that has a text) and "mimetype". A negative result fails the
-  // load.
+  // the callee adds "response" (a data object, or anything that has a text) and "mimetype". A negative result
+  // fails the load.
   XP_WEBVIEW_RESOURCE = 11,
   XP_WEBVIEW_STARTED = 20,    // a load has started; no argument
   XP_WEBVIEW_COMMITTED = 21,  // it was committed; no argument
@@ -33,10 +31,8 @@ enum xp_webview_event : uint32_t {
   XP_WEBVIEW_LAID_OUT = 24,   // legacy engine: content set by xp_webview_setcontent has been laid out
   XP_WEBVIEW_INFO = 30,       // a navigation was allowed; no argument
   // The page called native code. Dictionary: the page's request with its number under "id", or null when the
-  // page
-  // sent something else. With a result of exactly 1 the callee has taken a reference of its own and answers
-  // later by
-  // xp_webview_respond; otherwise the dictionary's "result" is the answer at once.
+  // page sent something else. With a result of exactly 1 the callee has taken a reference of its own and
+  // answers later by xp_webview_respond; otherwise the dictionary's "result" is the answer at once.
   XP_WEBVIEW_REQUEST = 40,
   XP_WEBVIEW_DROPPED = 41,  // files were dropped on the view
   XP_WEBVIEW_OFFERED = 42,  // files are dragged over the view; exactly 1 accepts them
@@ -63,8 +59,9 @@ void xp_webview_setplatform(xp_engine_platform *platform);
 void xp_webview_setpolicy(const char *policy);
 
 // 2 when the operating system's generation is 11 or later: the modern engine. 1 otherwise, also when it is
-// unknown: the legacy engine. Deliberate: never 0, so a caller's test for an available web view passes and
-// xp_webview_new reports the failure.
+// unknown: the legacy engine.
+// Deliberate: never 0, so a caller's test for an available web view passes and xp_webview_new reports the
+// failure.
 int32_t xp_webview_support();
 
 // --- Life ---
@@ -104,8 +101,9 @@ int32_t xp_webview_seturl(xp_obj *wrapper, xp_obj *url);
 int32_t xp_webview_setbody(xp_obj *wrapper, const char *content_type, xp_obj *body);
 
 // Loads the address with the header fields and the body, which stay for the next load. Nothing without an
-// address. Deliberate: any certificate that the address's own host shows over https is accepted, that of no
-// other host.
+// address.
+// Deliberate: any certificate that the address's own host shows over https is accepted, that of no other
+// host.
 int32_t xp_webview_load(xp_obj *wrapper);
 
 // --- The view ---

@@ -43,8 +43,7 @@ TEST_F(bridge_test, a_request_without_a_result_gets_an_empty_object) {
 }
 
 TEST_F(bridge_test, a_payload_that_is_no_dictionary_raises_a_null_request) {
-  for (const char *payload :
-       {"", "{\"a\":", "[1]", "\"text\"", "7", "null", "words"}) {
+  for (const char *payload : {"", "{\"a\":", "[1]", "\"text\"", "7", "null", "words"}) {
     engine().post(3, payload);
     EXPECT_EQ(take_events(), "40 null\n") << payload;
     EXPECT_EQ(platform.take_log(), "run xp_native.response(3, {});\n") << payload;

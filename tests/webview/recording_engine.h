@@ -12,8 +12,8 @@
 #include <string>
 #include <vector>
 
-// How a scheme task was answered: "200 text/html Content-Type=text/html Cache-Control=no-store" or
-// "failed URLErrorDomain -1000", and the bytes.
+// How a scheme task was answered: "200 text/html Content-Type=text/html Cache-Control=no-store" or "failed
+// URLErrorDomain -1000", and the bytes.
 struct recorded_reply {
   std::string head;
   std::string bytes;

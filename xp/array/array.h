@@ -31,8 +31,8 @@ int64_t xp_array_setgrowth(xp_obj *a, int64_t step);
 int64_t xp_array_setfinal(xp_obj *a);
 
 // Inserts at `index`, or appends when it is negative or beyond the count. Returns the position, or -1 when
-// the array cannot grow. Deliberate: when memory is exhausted while growing, the array is left empty rather
-// than half-valid.
+// the array cannot grow.
+// Deliberate: when memory is exhausted while growing, the array is left empty rather than half-valid.
 int64_t xp_array_insert(xp_obj *a, xp_obj *obj, int64_t index);
 
 // Replaces the element at `index`; 0, or -1 when out of range.

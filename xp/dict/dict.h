@@ -5,9 +5,9 @@
 //
 // Invariants: (1) a key is 1 to 255 bytes; longer ones are cut to 255, both in storing and looking up; (2)
 // the bucket count is a power of two from 2 to 32768; (3) entries never move and are freed with the
-// dictionary only. Unsorted order is bucket order and means nothing. A walk over an unlocked
-// dictionary allows its callback to erase the key that it is called for; when the callback stores new keys,
-// the walk may meet keys twice or not at all.
+// dictionary only. Unsorted order is bucket order and means nothing. A walk over an unlocked dictionary
+// allows its callback to erase the key that it is called for; when the callback stores new keys, the walk may
+// meet keys twice or not at all.
 
 #ifndef XP_DICT_DICT_H
 #define XP_DICT_DICT_H

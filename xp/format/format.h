@@ -29,8 +29,8 @@
 //   %               itself; every other conversion too, and skips an argument: a double for a and A, else
 //                   one of the size of a pointer. There is no n.
 //
-// Flags in braces: ^ upper case, _ lower case, and one of these, the first that is there: ~ string literal,
-// & entities, @ percent-encoding of markup, / the same, bytes that are no UTF-8 too; < CDATA wrap; ` and ' ''
+// Flags in braces: ^ upper case, _ lower case, and one of these, the first that is there: ~ string literal, &
+// entities, @ percent-encoding of markup, / the same, bytes that are no UTF-8 too; < CDATA wrap; ` and ' ''
 // ''' quotes. Under & and @ a byte from 128 on that is no UTF-8 prints as %#233; with its three decimal
 // digits. What is not of the shape {option}, {option:...} or {:...} is ordinary text; unknown options and
 // flags are ignored.

@@ -125,8 +125,8 @@ xp_obj *xp_deserialize(xp_obj *prototype, uint32_t name, const void *record);
 int32_t xp_instanceof(xp_obj *obj, uint32_t type);
 
 // Whether the object counts as empty or false. Null is falsey; so are the empty string, array, list and bag,
-// false, 0, 0.0 and -0.0. NaN and everything else is truthy. Deliberate: an empty dictionary is truthy,
-// unlike an empty array; templates and callers rely on it.
+// false, 0, 0.0 and -0.0. NaN and everything else is truthy.
+// Deliberate: an empty dictionary is truthy, unlike an empty array; templates and callers rely on it.
 int32_t xp_falsey(xp_obj *obj);
 int32_t xp_truthy(xp_obj *obj);
 

@@ -28,7 +28,8 @@ inline int32_t read(int32_t &count) {
   return std::atomic_ref(count).load(std::memory_order_acquire);
 }
 
-// Counts down unless that would drop the last reference: true when it did. For types whose end belongs to one thread.
+// Counts down unless that would drop the last reference: true when it did. For types whose end belongs to one
+// thread.
 inline bool down_unless_last(int32_t &count) {
   int32_t seen = read(count);
   while (seen > 1) {

@@ -19,8 +19,8 @@ enum class xp_plist_kind : uint8_t {
 // The kind of a text, from the marks up to the first "{" or "<", or up to a quote with nothing else before
 // it.
 //
-// Deliberate: a JSON array counts as JSON only when a quote or brace stands in it ("[1,2]" does not);
-// callers that know what they hold name the style.
+// Deliberate: a JSON array counts as JSON only when a quote or brace stands in it ("[1,2]" does not); callers
+// that know what they hold name the style.
 xp_plist_kind xp_plist_detect(std::string_view text);
 
 #endif

@@ -37,9 +37,8 @@ struct xp_json_node {
   xp_json_node *parent;    // enclosing container, or null
   xp_json_node *previous;  // for a value inside an object, the node of its key; else null
   xp_json_kind kind;
-  int64_t length;  // bytes at `text`
-  const char *
-      text;  // strings: between the quotes, escapes as they are; numbers: their characters; booleans: "1"/"0"
+  int64_t length;    // bytes at `text`
+  const char *text;  // strings: what is between the quotes, raw; numbers: their characters; booleans: "1"/"0"
 };
 
 // A nonzero result stops the tokenizer, which returns it. `link` is 1 for a value or container inside an

@@ -4,8 +4,8 @@
 // Values are strings with their escapes resolved as xp_str_unescape does; keys keep their raw bytes, escapes
 // and all.
 //
-// Deliberate: an escaped "u" is the letter u followed by its digits, as it is for every reader of
-// these strings.
+// Deliberate: an escaped "u" is the letter u followed by its digits, as it is for every reader of these
+// strings.
 
 #ifndef XP_PLIST_JSON_TREE_H
 #define XP_PLIST_JSON_TREE_H
