@@ -203,7 +203,7 @@ public:
         return xp_number_newfloat(
             std::ldexp(static_cast<double>(random_()), static_cast<int>(random_() % 200) - 100));
       case 4: return xp_data_new(bytes(400).data(), static_cast<int64_t>(last_.size()));
-      case 5: return xp_date_make(random_());
+      case 5: return xp_date_make(static_cast<int64_t>(random_()));
       case 6: return xp_str_make(bytes(700).data(), static_cast<int64_t>(last_.size()));
       case 7: return array(depth);
       default: return dict(depth);
