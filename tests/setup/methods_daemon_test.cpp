@@ -46,7 +46,7 @@ protected:
   // Restarts the daemon with one answer for every code of the table.
   void answer(const scripted_answer &answer) {
     daemon_.stop();
-    for (const uint32_t code : {0x410e, 0x4117, 0x4124, 0x4133, 0x4135, 0x4137, 0x4138})
+    for (const uint32_t code : {0x410eU, 0x4117U, 0x4124U, 0x4133U, 0x4135U, 0x4137U, 0x4138U})
       daemon_.answers[code] = answer;
     daemon_.start();
   }
