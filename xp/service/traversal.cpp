@@ -1,5 +1,7 @@
 #include "xp/service/traversal.h"
 
+#include "xp/dict/dict.h"
+#include "xp/object/ref.h"
 #include "xp/object/type.h"
 
 #include <cstddef>
@@ -36,27 +38,58 @@ int64_t count(traversal *t) {
   return t->ops->count == nullptr ? 0 : t->ops->count(t->container, state_of(t));
 }
 
-int64_t traverse(traversal *t, int64_t argument) {
+int64_t skip(traversal *t, int64_t count) {
+  if (count < 1) return 0;
+  if (t->ops->skip != nullptr) return t->ops->skip(t->container, state_of(t), count);
+  int64_t passed = 0;
+  while (passed < count && xp::ref::adopt(step(t, t->ops->next)))
+    ++passed;
+  return passed;
+}
+
+int64_t traverse(traversal *t, int64_t argument, const void *pointer) {
   switch (argument) {
     case XP_TRAV_RESET: reset(t); return 0;
     case XP_TRAV_NEXT: return xp::result(step(t, t->ops->next));
     case XP_TRAV_PREV: return xp::result(step(t, t->ops->prev));
+    case XP_TRAV_SKIP: return skip(t, pointer == nullptr ? 1 : *static_cast<const int64_t *>(pointer));
     case XP_TRAV_COUNT: return count(t);
     default: return 0;
   }
 }
 
-int64_t control(xp_obj *obj, uint32_t code, int64_t argument, void * /*pointer*/) {
+int64_t control(xp_obj *obj, uint32_t code, int64_t argument, void *pointer) {
   auto *t = xp::as<traversal>(obj);
   if (t == nullptr) return 0;
   switch (code) {
-    case XP_CTL_TRAVERSE: return traverse(t, argument);
+    case XP_CTL_TRAVERSE: return traverse(t, argument, pointer);
     default: return 0;
   }
 }
 
 constexpr xp::ops traversal_ops = {
     .retain = xp_obj_retain, .release = release, .compare = nullptr, .textify = nullptr, .control = control};
+
+// --- One object: the state is where the walk stands ---
+
+enum class place { fresh, on_it, ended };
+
+void one_reset(xp_obj * /*container*/, void *state) {
+  *static_cast<place *>(state) = place::fresh;
+}
+
+// The only step, in whichever direction.
+xp_obj *one_step(xp_obj *container, void *state) {
+  auto *at = static_cast<place *>(state);
+  *at = *at == place::fresh ? place::on_it : place::ended;
+  return *at == place::on_it ? xp_retain(container) : nullptr;
+}
+
+int64_t one_count(xp_obj * /*container*/, void * /*state*/) {
+  return 1;
+}
+
+constexpr xp_trav_ops one_ops = {.reset = one_reset, .next = one_step, .prev = one_step, .count = one_count};
 
 }  // namespace
 
@@ -81,10 +114,16 @@ void *xp_trav_state(xp_obj *t) {
 
 xp_obj *xp_trav_make(xp_obj *obj) {
   if (xp_type(obj) == traversal::code) return xp_retain(obj);
+  // Dictionaries have two traversals, so they answer with neither; by their keys the values are found, too.
+  if (xp_type(obj) == xp_code("dict")) return xp_dict_travnew(obj);
   using constructor = xp_obj *(*)(xp_obj *);
   auto make = reinterpret_cast<constructor>(
       static_cast<intptr_t>(xp_control(obj, XP_CTL_TRAVERSE, XP_TRAV_MAKE, nullptr)));
   return make == nullptr ? nullptr : make(obj);
+}
+
+xp_obj *xp_trav_one(xp_obj *obj) {
+  return xp_trav_new(obj, &one_ops, sizeof(place));
 }
 
 void xp_trav_reset(xp_obj *t) {
@@ -99,6 +138,11 @@ xp_obj *xp_trav_next(xp_obj *t) {
 xp_obj *xp_trav_prev(xp_obj *t) {
   auto *self = xp::as<traversal>(t);
   return self == nullptr ? nullptr : step(self, self->ops->prev);
+}
+
+int64_t xp_trav_skip(xp_obj *t, int64_t count) {
+  auto *self = xp::as<traversal>(t);
+  return self == nullptr ? 0 : skip(self, count);
 }
 
 int64_t xp_trav_count(xp_obj *t) {
