@@ -1,5 +1,7 @@
 #include "xp/object/memory.h"
 
+#include "xp/object/memory_hook.h"
+
 #include <stdint.h>
 #include <stdlib.h>
 #include <string.h>
@@ -9,28 +11,35 @@ namespace {
 constexpr size_t default_alignment = 16;
 constexpr size_t largest_alignment = 256;  // the distance less 1 has to fit into one byte
 
+bool may_have(size_t size) {
+  return xp::allocation_allowed() && size <= PTRDIFF_MAX;
+}
+
 }  // namespace
 
 void *xp_alloc(size_t size) {
-  if (size > PTRDIFF_MAX) return nullptr;
-  return calloc(1, size);
+  void *block = may_have(size) ? calloc(1, size) : nullptr;
+  if (block != nullptr) xp::count_block_taken();
+  return block;
 }
 
 void *xp_realloc(void *block, size_t size) {
   if (block == nullptr) return xp_alloc(size);
   // The C library may free the block when asked for no bytes at all; one byte keeps null the sign of failure
   // alone.
-  void *resized = size > PTRDIFF_MAX ? nullptr : realloc(block, size == 0 ? 1 : size);
-  if (resized == nullptr) free(block);
+  void *resized = may_have(size) ? realloc(block, size == 0 ? 1 : size) : nullptr;
+  if (resized == nullptr) xp_free(block);
   return resized;
 }
 
 void xp_free(void *block) {
+  if (block == nullptr) return;
+  xp::count_block_given();
   free(block);
 }
 
 void xp_delete(void *block) {
-  free(block);
+  xp_free(block);
 }
 
 void *xp_alloc_fast(size_t size, int64_t /*ignored*/, void *buffer, size_t buffer_size) {
@@ -39,7 +48,7 @@ void *xp_alloc_fast(size_t size, int64_t /*ignored*/, void *buffer, size_t buffe
 }
 
 void xp_free_fast(void *block, void *buffer) {
-  if (block != buffer) free(block);
+  if (block != buffer) xp_free(block);
 }
 
 void *xp_alloc_aligned(size_t size, size_t alignment) {
@@ -59,7 +68,7 @@ void *xp_alloc_aligned(size_t size, size_t alignment) {
 void xp_free_aligned(void *block) {
   if (block == nullptr) return;
   auto *aligned = static_cast<unsigned char *>(block);
-  free(aligned - 1 - aligned[-1]);
+  xp_free(aligned - 1 - aligned[-1]);
 }
 
 void *xp_memcpy(void *to, const void *from, size_t size) {
