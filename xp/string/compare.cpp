@@ -1,10 +1,9 @@
 // Comparing. The full forms decide plain texts byte by byte and hand everything else to the platform's
 // Unicode data; the quick forms look at bytes only.
 
+#include "xp/string/order.h"
 #include "xp/string/string.h"
 #include "xp/string/text.h"
-#include "xp/string/unicode.h"
-#include "xp/string/utf8.h"
 
 #include <string.h>
 
@@ -55,15 +54,6 @@ int32_t by_length(const span &a, const span &b) {
   return (a.length > b.length) - (a.length < b.length);
 }
 
-// Takes a sequence that the end cuts off the text. False when what is left is not well-formed UTF-8.
-bool make_unicode(span &text) {
-  int64_t fault = xp_str_txtvalid(text.text, text.length);
-  if (fault < 0) return true;
-  if (xps_step(text[fault]) <= text.length - fault) return false;
-  text.length = fault;
-  return true;
-}
-
 int32_t quick_exact(const span &a, const span &b) {
   int64_t shorter = std::min(a.length, b.length);
   int order = shorter > 0 ? memcmp(a.text, b.text, static_cast<size_t>(shorter)) : 0;
@@ -81,16 +71,6 @@ int32_t quick_folded(const span &a, const span &b) {
   return by_length(a, b);
 }
 
-// A text that is not well formed comes before one that is; two of them stand in byte order, so that a text
-// stays equal to itself.
-int32_t unicode(span a, span b, int32_t exact) {
-  bool a_made = make_unicode(a);
-  bool b_made = make_unicode(b);
-  if (a_made && b_made) return xps_unicode_compare(a.text, a.length, b.text, b.length, exact);
-  if (a_made == b_made) return quick_exact(a, b);
-  return a_made ? 1 : -1;
-}
-
 int32_t full(const span &a, const span &b, int32_t exact) {
   const byte_table &ranks = exact != 0 ? exact_ranks : folded_ranks;
   int64_t shorter = std::min(a.length, b.length);
@@ -98,7 +78,7 @@ int32_t full(const span &a, const span &b, int32_t exact) {
     unsigned char x = ranks[a[i]];
     unsigned char y = ranks[b[i]];
     // What lies before is plain and equal in both, so the Unicode order can be looked for from here on.
-    if (x == 0 || y == 0) return unicode({a.text + i, a.length - i}, {b.text + i, b.length - i}, exact);
+    if (x == 0 || y == 0) return xps_order(a.text + i, a.length - i, b.text + i, b.length - i, exact);
     if (x != y) return x < y ? -1 : 1;
   }
   return by_length(a, b);

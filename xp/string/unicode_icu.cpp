@@ -1,60 +1,64 @@
 #include "xp/string/unicode.h"
 
-#include <string.h>
+#include <unicode/bytestream.h>
+#include <unicode/normalizer2.h>
+#include <unicode/stringpiece.h>
+#include <unicode/ucasemap.h>
 #include <unicode/uchar.h>
-#include <unicode/utf8.h>
 
 #include <algorithm>
 
 namespace {
 
-// The macro narrows to bytes on purpose, which the compiler cannot see.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wconversion"
-
-// The code point at `at`, which is moved behind it.
-UChar32 next_point(const char *text, int64_t &at, int64_t length) {
-  UChar32 point;
-  U8_NEXT(text, at, length, point);
-  return point;
+int32_t as_icu_length(int64_t length) {
+  return static_cast<int32_t>(std::min<int64_t>(length, INT32_MAX));
 }
 
-#pragma GCC diagnostic pop
+using case_mapper = decltype(ucasemap_utf8ToUpper);
 
-UChar32 fold(UChar32 point) {
-  if (point < 0x80) return point >= 'A' && point <= 'Z' ? point + 32 : point;
-  return u_foldCase(point, U_FOLD_CASE_DEFAULT);
+int64_t map_case(case_mapper mapper, const char *text, int64_t length, char *to, int64_t capacity) {
+  if (length > INT32_MAX) return -1;
+  UErrorCode error = U_ZERO_ERROR;
+  // The empty locale is the root one, whose rules are those of the character database alone.
+  UCaseMap *map = ucasemap_open("", 0, &error);
+  if (U_FAILURE(error)) return -1;
+  int32_t mapped = mapper(map, to, as_icu_length(capacity), text, as_icu_length(length), &error);
+  ucasemap_close(map);
+  return U_SUCCESS(error) || error == U_BUFFER_OVERFLOW_ERROR ? mapped : -1;
 }
 
-bool inside_sequence(const char *text, int64_t at, int64_t length) {
-  return at < length && (static_cast<unsigned char>(text[at]) & 0xC0) == 0x80;
-}
-
-// The start of the first sequence in which the texts differ.
-int64_t common_prefix(const char *a, int64_t alength, const char *b, int64_t blength) {
-  int64_t at = std::mismatch(a, a + alength, b, b + blength).first - a;
-  while (inside_sequence(a, at, alength) || inside_sequence(b, at, blength))
-    --at;
-  return at;
-}
-
-int32_t compare_folded(const char *a, int64_t alength, const char *b, int64_t blength) {
-  int64_t i = common_prefix(a, alength, b, blength);
-  int64_t j = i;
-  while (i < alength && j < blength) {
-    UChar32 x = fold(next_point(a, i, alength));
-    UChar32 y = fold(next_point(b, j, blength));
-    if (x != y) return x < y ? -1 : 1;
+const icu::Normalizer2 *normalizer(int32_t form) {
+  UErrorCode error = U_ZERO_ERROR;
+  const icu::Normalizer2 *result = nullptr;
+  switch (form) {
+    case XPS_NFC: result = icu::Normalizer2::getNFCInstance(error); break;
+    case XPS_NFD: result = icu::Normalizer2::getNFDInstance(error); break;
+    case XPS_NFKC: result = icu::Normalizer2::getNFKCInstance(error); break;
+    case XPS_NFKD: result = icu::Normalizer2::getNFKDInstance(error); break;
+    default: break;
   }
-  return (i < alength) - (j < blength);
+  return U_SUCCESS(error) ? result : nullptr;
 }
 
 }  // namespace
 
-int32_t xps_unicode_compare(const char *a, int64_t alength, const char *b, int64_t blength, int32_t exact) {
-  if (exact == 0) return compare_folded(a, alength, b, blength);
-  // The bytes of UTF-8 are in the order of the code points.
-  int order = memcmp(a, b, static_cast<size_t>(std::min(alength, blength)));
-  if (order == 0) return (alength > blength) - (alength < blength);
-  return order < 0 ? -1 : 1;
+uint32_t xps_unicode_fold(uint32_t point) {
+  return static_cast<uint32_t>(u_foldCase(static_cast<UChar32>(point), U_FOLD_CASE_DEFAULT));
+}
+
+int64_t xps_unicode_upper(const char *text, int64_t length, char *to, int64_t capacity) {
+  return map_case(ucasemap_utf8ToUpper, text, length, to, capacity);
+}
+
+int64_t xps_unicode_lower(const char *text, int64_t length, char *to, int64_t capacity) {
+  return map_case(ucasemap_utf8ToLower, text, length, to, capacity);
+}
+
+int64_t xps_unicode_normalize(const char *text, int64_t length, int32_t form, char *to, int64_t capacity) {
+  const icu::Normalizer2 *rules = normalizer(form);
+  if (rules == nullptr || length > INT32_MAX) return -1;
+  UErrorCode error = U_ZERO_ERROR;
+  icu::CheckedArrayByteSink sink(to, as_icu_length(capacity));
+  rules->normalizeUTF8(0, {text, as_icu_length(length)}, sink, nullptr, error);
+  return U_SUCCESS(error) ? sink.NumberOfBytesAppended() : -1;
 }
