@@ -1,95 +1,26 @@
 // Times by patterns: "#" and a letter, as the C library's strftime has them, with the words and forms of the
 // C locale and independent of any locale set. Dates are Gregorian for ever in both directions.
 
+#include "xp/service/time.h"
+
 #include "xp/format/engine.h"
 #include "xp/object/memory.h"
-
-#include <string.h>
-#include <time.h>
+#include "xp/service/calendar.h"
 
 #include <charconv>
 #include <string_view>
 
 namespace {
 
-// A broken-down time.
-struct moment {
-  int64_t seconds;  // since 1970-01-01 UTC
-  int64_t year;
-  int month, day;  // month 0 to 11, day 1 to 31
-  int hour, minute, second;
-  int weekday, yearday;  // 0: Sunday; 0: 1 January
-  long offset;           // seconds east of UTC
+// A broken-down time and the time itself.
+struct moment : xp_time_parts {
+  int64_t seconds;
 };
-
-constexpr int64_t day_seconds = 86400;
-
-int64_t floor_div(int64_t a, int64_t b) {
-  return a / b - (a % b < 0 ? 1 : 0);
-}
-int64_t floor_mod(int64_t a, int64_t b) {
-  return a - floor_div(a, b) * b;
-}
-
-bool is_leap(int64_t year) {
-  return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
-}
-
-// Days before the first of a month in a common year.
-constexpr int month_starts[] = {0, 31, 59, 90, 120, 151, 181, 212, 243, 273, 304, 334};
-
-// Counts years from 1 March, so that the leap day is the last of a year, and in eras of 400 years, which all
-// have the same number of days.
-void set_date(moment &m, int64_t days) {
-  constexpr int64_t era_days = 146097;
-  days += 719468;  // from 0000-03-01 to 1970-01-01
-  int64_t era = floor_div(days, era_days);
-  int64_t in_era = days - era * era_days;
-  int64_t year = (in_era - in_era / 1460 + in_era / 36524 - in_era / (era_days - 1)) / 365;
-  int64_t in_year = in_era - (365 * year + year / 4 - year / 100);
-  int64_t month = (5 * in_year + 2) / 153;
-  m.day = static_cast<int>(in_year - (153 * month + 2) / 5 + 1);
-  m.month = static_cast<int>(month < 10 ? month + 2 : month - 10);
-  m.year = era * 400 + year + (m.month < 2 ? 1 : 0);
-  m.yearday = month_starts[m.month] + m.day - 1 + (m.month >= 2 && is_leap(m.year) ? 1 : 0);
-}
-
-moment utc_moment(int64_t seconds) {
-  moment m{};
-  m.seconds = seconds;
-  int64_t days = floor_div(seconds, day_seconds);
-  auto rest = static_cast<int>(floor_mod(seconds, day_seconds));
-  set_date(m, days);
-  m.hour = rest / 3600;
-  m.minute = rest / 60 % 60;
-  m.second = rest % 60;
-  m.weekday = static_cast<int>(floor_mod(days + 4, 7));
-  return m;
-}
-
-// False when the system has no local time for it.
-bool local_moment(int64_t seconds, moment &m) {
-  tm local;
-  time_t when = seconds;
-  tzset();
-  if (localtime_r(&when, &local) == nullptr) return false;
-  m = {.seconds = seconds,
-       .year = int64_t{local.tm_year} + 1900,
-       .month = local.tm_mon,
-       .day = local.tm_mday,
-       .hour = local.tm_hour,
-       .minute = local.tm_min,
-       .second = local.tm_sec,
-       .weekday = local.tm_wday,
-       .yearday = local.tm_yday,
-       .offset = local.tm_gmtoff};
-  return true;
-}
 
 // --- Weeks ---
 
 // Weeks of the year that begin on this weekday; the days before the first one are week 0.
-int week_from(const moment &m, int first_weekday) {
+int week_from(const xp_time_parts &m, int first_weekday) {
   return (m.yearday + 7 - (m.weekday + 7 - first_weekday) % 7) / 7;
 }
 
@@ -99,14 +30,14 @@ struct iso_week {
 };
 
 // A week belongs to the year that has its Thursday.
-iso_week iso_week_of(const moment &m) {
+iso_week iso_week_of(const xp_time_parts &m) {
   int monday_based = (m.weekday + 6) % 7;
   int thursday = m.yearday - monday_based + 3;
   int64_t year = m.year;
-  int length = is_leap(year) ? 366 : 365;
+  int length = xp::is_leap_year(year) ? 366 : 365;
   if (thursday < 0) {
     --year;
-    thursday += is_leap(year) ? 366 : 365;
+    thursday += xp::is_leap_year(year) ? 366 : 365;
   } else if (thursday >= length) {
     thursday -= length;
     ++year;
@@ -160,9 +91,9 @@ constexpr alias_row aliases[] = {
     {'Q', "#H:#M"},
 };
 
-void add_offset(collector &out, long offset) {
+void add_offset(collector &out, int32_t offset) {
   out.add(offset < 0 ? "-" : "+");
-  long minutes = (offset < 0 ? -offset : offset) / 60;
+  const int32_t minutes = (offset < 0 ? -offset : offset) / 60;
   out.add_number(minutes / 60, 2);
   out.add_number(minutes % 60, 2);
 }
@@ -171,13 +102,13 @@ int twelve(int hour) {
   return hour % 12 == 0 ? 12 : hour % 12;
 }
 
-void add_name(collector &out, char code, const moment &m) {
+void add_name(collector &out, char code, const xp_time_parts &m) {
   switch (code) {
     case 'a': out.add(day_names[m.weekday].substr(0, 3)); break;
     case 'A': out.add(day_names[m.weekday]); break;
     case 'b':
-    case 'h': out.add(month_names[m.month].substr(0, 3)); break;
-    case 'B': out.add(month_names[m.month]); break;
+    case 'h': out.add(month_names[m.month - 1].substr(0, 3)); break;
+    case 'B': out.add(month_names[m.month - 1]); break;
     case 'p': out.add(m.hour < 12 ? "AM" : "PM"); break;
     case 'z': add_offset(out, m.offset); break;
     case 'Z': out.add("?"); break;
@@ -190,7 +121,7 @@ void add_name(collector &out, char code, const moment &m) {
 
 void add_code(collector &out, char code, const moment &m) {
   switch (code) {
-    case 'C': out.add_number(floor_div(m.year, 100), 2); break;
+    case 'C': out.add_number(xp::floor_div(m.year, 100), 2); break;
     case 'd': out.add_number(m.day, 2); break;
     case 'e': out.add_number(m.day, 2, ' '); break;
     case 'H': out.add_number(m.hour, 2); break;
@@ -198,7 +129,7 @@ void add_code(collector &out, char code, const moment &m) {
     case 'j': out.add_number(m.yearday + 1, 3); break;
     case 'k': out.add_number(m.hour, 2, ' '); break;
     case 'l': out.add_number(twelve(m.hour), 2, ' '); break;
-    case 'm': out.add_number(m.month + 1, 2); break;
+    case 'm': out.add_number(m.month, 2); break;
     case 'M': out.add_number(m.minute, 2); break;
     case 's': out.add_number(m.seconds, 1); break;
     case 'S': out.add_number(m.second, 2); break;
@@ -206,10 +137,10 @@ void add_code(collector &out, char code, const moment &m) {
     case 'W': out.add_number(week_from(m, 1), 2); break;
     case 'u': out.add_number(m.weekday == 0 ? 7 : m.weekday, 1); break;
     case 'w': out.add_number(m.weekday, 1); break;
-    case 'y': out.add_number(floor_mod(m.year, 100), 2); break;
+    case 'y': out.add_number(xp::floor_mod(m.year, 100), 2); break;
     case 'Y': out.add_number(m.year, 1); break;
     case 'G': out.add_number(iso_week_of(m).year, 1); break;
-    case 'g': out.add_number(floor_mod(iso_week_of(m).year, 100), 2); break;
+    case 'g': out.add_number(xp::floor_mod(iso_week_of(m).year, 100), 2); break;
     case 'V': out.add_number(iso_week_of(m).week, 2); break;
     default: add_name(out, code, m);
   }
@@ -247,13 +178,13 @@ std::string_view pick_pattern(const xpf_directive &directive) {
 }  // namespace
 
 void xpf_time(xpf_sink &out, const xpf_directive &directive, int64_t seconds) {
-  if (seconds == 0) seconds = time(nullptr);
-  moment m;
+  moment m{};
+  m.seconds = seconds == 0 ? xp_time_now() : seconds;
   xpf_directive text = directive;
   text.flags &= ~XPF_PLUS;  // it has chosen the form and is no escape here
   if (directive.kind == xpf_kind::utc_time) {
-    m = utc_moment(seconds);
-  } else if (!local_moment(seconds, m)) {
+    xp_time_utc(m.seconds, &m);
+  } else if (xp_time_local(m.seconds, &m) != 0) {
     xpf_text(out, text, nullptr, 0);
     return;
   }

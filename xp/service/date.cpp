@@ -1,79 +1,70 @@
 #include "xp/service/date.h"
 
+#include "xp/object/number.h"
+#include "xp/object/record.h"
 #include "xp/object/type.h"
+#include "xp/service/calendar.h"
+#include "xp/service/time.h"
+#include "xp/string/string.h"
 
-#include <stdio.h>
-
-#include <algorithm>
+#include <cmath>
 
 namespace {
 
-constexpr int64_t seconds_per_day = 86400;
-constexpr size_t text_size = 40;  // a year takes up to 13 characters
+constexpr int64_t ms_per_second = 1000;
+constexpr uint32_t record_size = 8;
 
 struct date : xp_obj {
   static constexpr uint32_t code = xp_code("xdat");
   int64_t seconds;
+  int32_t milliseconds;  // 0 to 999, on top of the seconds
 };
 
-struct calendar_day {
-  int64_t year;
-  int64_t month;
-  int64_t day;
-};
-
-// The Gregorian day that lies `days` days behind 1970-01-01, for every number of days that 64 bits of seconds
-// can name. Years begin in March here, so that the leap day is a year's last, and are grouped by 400, after
-// which the calendar repeats.
-calendar_day day_of(int64_t days) {
-  constexpr int64_t days_per_era = 146097;
-  days += 719468;  // from 0000-03-01
-  int64_t era = (days >= 0 ? days : days - (days_per_era - 1)) / days_per_era;
-  int64_t day_of_era = days - era * days_per_era;
-  int64_t year_of_era = (day_of_era - day_of_era / 1460 + day_of_era / 36524 - day_of_era / 146096) / 365;
-  int64_t day_of_year = day_of_era - (365 * year_of_era + year_of_era / 4 - year_of_era / 100);
-  int64_t shifted = (5 * day_of_year + 2) / 153;  // 0 is March
-  int64_t month = shifted < 10 ? shifted + 3 : shifted - 9;
-  int64_t year = year_of_era + era * 400 + (month <= 2 ? 1 : 0);
-  return {.year = year, .month = month, .day = day_of_year - (153 * shifted + 2) / 5 + 1};
-}
-
-int64_t write_text(int64_t seconds, char (&text)[text_size]) {
-  int64_t days = seconds / seconds_per_day;
-  int64_t rest = seconds % seconds_per_day;
-  if (rest < 0) {
-    rest += seconds_per_day;
-    --days;
+// False, with *total cut to the range of 64 bits, for a date beyond it.
+bool total_ms(const date &d, int64_t &total) {
+  // Counted from the second towards 1970, so that the first millisecond of all does not overflow on the way.
+  const int64_t borrowed = d.seconds < 0 ? 1 : 0;
+  if (!__builtin_mul_overflow(d.seconds + borrowed, ms_per_second, &total) &&
+      !__builtin_add_overflow(total, d.milliseconds - borrowed * ms_per_second, &total)) {
+    return true;
   }
-  calendar_day day = day_of(days);
-  return snprintf(text, text_size, "%04lld-%02lld-%02lldT%02lld:%02lld:%02lldZ",
-                  static_cast<long long>(day.year), static_cast<long long>(day.month),
-                  static_cast<long long>(day.day), static_cast<long long>(rest / 3600),
-                  static_cast<long long>(rest / 60 % 60), static_cast<long long>(rest % 60));
+  total = d.seconds < 0 ? INT64_MIN : INT64_MAX;
+  return false;
 }
 
 int64_t compare(xp_obj *a, xp_obj *b) {
   auto *x = xp::as<date>(a);
   auto *y = xp::as<date>(b);
   if (x == nullptr || y == nullptr) return xp_compare(a, b);
-  return x->seconds < y->seconds ? -1 : x->seconds > y->seconds ? 1 : 0;
+  if (x->seconds != y->seconds) return x->seconds < y->seconds ? -1 : 1;
+  return x->milliseconds - y->milliseconds;
 }
 
 int64_t textify(xp_obj *obj, char *buffer, int64_t capacity) {
   auto *d = xp::as<date>(obj);
-  if (d == nullptr) return 0;
-  char text[text_size];
-  int64_t length = write_text(d->seconds, text);
-  if (buffer == nullptr) return length;
-  length = std::clamp<int64_t>(capacity, 0, length);
-  xp_memcpy(buffer, text, static_cast<size_t>(length));
-  return length;
+  return d == nullptr ? 0 : xp_time_textify(d->seconds, buffer, capacity);
 }
 
-int64_t control(xp_obj *obj, uint32_t code, int64_t /*argument*/, void * /*pointer*/) {
+int64_t serialize(const date &d, int64_t name, void *set) {
+  int64_t total = 0;
+  if (!total_ms(d, total)) return 0;
+  unsigned char content[record_size];
+  xp::store_be64(content, static_cast<uint64_t>(total));
+  return xp::record_append(set, name, date::code, content, record_size);
+}
+
+xp_obj *deserialize(int64_t name, const void *bytes) {
+  const xp_record record = xp::record_read(bytes);
+  if (!xp::record_fits(record, name, date::code, record_size)) return nullptr;
+  return xp_date_msnew(static_cast<int64_t>(xp::load_be64(record.data)));
+}
+
+int64_t control(xp_obj *obj, uint32_t code, int64_t argument, void *pointer) {
   auto *d = xp::as<date>(obj);
   if (d == nullptr) return 0;
   switch (code) {
+    case XP_CTL_SERIALIZE: return serialize(*d, argument, pointer);
+    case XP_CTL_DESERIALIZE: return xp::result(deserialize(argument, pointer));
     case XP_CTL_VALUE: return d->seconds;
     default: return 0;
   }
@@ -85,6 +76,41 @@ constexpr xp::ops date_ops = {.retain = xp_obj_retain,
                               .textify = textify,
                               .control = control};
 
+xp_obj *make(int64_t seconds, int64_t milliseconds) {
+  auto *d = xp::make<date>(date_ops);
+  if (d == nullptr) return nullptr;
+  d->seconds = seconds;
+  d->milliseconds = static_cast<int32_t>(milliseconds);
+  return d;
+}
+
+xp_obj *make_local(int64_t shown, int64_t milliseconds) {
+  xp_time_parts parts;
+  int64_t seconds = 0;
+  xp_time_utc(shown, &parts);
+  return xp_time_fromlocal(&parts, &seconds) == 0 ? make(seconds, milliseconds) : nullptr;
+}
+
+xp_obj *from_text(xp_obj *string) {
+  int64_t seconds = 0;
+  int32_t milliseconds = 0;
+  if (xp_time_parse(xp_str_getptr(string), xp_str_length(string), &seconds, &milliseconds) != 0) {
+    return nullptr;
+  }
+  return make(seconds, milliseconds);
+}
+
+xp_obj *from_number(xp_obj *number) {
+  if (xp_number_isfloat(number) == 0) return make(xp_value(number), 0);
+  const double exact = xp_number_float(number);
+  const double whole = std::floor(exact);
+  // 2^63 is the first float beyond the range; NaN fails both comparisons.
+  if (!(whole >= -0x1p63 && whole < 0x1p63)) return nullptr;
+  const auto milliseconds = static_cast<int64_t>(std::round((exact - whole) * ms_per_second));
+  const auto seconds = static_cast<int64_t>(whole);
+  return milliseconds < ms_per_second ? make(seconds, milliseconds) : make(seconds + 1, 0);
+}
+
 }  // namespace
 
 uint32_t xp_date_type() {
@@ -92,7 +118,33 @@ uint32_t xp_date_type() {
 }
 
 xp_obj *xp_date_make(int64_t seconds) {
-  auto *d = xp::make<date>(date_ops);
-  if (d != nullptr) d->seconds = seconds;
-  return d;
+  return make(seconds, 0);
+}
+
+xp_obj *xp_date_msnew(int64_t milliseconds) {
+  return make(xp::floor_div(milliseconds, ms_per_second), xp::floor_mod(milliseconds, ms_per_second));
+}
+
+xp_obj *xp_date_localnew(int64_t seconds) {
+  return make_local(seconds, 0);
+}
+
+xp_obj *xp_date_localmsnew(int64_t milliseconds) {
+  return make_local(xp::floor_div(milliseconds, ms_per_second), xp::floor_mod(milliseconds, ms_per_second));
+}
+
+xp_obj *xp_date_coerce(xp_obj *obj) {
+  switch (xp_type(obj)) {
+    case date::code: return xp_retain(obj);
+    case xp_code("xstr"): return from_text(obj);
+    case xp_code("xnum"): return from_number(obj);
+    default: return nullptr;
+  }
+}
+
+int64_t xp_date_ms(xp_obj *d) {
+  auto *self = xp::as<date>(d);
+  int64_t total = 0;
+  if (self != nullptr) total_ms(*self, total);
+  return total;
 }

@@ -6,10 +6,8 @@
 #include "xp/object/ref.h"
 #include "xp/object/type.h"
 #include "xp/service/base64.h"
-#include "xp/service/date.h"
 
 #include <string.h>
-#include <time.h>
 
 #include <string>
 
@@ -18,7 +16,6 @@ namespace {
 using xp::ref;
 
 class data_test : public leak_check {};
-class date_test : public leak_check {};
 
 std::string content(const ref &d) {
   return {static_cast<const char *>(xp_data_getptr(d.get())), static_cast<size_t>(xp_data_length(d.get()))};
@@ -127,44 +124,6 @@ TEST(base64_test, a_short_buffer_takes_whole_groups) {
   EXPECT_EQ(xp_b64_encode("foob", 4, XP_B64_URL, buffer, 6), 6);
   EXPECT_EQ(xp_b64_encode(nullptr, 4, 0, buffer, 16), 0);
   EXPECT_EQ(xp_b64_encode("x", INT64_MAX, 0, nullptr, 0), 0);
-}
-
-TEST_F(date_test, text_is_the_utc_time) {
-  struct {
-    int64_t seconds;
-    const char *text;
-  } const cases[] = {
-      {0, "1970-01-01T00:00:00Z"},
-      {-1, "1969-12-31T23:59:59Z"},
-      {951782400, "2000-02-29T00:00:00Z"},
-      {4107542400, "2100-03-01T00:00:00Z"},
-      {4107542399, "2100-02-28T23:59:59Z"},
-      {253402300799, "9999-12-31T23:59:59Z"},
-      {253402300800, "10000-01-01T00:00:00Z"},
-      {-62167219200, "0000-01-01T00:00:00Z"},
-      {INT64_MAX, "292277026596-12-04T15:30:07Z"},
-  };
-  for (auto [seconds, text] : cases) {
-    ref date = ref::adopt(xp_date_make(seconds));
-    char buffer[64] = {};
-    EXPECT_EQ(xp_textify(date.get(), buffer, sizeof buffer), static_cast<int64_t>(strlen(text)));
-    EXPECT_STREQ(buffer, text);
-    EXPECT_EQ(xp_value(date.get()), seconds);
-  }
-  // Against the C library, over the years that have four digits.
-  for (int64_t seconds = -30610224000; seconds <= 253402300799; seconds += 86400 * 13 + 12345) {
-    time_t time = seconds;
-    tm parts;
-    char expected[64];
-    strftime(expected, sizeof expected, "%Y-%m-%dT%H:%M:%SZ", gmtime_r(&time, &parts));
-    char buffer[64] = {};
-    xp_textify(ref::adopt(xp_date_make(seconds)).get(), buffer, sizeof buffer);
-    ASSERT_STREQ(buffer, expected);
-  }
-  ref early = ref::adopt(xp_date_make(INT64_MIN));
-  ref late = ref::adopt(xp_date_make(INT64_MAX));
-  EXPECT_LT(xp_compare(early.get(), late.get()), 0);
-  EXPECT_GT(xp_textify(early.get(), nullptr, 0), 0);
 }
 
 }  // namespace
