@@ -71,6 +71,16 @@ int32_t xp_str_sequence(const char *text, int64_t length) {
   return rule.bytes;
 }
 
+int64_t xps_subpart(const char *text, int64_t length) {
+  const auto *bytes = reinterpret_cast<const unsigned char *>(text);
+  lead_rule rule = rule_for(bytes[0]);
+  if (rule.bytes == 0 || length < 2 || bytes[1] < rule.low || bytes[1] > rule.high) return 1;
+  int64_t at = 2;
+  while (at < rule.bytes && at < length && (bytes[at] & 0xC0) == 0x80)
+    ++at;
+  return at;
+}
+
 int64_t xp_str_txtvalid(const char *text, int64_t length) {
   int64_t total = xp_str_txtlen(text, length);
   int64_t at = 0;

@@ -1,5 +1,5 @@
-// UTF-8 by lead bytes alone: how texts are cut. Whether a text is well formed is another question, see
-// xp_str_sequence. Internal to the runtime.
+// UTF-8 by lead bytes: how texts are cut. Whether a text is well formed is another question, see
+// xp_str_sequence and xp_str_txtvalid. Internal to the runtime.
 
 #ifndef XP_STRING_UTF8_H
 #define XP_STRING_UTF8_H
@@ -22,5 +22,9 @@ int64_t xps_cut(const char *text, int64_t length, int64_t limit);
 
 // The length of the whole sequences in `length` bytes: a last one that the end cuts is left out.
 int64_t xps_whole(const char *text, int64_t length);
+
+// Bytes at the start of an ill-formed text of at least one byte that are replaced as one when it is repaired:
+// the longest beginning of a well-formed sequence, or a single byte.
+int64_t xps_subpart(const char *text, int64_t length);
 
 #endif
