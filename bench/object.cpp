@@ -1,4 +1,4 @@
-// Objects: taking a reference and dropping it, and making a small object and ending it.
+// Objects: taking a reference and dropping it, and making small objects and ending them.
 
 #include "xp/object/object.h"
 
@@ -7,6 +7,7 @@
 #include "xp/string/string.h"
 
 #include <benchmark/benchmark.h>
+#include <stdlib.h>
 
 #include <cstdint>
 #include <memory>
@@ -49,6 +50,51 @@ void make_shared_ptr(benchmark::State &state) {
     benchmark::DoNotOptimize(std::make_shared<int64_t>(1000));
 }
 
+constexpr size_t small_size = 96;
+constexpr size_t held_count = 1000;
+
+void small_ours(benchmark::State &state) {
+  const bench::busy_process busy;
+  for (auto _ : state) {
+    xp_obj *obj = xp_new(xp_code("smpl"), small_size);
+    benchmark::DoNotOptimize(obj);
+    xp_release(obj);
+  }
+}
+
+void small_malloc(benchmark::State &state) {
+  const bench::busy_process busy;
+  for (auto _ : state) {
+    void *block = malloc(small_size);
+    benchmark::DoNotOptimize(block);
+    free(block);
+  }
+}
+
+void held_ours(benchmark::State &state) {
+  const bench::busy_process busy;
+  xp_obj *held[held_count];
+  for (auto _ : state) {
+    for (xp_obj *&obj : held)
+      obj = xp_new(xp_code("smpl"), small_size);
+    benchmark::DoNotOptimize(held);
+    for (xp_obj *obj : held)
+      xp_release(obj);
+  }
+}
+
+void held_calloc(benchmark::State &state) {
+  const bench::busy_process busy;
+  void *held[held_count];
+  for (auto _ : state) {
+    for (void *&block : held)
+      block = calloc(1, small_size);
+    benchmark::DoNotOptimize(held);
+    for (void *block : held)
+      free(block);
+  }
+}
+
 constexpr char words[] = "a text of some forty characters, about so";
 
 void text_ours(benchmark::State &state) {
@@ -70,6 +116,10 @@ void text_shared_ptr(benchmark::State &state) {
 
 BENCHMARK(count_ours)->Name("retain and release/ours");
 BENCHMARK(count_shared_ptr)->Name("retain and release/std::shared_ptr");
+BENCHMARK(small_ours)->Name("make and end an object of 96 bytes/ours");
+BENCHMARK(small_malloc)->Name("make and end an object of 96 bytes/malloc");
+BENCHMARK(held_ours)->Name("make and end 1000 objects of 96 bytes/ours");
+BENCHMARK(held_calloc)->Name("make and end 1000 objects of 96 bytes/calloc");
 BENCHMARK(make_ours)->Name("make and end a number/ours");
 BENCHMARK(make_shared_ptr)->Name("make and end a number/std::shared_ptr");
 BENCHMARK(text_ours)->Name("make and end a string/ours");

@@ -1,5 +1,7 @@
 #include "xp/object/debug.h"
 
+#include "xp/object/slab.h"
+
 #include <malloc.h>
 
 int64_t xp_dbg_memcount() {
@@ -11,7 +13,8 @@ int64_t xp_dbg_memstats() {
 }
 
 int64_t xp_dbg_memtrim() {
-  return malloc_trim(0);
+  int64_t slabs = xp::slab::in_use ? xp::slab::trim() : 0;
+  return malloc_trim(0) != 0 || slabs != 0 ? 1 : 0;
 }
 
 xp_obj *xp_dbg_forget(xp_obj *obj) {

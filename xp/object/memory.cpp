@@ -1,6 +1,7 @@
 #include "xp/object/memory.h"
 
 #include "xp/object/memory_hook.h"
+#include "xp/object/slab.h"
 
 #include <stdint.h>
 #include <stdlib.h>
@@ -35,6 +36,7 @@ void *xp_realloc(void *block, size_t size) {
 void xp_free(void *block) {
   if (block == nullptr) return;
   xp::count_block_given();
+  if (xp::slab::in_use && xp::slab::owns(block)) return xp::slab::give(block);
   free(block);
 }
 

@@ -15,7 +15,7 @@ void *xp_alloc(size_t size);
 // resize.
 void *xp_realloc(void *block, size_t size);
 
-// Free a block made by xp_alloc or xp_realloc; null is ignored. Both names do the same.
+// Free a block made by xp_alloc, xp_realloc or xp_new; null is ignored. Both names do the same.
 void xp_free(void *block);
 void xp_delete(void *block);
 

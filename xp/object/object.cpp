@@ -1,7 +1,9 @@
 #include "xp/object/object.h"
 
 #include "xp/object/memory.h"
+#include "xp/object/memory_hook.h"
 #include "xp/object/refcount.h"
+#include "xp/object/slab.h"
 #include "xp/object/type.h"
 
 #include <algorithm>
@@ -28,6 +30,35 @@ void count_gone() {}
 
 // Texts up to this size are streamed from the stack.
 constexpr int64_t stream_buffer_size = 256;
+
+// Sixteen bytes at any multiple of eight.
+using grain = uint64_t __attribute__((vector_size(16), aligned(8), may_alias));
+
+// Zeroes a slab block behind the header, up to the next grain: short blocks are done before a call of memset
+// has begun.
+void clear_content(xp_obj *obj, size_t size) {
+  auto *at = reinterpret_cast<grain *>(obj + 1);
+  for (size_t left = sizeof(xp_obj); left < size; left += sizeof(grain)) {
+    asm("" : "+r"(at));  // keeps the compiler from making a call of memset of this
+    *at++ = grain{};
+  }
+}
+
+// A zeroed block: from the slabs when it is small, else from the heap.
+xp_obj *object_block(size_t size) {
+  if constexpr (xp::slab::in_use) {
+    if (!xp::allocation_allowed()) return nullptr;
+    if (auto *obj = static_cast<xp_obj *>(xp::slab::take(size))) {
+      xp::count_block_taken();
+      obj->compare = nullptr;
+      obj->textify = nullptr;
+      obj->control = nullptr;
+      clear_content(obj, size);
+      return obj;
+    }
+  }
+  return static_cast<xp_obj *>(xp_alloc(size));
+}
 
 int64_t sign(bool below) {
   return below ? -1 : 1;
@@ -56,7 +87,7 @@ int64_t live_objects() {
 // --- Life cycle ---
 
 xp_obj *xp_new(uint32_t type, size_t size) {
-  auto *obj = static_cast<xp_obj *>(xp_alloc(std::max(size, sizeof(xp_obj))));
+  xp_obj *obj = object_block(std::max(size, sizeof(xp_obj)));
   if (obj == nullptr) return nullptr;
   count_new();
   return xp_obj_init(obj, type);
@@ -73,12 +104,18 @@ xp_obj *xp_obj_init(void *memory, uint32_t type) {
   return obj;
 }
 
+// Most objects have the generic operations: a comparison is cheaper than the call through the pointer.
 xp_obj *xp_retain(xp_obj *obj) {
-  return obj == nullptr ? nullptr : obj->retain(obj);
+  if (obj == nullptr) return nullptr;
+  if (obj->retain != xp_obj_retain) return obj->retain(obj);
+  xp::refcount::up(obj->refs);
+  return obj;
 }
 
 void xp_release(xp_obj *obj) {
-  if (obj != nullptr) obj->release(obj);
+  if (obj == nullptr) return;
+  if (obj->release != xp_obj_release) return obj->release(obj);
+  if (xp::refcount::drop(obj->refs)) xp::destroy(obj);
 }
 
 xp_obj *xp_obj_retain(xp_obj *obj) {
@@ -91,7 +128,7 @@ void xp_obj_release(xp_obj *obj) {
 }
 
 int32_t xp_prerelease(xp_obj *obj) {
-  return obj != nullptr && xp::refcount::down(obj->refs) < 2 ? 1 : 0;
+  return obj != nullptr && xp::refcount::drop(obj->refs) ? 1 : 0;
 }
 
 int32_t xp_refs(xp_obj *obj) {

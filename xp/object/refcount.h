@@ -28,6 +28,15 @@ inline int32_t read(int32_t &count) {
   return std::atomic_ref(count).load(std::memory_order_acquire);
 }
 
+// Counts down: true for the last owner, who has to end the object. An owner who reads 1 is the last one, and
+// nobody else can reach the object to change that: a plain store does for what would cost a locked
+// subtraction in every short life.
+inline bool drop(int32_t &count) {
+  if (read(count) > 1) return down(count) < 2;
+  std::atomic_ref(count).store(0, std::memory_order_relaxed);
+  return true;
+}
+
 // Counts down unless that would drop the last reference: true when it did. For types whose end belongs to one
 // thread.
 inline bool down_unless_last(int32_t &count) {
