@@ -1,6 +1,7 @@
 // Comparing. The full forms decide plain texts byte by byte and hand everything else to the platform's
 // Unicode data; the quick forms look at bytes only.
 
+#include "xp/string/fold_scan.h"
 #include "xp/string/order.h"
 #include "xp/string/string.h"
 #include "xp/string/text.h"
@@ -8,37 +9,8 @@
 #include <string.h>
 
 #include <algorithm>
-#include <array>
 
 namespace {
-
-using byte_table = std::array<unsigned char, 256>;
-
-constexpr bool is_plain(unsigned byte) {
-  return (byte >= ' ' && byte <= '9') || (byte >= 'A' && byte <= 'Z') || (byte >= 'a' && byte <= 'z') ||
-         byte == ':' || byte == '@' || byte == '_';
-}
-
-// For each plain byte its place in the order; 0 for bytes that are not plain.
-consteval byte_table make_ranks(bool exact) {
-  byte_table table{};
-  for (unsigned i = 0; i < 256; ++i) {
-    auto byte = static_cast<unsigned char>(i);
-    if (is_plain(i)) table[i] = exact ? byte : xp_str_fold(byte);
-  }
-  return table;
-}
-
-consteval byte_table make_folds() {
-  byte_table table{};
-  for (unsigned i = 0; i < 256; ++i)
-    table[i] = xp_str_fold(static_cast<unsigned char>(i));
-  return table;
-}
-
-constexpr byte_table exact_ranks = make_ranks(true);
-constexpr byte_table folded_ranks = make_ranks(false);
-constexpr byte_table folds = make_folds();
 
 struct span {
   const char *text;
@@ -63,25 +35,20 @@ int32_t quick_exact(const span &a, const span &b) {
 
 int32_t quick_folded(const span &a, const span &b) {
   int64_t shorter = std::min(a.length, b.length);
-  for (int64_t i = 0; i < shorter; ++i) {
-    unsigned char x = folds[a[i]];
-    unsigned char y = folds[b[i]];
-    if (x != y) return x < y ? -1 : 1;
-  }
-  return by_length(a, b);
+  int64_t at = xps_fold_differ(a.text, b.text, shorter);
+  if (at == shorter) return by_length(a, b);
+  return xp_str_fold(a[at]) < xp_str_fold(b[at]) ? -1 : 1;
 }
 
 int32_t full(const span &a, const span &b, int32_t exact) {
-  const byte_table &ranks = exact != 0 ? exact_ranks : folded_ranks;
   int64_t shorter = std::min(a.length, b.length);
-  for (int64_t i = 0; i < shorter; ++i) {
-    unsigned char x = ranks[a[i]];
-    unsigned char y = ranks[b[i]];
-    // What lies before is plain and equal in both, so the Unicode order can be looked for from here on.
-    if (x == 0 || y == 0) return xps_order(a.text + i, a.length - i, b.text + i, b.length - i, exact);
-    if (x != y) return x < y ? -1 : 1;
-  }
-  return by_length(a, b);
+  int64_t at = xps_plain_differ(a.text, b.text, shorter, exact != 0);
+  if (at == shorter) return by_length(a, b);
+  unsigned char x = exact != 0 ? a[at] : xp_str_fold(a[at]);
+  unsigned char y = exact != 0 ? b[at] : xp_str_fold(b[at]);
+  if (xps_is_plain(x) && xps_is_plain(y)) return x < y ? -1 : 1;
+  // What lies before is plain and equal in both, so the Unicode order can be looked for from here on.
+  return xps_order(a.text + at, a.length - at, b.text + at, b.length - at, exact);
 }
 
 span string_span(xp_obj *s) {
@@ -89,6 +56,14 @@ span string_span(xp_obj *s) {
 }
 
 }  // namespace
+
+int32_t xps_compare(const char *a, int64_t alength, const char *b, int64_t blength, int32_t exact) {
+  return full(measured(a, alength), measured(b, blength), exact);
+}
+
+int32_t xps_iqcompare(const char *a, int64_t alength, const char *b, int64_t blength) {
+  return quick_folded(measured(a, alength), measured(b, blength));
+}
 
 int32_t xp_str_txtcmp(const char *a, int64_t alength, const char *b, int64_t blength) {
   return full(measured(a, alength), measured(b, blength), 1);

@@ -1,5 +1,6 @@
 // Prefixes, suffixes and searching.
 
+#include "xp/string/fold_scan.h"
 #include "xp/string/string.h"
 #include "xp/string/text.h"
 
@@ -9,32 +10,18 @@
 
 namespace {
 
-unsigned char folded(char c) {
-  return xp_str_fold(static_cast<unsigned char>(c));
-}
-
 bool equal(const char *a, const char *b, int64_t length, bool exact) {
-  if (exact) return memcmp(a, b, static_cast<size_t>(length)) == 0;
-  for (int64_t i = 0; i < length; ++i) {
-    if (folded(a[i]) != folded(b[i])) return false;
-  }
-  return true;
+  return exact ? memcmp(a, b, static_cast<size_t>(length)) == 0 : xps_fold_differ(a, b, length) == length;
 }
 
 // The first position from `from` to `last`, or -1.
 int64_t find_forward(const char *text, const char *needle, int64_t nlength, bool exact, int64_t from,
                      int64_t last) {
   if (from > last) return -1;
-  if (exact) {
-    const void *hit =
-        memmem(text + from, static_cast<size_t>(last - from + nlength), needle, static_cast<size_t>(nlength));
-    return hit != nullptr ? static_cast<const char *>(hit) - text : -1;
-  }
-  unsigned char first = folded(needle[0]);
-  for (int64_t at = from; at <= last; ++at) {
-    if (folded(text[at]) == first && equal(text + at, needle, nlength, false)) return at;
-  }
-  return -1;
+  if (!exact) return xps_fold_find(text, from, last, needle, nlength);
+  const void *hit =
+      memmem(text + from, static_cast<size_t>(last - from + nlength), needle, static_cast<size_t>(nlength));
+  return hit != nullptr ? static_cast<const char *>(hit) - text : -1;
 }
 
 int64_t find_backward(const char *text, const char *needle, int64_t nlength, bool exact, int64_t from) {
@@ -69,8 +56,8 @@ int32_t xp_str_txtends(const char *text, int64_t length, const char *suffix, int
   return wanted > 0 && there >= wanted && equal(text + (there - wanted), suffix, wanted, exact != 0);
 }
 
-int64_t xp_str_txtfind(const char *text, int64_t length, const char *needle, int64_t nlength, uint32_t flags,
-                       int64_t from) {
+int64_t xp_str_txtnfind(const char *text, int64_t length, const char *needle, int64_t nlength, uint32_t flags,
+                        int64_t from) {
   int64_t total = xp_str_txtlen(text, length);
   int64_t wanted = xp_str_txtlen(needle, nlength);
   if (total == 0 || wanted == 0) return -1;
@@ -86,6 +73,10 @@ int64_t xp_str_txtfind(const char *text, int64_t length, const char *needle, int
   return at < 0 && marked ? total : at;
 }
 
+int64_t xp_str_txtfind(const char *text, int64_t length, const char *needle, uint32_t flags, int64_t from) {
+  return xp_str_txtnfind(text, length, needle, -1, flags, from);
+}
+
 int32_t xp_str_starts(xp_obj *s, const char *prefix, int64_t length, int32_t exact) {
   return xp_str_txtstarts(xp_str_getptr(s), xp_str_length(s), prefix, length, exact);
 }
@@ -95,5 +86,5 @@ int32_t xp_str_ends(xp_obj *s, const char *suffix, int64_t length, int32_t exact
 }
 
 int64_t xp_str_find(xp_obj *s, const char *text, uint32_t flags, int64_t from) {
-  return xp_str_txtfind(xp_str_getptr(s), xp_str_length(s), text, -1, flags, from);
+  return xp_str_txtfind(xp_str_getptr(s), xp_str_length(s), text, flags, from);
 }

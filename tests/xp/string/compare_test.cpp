@@ -181,10 +181,10 @@ TEST_F(string_order, find) {
                                     << " " << r.from);
     xp::ref s = make(r.text);
     EXPECT_EQ(xp_str_find(s.get(), r.needle, r.flags, r.from), r.expected);
-    EXPECT_EQ(xp_str_txtfind(r.text, -1, r.needle, -1, r.flags, r.from), r.expected);
+    EXPECT_EQ(xp_str_txtfind(r.text, -1, r.needle, r.flags, r.from), r.expected);
   }
   EXPECT_EQ(xp_str_find(nullptr, "a", mark, 0), -1);
-  EXPECT_EQ(xp_str_txtfind("abc", 2, "c", 1, 0, 0), -1) << "beyond the length";
+  EXPECT_EQ(xp_str_txtfind("abc", 2, "c", 0, 0), -1) << "beyond the length";
 }
 
 }  // namespace
