@@ -1,9 +1,8 @@
 #include "xp/array/array.h"
 
+#include "xp/array/array_impl.h"
 #include "xp/object/deferred_release.h"
-#include "xp/object/lock.h"
 #include "xp/object/ref.h"
-#include "xp/object/type.h"
 #include "xp/service/traversal.h"
 
 #include <string.h>
@@ -11,35 +10,14 @@
 #include <algorithm>
 #include <utility>
 
+namespace xp::array {
 namespace {
-
-struct array : xp_obj {
-  static constexpr uint32_t code = xp_code("arry");
-
-  xp_obj *lock;  // or null
-  uint32_t flags;
-  int64_t capacity;  // slots the array may use; below or equal to `slots`
-  int64_t growth;    // slots added when full
-  int64_t count;
-  xp_obj *(*retain_item)(xp_obj *item);
-  void (*release_item)(xp_obj *item);
-  xp_obj **items;
-  // Slots of the vector. They double behind the capacity, so that growing by one does not copy everything
-  // each time.
-  int64_t slots;
-
-  bool raw() { return (flags & XP_ARRAY_RAW) != 0; }
-  bool holds(int64_t index) { return index >= 0 && index < count; }
-};
-
-constexpr size_t slot_size = sizeof(void *);
-constexpr int64_t most_slots = PTRDIFF_MAX / static_cast<int64_t>(slot_size);
 
 // --- The vector, under the lock ---
 
 // Moves the items to a vector of `slots` slots, which hold them all. False, with nothing changed, when memory
 // is exhausted.
-bool move_items(array *a, int64_t slots) {
+bool move_items(object *a, int64_t slots) {
   if (slots > most_slots) return false;
   xp_obj **items = nullptr;
   if (slots > 0) {
@@ -52,7 +30,7 @@ bool move_items(array *a, int64_t slots) {
   return true;
 }
 
-void drop_items(array *a) {
+void drop_items(object *a) {
   xp_obj **items = std::exchange(a->items, nullptr);
   int64_t count = std::exchange(a->count, 0);
   a->capacity = a->slots = 0;
@@ -61,18 +39,17 @@ void drop_items(array *a) {
   xp_free(items);
 }
 
-bool set_capacity(array *a, int64_t capacity, int64_t comfortable) {
-  if (capacity > a->slots && !move_items(a, comfortable) && !move_items(a, capacity)) {
+bool set_capacity(object *a, int64_t capacity, int64_t comfortable) {
+  if (!raise_capacity(a, capacity, comfortable)) {
     // Deliberate: left empty rather than half-valid. A caller that goes on appending after a failure would
     // otherwise end up with an array that lacks something in the middle.
     drop_items(a);
     return false;
   }
-  a->capacity = capacity;
   return true;
 }
 
-bool make_room(array *a) {
+bool make_room(object *a) {
   if (a->count < a->capacity) return true;
   if (a->growth == 0) return false;
   int64_t capacity = a->growth > INT64_MAX - a->capacity ? INT64_MAX : a->capacity + a->growth;
@@ -80,7 +57,7 @@ bool make_room(array *a) {
 }
 
 // Opens a gap at `index` and puts an owned item there; the position, or -1.
-int64_t place(array *a, xp_obj *item, int64_t index) {
+int64_t place(object *a, xp_obj *item, int64_t index) {
   if (!make_room(a)) return -1;
   if (index < 0 || index > a->count) index = a->count;
   xp_obj **at = a->items + index;
@@ -91,7 +68,7 @@ int64_t place(array *a, xp_obj *item, int64_t index) {
 }
 
 // Closes the gap that a taken item leaves.
-xp_obj *take(array *a, int64_t index) {
+xp_obj *take(object *a, int64_t index) {
   xp_obj **at = a->items + index;
   xp_obj *item = *at;
   --a->count;
@@ -108,38 +85,38 @@ xp_obj *keep_raw(xp_obj *item) {
 void drop_raw(xp_obj * /*item*/) {}
 
 void destroy(xp_obj *obj) {
-  auto *a = static_cast<array *>(obj);
+  auto *a = static_cast<object *>(obj);
   drop_items(a);
   xp_release(a->lock);
   xp::destroy(a);
 }
 
 void release(xp_obj *obj) {
-  if (xp_prerelease(obj)) xp::end_container(obj, destroy);
+  if (xp_prerelease(obj)) end_container(obj, destroy);
 }
 
 // A new array with the same flags and the members that copy_item makes; null when memory is exhausted.
 template <typename Copy>
-xp_obj *copy_with(array *a, Copy copy_item) {
-  xp::ref copy = xp::ref::adopt(xp_array_new(a->flags));
-  auto *to = xp::as<array>(copy.get());
+xp_obj *copy_with(object *a, Copy copy_item) {
+  ref copy = ref::adopt(xp_array_new(a->flags));
+  auto *to = as<object>(copy.get());
   if (to == nullptr) return nullptr;
-  xp::crit_guard guard(a->lock);
+  crit_guard guard(a->lock);
   if (!set_capacity(to, a->count, a->count)) return nullptr;
   for (int64_t i = 0; i < a->count; ++i)
     to->items[to->count++] = copy_item(a->items[i]);
   return copy.leak();
 }
 
-xp_obj *duplicate(array *a, uint32_t flags) {
+xp_obj *duplicate(object *a, uint32_t flags) {
   if ((flags & XP_DUP_SHALLOW) != 0 || a->raw()) return xp_array_copy(a);
   return copy_with(a, [flags](xp_obj *item) { return xp_duplicate(item, flags); });
 }
 
 int64_t control(xp_obj *obj, uint32_t code, int64_t argument, void * /*pointer*/) {
-  auto *a = static_cast<array *>(obj);
+  auto *a = static_cast<object *>(obj);
   switch (code) {
-    case XP_CTL_DUPLICATE: return xp::result(duplicate(a, static_cast<uint32_t>(argument)));
+    case XP_CTL_DUPLICATE: return result(duplicate(a, static_cast<uint32_t>(argument)));
     case XP_CTL_INSTANCEOF: return argument == xp_code("trav");
     case XP_CTL_FALSEY: return xp_array_length(a) == 0;
     case XP_CTL_TRAVERSE:
@@ -149,15 +126,8 @@ int64_t control(xp_obj *obj, uint32_t code, int64_t argument, void * /*pointer*/
   }
 }
 
-constexpr xp::ops array_ops = {
+constexpr ops array_ops = {
     .retain = xp_obj_retain, .release = release, .compare = nullptr, .textify = nullptr, .control = control};
-
-// What a null comparison means for raw values.
-int64_t compare_raw(void * /*context*/, xp_obj *a, xp_obj *b, void * /*argument*/) {
-  auto left = reinterpret_cast<uintptr_t>(a);
-  auto right = reinterpret_cast<uintptr_t>(b);
-  return left < right ? -1 : left > right ? 1 : 0;
-}
 
 // --- Traversals ---
 
@@ -171,10 +141,10 @@ void cursor_reset(xp_obj * /*container*/, void *state) {
 }
 
 xp_obj *cursor_step(xp_obj *container, void *state, bool forward) {
-  auto *a = xp::as<array>(container);
+  auto *a = as<object>(container);
   auto *at = static_cast<cursor *>(state);
   if (a == nullptr || at->state == cursor::ended) return nullptr;
-  xp::crit_guard guard(a->lock);
+  crit_guard guard(a->lock);
   if (at->state == cursor::fresh) {
     at->index = forward ? 0 : a->count - 1;
   } else {
@@ -196,17 +166,53 @@ int64_t cursor_count(xp_obj *container, void * /*state*/) {
   return xp_array_length(container);
 }
 
-constexpr xp_trav_ops traversal_ops = {
-    .reset = cursor_reset, .next = cursor_next, .prev = cursor_prev, .count = cursor_count};
+int64_t cursor_skip(xp_obj *container, void *state, int64_t count) {
+  auto *a = as<object>(container);
+  auto *at = static_cast<cursor *>(state);
+  if (a == nullptr || at->state == cursor::ended) return 0;
+  crit_guard guard(a->lock);
+  int64_t next = at->state == cursor::fresh ? 0 : at->index + 1;
+  int64_t passed = std::clamp<int64_t>(a->count - next, 0, count);
+  // One that passes the last item stands on it: the next step ends the walk.
+  if (passed > 0) *at = {.index = next + passed - 1, .state = cursor::walking};
+  if (passed < count) at->state = cursor::ended;
+  return passed;
+}
+
+constexpr xp_trav_ops traversal_ops = {.reset = cursor_reset,
+                                       .next = cursor_next,
+                                       .prev = cursor_prev,
+                                       .count = cursor_count,
+                                       .skip = cursor_skip};
 
 }  // namespace
 
+bool raise_capacity(object *a, int64_t capacity, int64_t comfortable) {
+  if (capacity > a->slots && !move_items(a, comfortable) && !move_items(a, capacity)) return false;
+  a->capacity = std::max(a->capacity, capacity);
+  return true;
+}
+
+xp_sort_compare natural_order(object *a) {
+  // The order of raw values is that of ties.
+  static constexpr xp_sort_compare as_they_are = [](void *, xp_obj *left, xp_obj *right, void *) -> int64_t {
+    auto x = reinterpret_cast<uintptr_t>(left);
+    auto y = reinterpret_cast<uintptr_t>(right);
+    return x < y ? -1 : x > y ? 1 : 0;
+  };
+  return a->raw() ? as_they_are : xp_sort_cmpobj;
+}
+
+}  // namespace xp::array
+
+using namespace xp::array;
+
 uint32_t xp_array_type() {
-  return array::code;
+  return object::code;
 }
 
 xp_obj *xp_array_new(uint32_t flags) {
-  auto *a = xp::make<array>(array_ops);
+  auto *a = xp::make<object>(array_ops);
   if (a == nullptr) return nullptr;
   a->flags = flags;
   a->growth = 1;
@@ -220,7 +226,7 @@ xp_obj *xp_array_new(uint32_t flags) {
 }
 
 int64_t xp_array_setinitial(xp_obj *a, int64_t capacity) {
-  auto *self = xp::as<array>(a);
+  auto *self = xp::as<object>(a);
   if (self == nullptr) return 0;
   xp::crit_guard guard(self->lock);
   if (capacity > self->capacity && !set_capacity(self, capacity, capacity)) return -1;
@@ -228,14 +234,14 @@ int64_t xp_array_setinitial(xp_obj *a, int64_t capacity) {
 }
 
 int64_t xp_array_setgrowth(xp_obj *a, int64_t step) {
-  auto *self = xp::as<array>(a);
+  auto *self = xp::as<object>(a);
   if (self == nullptr) return 0;
   xp::crit_guard guard(self->lock);
   return self->growth = step < 0 ? 1 : step;
 }
 
 int64_t xp_array_setfinal(xp_obj *a) {
-  auto *self = xp::as<array>(a);
+  auto *self = xp::as<object>(a);
   if (self == nullptr) return 0;
   xp::crit_guard guard(self->lock);
   if (self->slots > self->count && !move_items(self, self->count)) return -1;
@@ -244,7 +250,7 @@ int64_t xp_array_setfinal(xp_obj *a) {
 }
 
 int64_t xp_array_insert(xp_obj *a, xp_obj *obj, int64_t index) {
-  auto *self = xp::as<array>(a);
+  auto *self = xp::as<object>(a);
   if (self == nullptr) return -1;
   xp::crit_guard guard(self->lock);
   int64_t position = place(self, obj, index);
@@ -253,7 +259,7 @@ int64_t xp_array_insert(xp_obj *a, xp_obj *obj, int64_t index) {
 }
 
 int64_t xp_array_set(xp_obj *a, xp_obj *obj, int64_t index) {
-  auto *self = xp::as<array>(a);
+  auto *self = xp::as<object>(a);
   if (self == nullptr) return -1;
   xp_obj *former = nullptr;
   {
@@ -266,21 +272,21 @@ int64_t xp_array_set(xp_obj *a, xp_obj *obj, int64_t index) {
 }
 
 xp_obj *xp_array_get(xp_obj *a, int64_t index) {
-  auto *self = xp::as<array>(a);
+  auto *self = xp::as<object>(a);
   if (self == nullptr) return nullptr;
   xp::crit_guard guard(self->lock);
   return self->holds(index) ? self->retain_item(self->items[index]) : nullptr;
 }
 
 xp_obj *xp_array_remove(xp_obj *a, int64_t index) {
-  auto *self = xp::as<array>(a);
+  auto *self = xp::as<object>(a);
   if (self == nullptr) return nullptr;
   xp::crit_guard guard(self->lock);
   return self->holds(index) ? take(self, index) : nullptr;
 }
 
 int64_t xp_array_delete(xp_obj *a, int64_t index) {
-  auto *self = xp::as<array>(a);
+  auto *self = xp::as<object>(a);
   if (self == nullptr) return -1;
   xp_obj *taken = nullptr;
   {
@@ -293,14 +299,14 @@ int64_t xp_array_delete(xp_obj *a, int64_t index) {
 }
 
 int64_t xp_array_length(xp_obj *a) {
-  auto *self = xp::as<array>(a);
+  auto *self = xp::as<object>(a);
   if (self == nullptr) return 0;
   xp::crit_guard guard(self->lock);
   return self->count;
 }
 
 int64_t xp_array_enum(xp_obj *a, xp_array_visitor visit, void *context) {
-  auto *self = xp::as<array>(a);
+  auto *self = xp::as<object>(a);
   if (self == nullptr || visit == nullptr) return 0;
   xp::crit_guard guard(self->lock);
   for (int64_t i = 0; i < self->count; ++i) {
@@ -310,27 +316,27 @@ int64_t xp_array_enum(xp_obj *a, xp_array_visitor visit, void *context) {
 }
 
 xp_obj *xp_array_copy(xp_obj *a) {
-  auto *self = xp::as<array>(a);
+  auto *self = xp::as<object>(a);
   return self == nullptr ? nullptr : copy_with(self, self->retain_item);
 }
 
 int64_t xp_array_sort(xp_obj *a, xp_sort_compare compare, void *context) {
-  auto *self = xp::as<array>(a);
+  auto *self = xp::as<object>(a);
   if (self == nullptr) return 0;
-  if (compare == nullptr && self->raw()) compare = compare_raw;
+  if (compare == nullptr) compare = natural_order(self);
   xp::crit_guard guard(self->lock);
   xp_sort(context, self->count, self->items, compare, nullptr);
   return 0;
 }
 
 int64_t xp_array_search(xp_obj *a, xp_obj *key, xp_sort_compare compare, void *context) {
-  auto *self = xp::as<array>(a);
+  auto *self = xp::as<object>(a);
   if (self == nullptr) return -1;
-  if (compare == nullptr && self->raw()) compare = compare_raw;
+  if (compare == nullptr) compare = natural_order(self);
   xp::crit_guard guard(self->lock);
-  return xp_search(context, self->count, self->items, key, compare, nullptr);
+  return std::max<int64_t>(xp_search(context, self->count, self->items, key, compare, nullptr), -1);
 }
 
 xp_obj *xp_array_travnew(xp_obj *a) {
-  return xp::as<array>(a) == nullptr ? nullptr : xp_trav_new(a, &traversal_ops, sizeof(cursor));
+  return xp::as<object>(a) == nullptr ? nullptr : xp_trav_new(a, &traversal_ops, sizeof(cursor));
 }

@@ -1,5 +1,6 @@
 // Arrays ("arry"): growable vectors of object references (or of raw pointer-sized values). An array created
-// with XP_ARRAY_LOCKED locks itself around every operation; any other is for one thread at a time.
+// with XP_ARRAY_LOCKED locks itself around every operation; any other is for one thread at a time. What is
+// done to an array as a whole stands in xp/array/array_bulk.h.
 
 #ifndef XP_ARRAY_ARRAY_H
 #define XP_ARRAY_ARRAY_H
@@ -54,12 +55,13 @@ int64_t xp_array_length(xp_obj *a);
 using xp_array_visitor = int64_t (*)(xp_obj *a, int64_t index, xp_obj *value, void *context);
 int64_t xp_array_enum(xp_obj *a, xp_array_visitor visit, void *context);
 
-// A new array with the same flags and members.
+// A new array with the same flags and members; xp_duplicate, without XP_DUP_SHALLOW, copies the members, too,
+// and recurses as deep as they nest.
 xp_obj *xp_array_copy(xp_obj *a);
 
-// xp_sort over the elements; 0. xp_search over the sorted elements: a position or -1. `context` is the
-// comparison's first argument, its last one is null. A null comparison is xp_compare, or the order of the raw
-// values.
+// xp_sort over the elements; 0. xp_search over the sorted elements: the position of the first that equals the
+// key, or -1. `context` is the comparison's first argument, its last one is null. A null comparison is
+// xp_compare, or the order of the raw values.
 int64_t xp_array_sort(xp_obj *a, xp_sort_compare compare, void *context);
 int64_t xp_array_search(xp_obj *a, xp_obj *key, xp_sort_compare compare, void *context);
 

@@ -1,50 +1,23 @@
 #include "xp/array/list.h"
 
+#include "xp/array/list_impl.h"
 #include "xp/object/deferred_release.h"
 #include "xp/object/lifo.h"
-#include "xp/object/lock.h"
 #include "xp/object/ref.h"
-#include "xp/object/type.h"
 #include "xp/service/traversal.h"
 
+#include <algorithm>
 #include <utility>
 
+namespace xp::list {
 namespace {
-
-// A place in the ring: an element, or the list itself between the last element and the first.
-struct node : xp_obj {
-  node *next;
-  node *prev;
-};
-
-struct list : node {
-  static constexpr uint32_t code = xp_code("list");
-
-  xp_obj *lock;  // or null
-  uint32_t flags;
-  int32_t count;
-  xp_obj *recycled;  // stack of element blocks, or null
-  xp_obj *(*retain_value)(xp_obj *value);
-  void (*release_value)(xp_obj *value);
-  // How many elements were ever unlinked: while it stands still, a traversal's element is still in the ring.
-  uint64_t unlinked;
-
-  bool has(uint32_t flag) { return (flags & flag) != 0; }
-};
-
-struct elem : node {
-  static constexpr uint32_t code = xp_code("elem");
-
-  xp_obj *value;
-  list *owner;
-};
 
 // --- Elements ---
 
 void elem_release(xp_obj *obj) {
   if (!xp_prerelease(obj)) return;
   auto *e = static_cast<elem *>(obj);
-  list *owner = e->owner;
+  object *owner = e->owner;
   owner->release_value(std::exchange(e->value, nullptr));
   if (owner->recycled != nullptr) {
     xp_lifo_push(owner->recycled, e);
@@ -53,78 +26,82 @@ void elem_release(xp_obj *obj) {
   }
 }
 
-constexpr xp::ops elem_ops = {.retain = xp_obj_retain,
-                              .release = elem_release,
-                              .compare = nullptr,
-                              .textify = nullptr,
-                              .control = nullptr};
+constexpr ops elem_ops = {.retain = xp_obj_retain,
+                          .release = elem_release,
+                          .compare = nullptr,
+                          .textify = nullptr,
+                          .control = nullptr};
 
-elem *new_elem(list *l) {
+elem *new_elem(object *l) {
   void *block = xp_lifo_pop(l->recycled);
-  if (block == nullptr) return xp::make<elem>(elem_ops);
+  if (block == nullptr) return make<elem>(elem_ops);
   auto *e = static_cast<elem *>(xp_obj_init(xp_memclr(block, sizeof(elem)), elem::code));
-  xp::set_ops(e, elem_ops);
+  set_ops(e, elem_ops);
   return e;
 }
 
-// --- The ring, under the lock ---
-
-elem *elem_at(list *l, node *n) {
+elem *elem_at(object *l, node *n) {
   return n == l ? nullptr : static_cast<elem *>(n);
 }
 
-// Puts a new element with an owned value behind `place`. The new count, or 0.
-int64_t link_behind(list *l, node *place, xp_obj *value) {
-  if (l->count == INT32_MAX) return 0;
-  elem *e = new_elem(l);
-  if (e == nullptr) return 0;
-  e->value = value;
-  e->owner = l;
-  e->prev = place;
-  e->next = place->next;
-  place->next->prev = e;
-  place->next = e;
-  return ++l->count;
+}  // namespace
+
+// --- The ring ---
+
+void tie_in(node *place, node *n) {
+  n->prev = place;
+  n->next = place->next;
+  place->next->prev = n;
+  place->next = n;
 }
 
-void unlink(list *l, elem *e) {
-  e->prev->next = e->next;
-  e->next->prev = e->prev;
-  --l->count;
-  ++l->unlinked;
+void cut_out(node *n) {
+  n->prev->next = n->next;
+  n->next->prev = n->prev;
 }
 
-// The next element that walks see, in either direction; null at the end. A member that only a weak list still
-// holds is dropped on the way.
-elem *step(list *l, node *from, bool forward) {
+bool in_ring(object *l, node *n) {
+  node *at = l->next;
+  while (at != l && at != n)
+    at = at->next;
+  return at == n;
+}
+
+session::~session() {
+  xp_crit_leave(list_->lock);
+  while (dropped_ != nullptr)
+    xp_release(std::exchange(dropped_, dropped_->next));
+}
+
+void session::drop(elem *e) {
+  cut_out(e);
+  --list_->count;
+  ++list_->unlinked;
+  e->next = std::exchange(dropped_, e);
+}
+
+elem *session::step(node *from, bool forward) {
   node *at = forward ? from->next : from->prev;
-  while (elem *e = elem_at(l, at)) {
-    if (e->value != nullptr) {
-      if (!l->has(XP_LIST_WEAK) || xp_refs(e->value) != 1) return e;
-    }
+  while (elem *e = elem_at(list_, at)) {
+    bool forgotten = e->value != nullptr && list_->has(XP_LIST_WEAK) && xp_refs(e->value) == 1;
+    if (e->value != nullptr && !forgotten) return e;
     at = forward ? e->next : e->prev;
-    if (e->value != nullptr) {
-      unlink(l, e);
-      xp_release(e);
-    }
+    if (forgotten) drop(e);
   }
   return nullptr;
 }
 
-// The first element in that direction that holds this very object.
-elem *find(list *l, xp_obj *value, bool forward) {
-  elem *e = step(l, l, forward);
-  while (e != nullptr && e->value != value)
-    e = step(l, e, forward);
-  return e;
+int64_t session::link_behind(node *place, xp_obj *value) {
+  if (list_->count == INT32_MAX) return 0;
+  elem *e = new_elem(list_);
+  if (e == nullptr) return 0;
+  e->value = value;
+  e->owner = list_;
+  tie_in(place, e);
+  return ++list_->count;
 }
 
-void drain(list *l) {
-  while (elem *e = elem_at(l, l->next)) {
-    unlink(l, e);
-    xp_release(e);
-  }
-}
+namespace {
 
 // --- Life cycle ---
 
@@ -134,8 +111,14 @@ xp_obj *keep_raw(xp_obj *value) {
 }
 void drop_raw(xp_obj * /*value*/) {}
 
+void drain(object *l) {
+  session held(l);
+  while (elem *e = elem_at(l, l->next))
+    held.drop(e);
+}
+
 void destroy(xp_obj *obj) {
-  auto *l = static_cast<list *>(obj);
+  auto *l = static_cast<object *>(obj);
   while (void *block = xp_lifo_pop(l->recycled))
     xp::destroy(static_cast<xp_obj *>(block));
   xp_release(std::exchange(l->recycled, nullptr));
@@ -145,30 +128,37 @@ void destroy(xp_obj *obj) {
 }
 
 void release(xp_obj *obj) {
-  if (xp_prerelease(obj)) xp::end_container(obj, destroy);
+  if (xp_prerelease(obj)) end_container(obj, destroy);
 }
 
-xp_obj *duplicate(list *l, uint32_t flags) {
-  xp::ref copy = xp::ref::adopt(xp_list_new(l->flags));
-  auto *to = xp::as<list>(copy.get());
+// A new list with the same flags and the members that copy_value makes; null when memory is exhausted.
+template <typename Copy>
+xp_obj *copy_with(object *l, Copy copy_value) {
+  ref copy = ref::adopt(xp_list_new(l->flags));
+  auto *to = as<object>(copy.get());
   if (to == nullptr) return nullptr;
-  bool shares = (flags & XP_DUP_SHALLOW) != 0 || l->has(XP_LIST_RAW);
-  xp::crit_guard guard(l->lock);
-  for (elem *e = step(l, l, true); e != nullptr; e = step(l, e, true)) {
-    xp_obj *value = shares ? l->retain_value(e->value) : xp_duplicate(e->value, flags);
-    if (link_behind(to, to->prev, value) != 0) continue;
+  session into(to);
+  session held(l);
+  for (elem *e = held.first(); e != nullptr; e = held.step(e, true)) {
+    xp_obj *value = copy_value(e->value);
+    if (into.link_behind(to->prev, value) != 0) continue;
     to->release_value(value);
     return nullptr;
   }
   return copy.leak();
 }
 
+xp_obj *duplicate(object *l, uint32_t flags) {
+  if ((flags & XP_DUP_SHALLOW) != 0 || l->has(XP_LIST_RAW)) return xp_list_copy(l);
+  return copy_with(l, [flags](xp_obj *value) { return xp_duplicate(value, flags); });
+}
+
 int64_t control(xp_obj *obj, uint32_t code, int64_t argument, void * /*pointer*/) {
-  auto *l = static_cast<list *>(obj);
+  auto *l = static_cast<object *>(obj);
   switch (code) {
-    case XP_CTL_DUPLICATE: return xp::result(duplicate(l, static_cast<uint32_t>(argument)));
+    case XP_CTL_DUPLICATE: return result(duplicate(l, static_cast<uint32_t>(argument)));
     case XP_CTL_INSTANCEOF: return argument == xp_code("trav");
-    case XP_CTL_FALSEY: return xp_list_length(l) == 0;
+    case XP_CTL_FALSEY: return xp_list_empty(l);
     case XP_CTL_TRAVERSE:
       return argument == XP_TRAV_MAKE ? static_cast<int64_t>(reinterpret_cast<intptr_t>(&xp_list_travnew))
                                       : 0;
@@ -176,34 +166,36 @@ int64_t control(xp_obj *obj, uint32_t code, int64_t argument, void * /*pointer*/
   }
 }
 
-constexpr xp::ops list_ops = {
+constexpr ops list_ops = {
     .retain = xp_obj_retain, .release = release, .compare = nullptr, .textify = nullptr, .control = control};
 
-bool make_parts(list *l) {
-  if (l->has(XP_LIST_LOCKED)) {
-    l->lock = xp_crit_new();
-    if (l->lock == nullptr) return false;
+bool make_parts(object *l) {
+  if (l->has(XP_LIST_RECYCLE)) {
+    l->recycled = xp_lifo_new();
+    if (l->recycled == nullptr) return false;
   }
-  if (!l->has(XP_LIST_RECYCLE)) return true;
-  l->recycled = xp_lifo_new();
-  return l->recycled != nullptr;
+  if (!l->has(XP_LIST_LOCKED)) return true;
+  l->lock = xp_crit_new();
+  return l->lock != nullptr;
 }
 
+// --- Single members ---
+
 int64_t add(xp_obj *l, xp_obj *obj, bool at_tail) {
-  auto *self = xp::as<list>(l);
+  auto *self = as<object>(l);
   if (self == nullptr) return 0;
-  xp::crit_guard guard(self->lock);
-  int64_t count = link_behind(self, at_tail ? self->prev : self, obj);
+  session held(self);
+  int64_t count = held.link_behind(at_tail ? self->prev : self, obj);
   if (count != 0 && !self->has(XP_LIST_ADOPT)) self->retain_value(obj);
   return count;
 }
 
 xp_obj *neighbour(xp_obj *l, xp_obj *of, bool forward) {
-  auto *self = xp::as<list>(l);
+  auto *self = as<object>(l);
   if (self == nullptr) return nullptr;
-  xp::crit_guard guard(self->lock);
-  node *from = of == nullptr ? self : static_cast<node *>(find(self, of, forward));
-  elem *e = from == nullptr ? nullptr : step(self, from, forward);
+  session held(self);
+  node *from = of == nullptr ? self : static_cast<node *>(held.find(of, forward));
+  elem *e = from == nullptr ? nullptr : held.step(from, forward);
   return e == nullptr ? nullptr : self->retain_value(e->value);
 }
 
@@ -221,25 +213,27 @@ void cursor_reset(xp_obj * /*container*/, void *state) {
 
 // Where the cursor stands; null when its element has left the ring. Only after something was unlinked does
 // the ring have to be searched.
-node *cursor_place(list *l, cursor *at) {
+node *cursor_place(object *l, cursor *at) {
   if (at->current == nullptr) return l;
-  if (at->unlinked == l->unlinked) return at->current;
-  node *n = l->next;
-  while (n != l && n != at->current)
-    n = n->next;
-  return n == l ? nullptr : n;
+  return at->unlinked == l->unlinked || in_ring(l, at->current) ? at->current : nullptr;
+}
+
+// Moves on by one member, which is in the ring as long as the session lasts; null at the end.
+elem *cursor_move(session &held, object *l, cursor *at, bool forward) {
+  if (at->ended) return nullptr;
+  node *place = cursor_place(l, at);
+  at->current = place == nullptr ? nullptr : held.step(place, forward);
+  at->unlinked = l->unlinked;
+  at->ended = at->current == nullptr;
+  return at->current;
 }
 
 xp_obj *cursor_step(xp_obj *container, void *state, bool forward) {
-  auto *l = xp::as<list>(container);
-  auto *at = static_cast<cursor *>(state);
-  if (l == nullptr || at->ended) return nullptr;
-  xp::crit_guard guard(l->lock);
-  node *place = cursor_place(l, at);
-  at->current = place == nullptr ? nullptr : step(l, place, forward);
-  at->unlinked = l->unlinked;
-  at->ended = at->current == nullptr;
-  return at->ended ? nullptr : l->retain_value(at->current->value);
+  auto *l = as<object>(container);
+  if (l == nullptr) return nullptr;
+  session held(l);
+  elem *e = cursor_move(held, l, static_cast<cursor *>(state), forward);
+  return e == nullptr ? nullptr : l->retain_value(e->value);
 }
 
 xp_obj *cursor_next(xp_obj *container, void *state) {
@@ -254,17 +248,33 @@ int64_t cursor_count(xp_obj *container, void * /*state*/) {
   return xp_list_length(container);
 }
 
-constexpr xp_trav_ops traversal_ops = {
-    .reset = cursor_reset, .next = cursor_next, .prev = cursor_prev, .count = cursor_count};
+int64_t cursor_skip(xp_obj *container, void *state, int64_t count) {
+  auto *l = as<object>(container);
+  if (l == nullptr) return 0;
+  session held(l);
+  int64_t passed = 0;
+  while (passed < count && cursor_move(held, l, static_cast<cursor *>(state), true) != nullptr)
+    ++passed;
+  return passed;
+}
+
+constexpr xp_trav_ops traversal_ops = {.reset = cursor_reset,
+                                       .next = cursor_next,
+                                       .prev = cursor_prev,
+                                       .count = cursor_count,
+                                       .skip = cursor_skip};
 
 }  // namespace
+}  // namespace xp::list
+
+using namespace xp::list;
 
 uint32_t xp_list_type() {
-  return list::code;
+  return object::code;
 }
 
 xp_obj *xp_list_new(uint32_t flags) {
-  auto *l = xp::make<list>(list_ops);
+  auto *l = xp::make<object>(list_ops);
   if (l == nullptr) return nullptr;
   l->next = l->prev = l;
   // Deliberate: values that the list does not retain cannot be weak; it would read a count that is not
@@ -278,6 +288,11 @@ xp_obj *xp_list_new(uint32_t flags) {
   return nullptr;
 }
 
+uint32_t xp_list_flags(xp_obj *l) {
+  auto *self = xp::as<object>(l);
+  return self == nullptr ? 0 : self->flags;
+}
+
 int64_t xp_list_append(xp_obj *l, xp_obj *obj) {
   return add(l, obj, true);
 }
@@ -287,17 +302,12 @@ int64_t xp_list_insert(xp_obj *l, xp_obj *obj) {
 }
 
 int64_t xp_list_remove(xp_obj *l, xp_obj *obj) {
-  auto *self = xp::as<list>(l);
+  auto *self = xp::as<object>(l);
   if (self == nullptr || obj == nullptr) return 0;
-  elem *e = nullptr;
-  {
-    xp::crit_guard guard(self->lock);
-    e = find(self, obj, true);
-    if (e == nullptr) return 0;
-    unlink(self, e);
-  }
-  xp_release(e);
-  return 1;
+  session held(self);
+  elem *e = held.find(obj);
+  if (e != nullptr) held.drop(e);
+  return e == nullptr ? 0 : 1;
 }
 
 xp_obj *xp_list_next(xp_obj *l, xp_obj *after) {
@@ -317,31 +327,35 @@ xp_obj *xp_list_tail(xp_obj *l) {
 }
 
 xp_obj *xp_list_shift(xp_obj *l) {
-  auto *self = xp::as<list>(l);
+  auto *self = xp::as<object>(l);
   if (self == nullptr) return nullptr;
-  xp::crit_guard guard(self->lock);
-  elem *e = step(self, self, true);
+  session held(self);
+  elem *e = held.first();
   if (e == nullptr) return nullptr;
-  xp_obj *value = std::exchange(e->value, nullptr);
-  unlink(self, e);
-  xp_release(e);
-  return value;
+  held.drop(e);
+  return std::exchange(e->value, nullptr);
 }
 
 int64_t xp_list_length(xp_obj *l) {
-  auto *self = xp::as<list>(l);
+  auto *self = xp::as<object>(l);
   if (self == nullptr) return 0;
   xp::crit_guard guard(self->lock);
   return self->count;
 }
 
+int32_t xp_list_empty(xp_obj *l) {
+  return xp_list_length(l) == 0 ? 1 : 0;
+}
+
 void xp_list_drain(xp_obj *l) {
-  auto *self = xp::as<list>(l);
-  if (self == nullptr) return;
-  xp::crit_guard guard(self->lock);
-  drain(self);
+  if (auto *self = xp::as<object>(l)) drain(self);
+}
+
+xp_obj *xp_list_copy(xp_obj *l) {
+  auto *self = xp::as<object>(l);
+  return self == nullptr ? nullptr : copy_with(self, self->retain_value);
 }
 
 xp_obj *xp_list_travnew(xp_obj *l) {
-  return xp::as<list>(l) == nullptr ? nullptr : xp_trav_new(l, &traversal_ops, sizeof(cursor));
+  return xp::as<object>(l) == nullptr ? nullptr : xp_trav_new(l, &traversal_ops, sizeof(cursor));
 }

@@ -170,17 +170,24 @@ int64_t xp_search(void *context, int64_t count, xp_obj *const *items, xp_obj *ke
   if (compare == nullptr) compare = xp_sort_cmpobj;
   int64_t from = 0;
   int64_t to = count;
+  bool found = false;  // the item at `to` equals the key
   while (from < to) {
     int64_t middle = from + (to - from) / 2;
     int64_t order = compare(context, key, items[middle], argument);
-    if (order == 0) return middle;
-    if (order < 0) {
-      to = middle;
-    } else {
+    if (order > 0) {
       from = middle + 1;
+    } else {
+      to = middle;
+      found = order == 0;
     }
   }
-  return -1;
+  return found ? to : -1 - from;
+}
+
+xp_obj *xp_search_get(void *context, int64_t count, xp_obj *const *items, xp_obj *key,
+                      xp_sort_compare compare, void *argument) {
+  int64_t position = xp_search(context, count, items, key, compare, argument);
+  return position < 0 ? nullptr : items[position];
 }
 
 uint64_t xp_sort_comparisons() {

@@ -19,10 +19,15 @@ int64_t xp_sort_cmpobj(void *context, xp_obj *a, xp_obj *b, void *argument);
 // null items.
 void xp_sort(void *context, int64_t count, xp_obj **items, xp_sort_compare compare, void *argument);
 
-// Position of an item in a sorted vector that compares equal to `key`, or -1. Of several equal items any may
-// be found.
+// Binary search in a vector sorted by the same comparison, which is called with the key first. The position
+// of the first item that equals `key`; for a missing key -1 - p, where p is the position at which it belongs
+// (0 to `count`), so every negative result means missing.
 int64_t xp_search(void *context, int64_t count, xp_obj *const *items, xp_obj *key, xp_sort_compare compare,
                   void *argument);
+
+// The item that xp_search finds, borrowed; null for a missing key.
+xp_obj *xp_search_get(void *context, int64_t count, xp_obj *const *items, xp_obj *key,
+                      xp_sort_compare compare, void *argument);
 
 // Comparisons and swaps of all xp_sort calls of the process: statistics only.
 uint64_t xp_sort_comparisons();
