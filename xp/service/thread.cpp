@@ -1,8 +1,12 @@
 #include "xp/service/thread.h"
 
 #include "xp/object/type.h"
+#include "xp/service/time.h"
 
+#include <errno.h>
 #include <pthread.h>
+#include <sched.h>
+#include <time.h>
 
 #include <atomic>
 
@@ -42,11 +46,16 @@ void release(xp_obj *obj) {
 constexpr xp::ops thread_ops = {
     .retain = xp_obj_retain, .release = release, .compare = nullptr, .textify = nullptr, .control = nullptr};
 
+// The object of the calling thread, borrowed from what runs it; null on threads that were started elsewhere.
+constinit thread_local xp_obj *current = nullptr;
+
 // The start of every thread. It owns one reference to its object.
 void *run(void *obj) {
   auto *t = static_cast<thread *>(obj);
+  current = t;
   remember_id(*t, pthread_self());
   t->result = t->entry(nullptr, t->argument);
+  current = nullptr;
   xp_release(t);
   return nullptr;
 }
@@ -98,4 +107,22 @@ int32_t xp_thr_join(xp_obj *t, int64_t *result) {
   pthread_join(id_of(*self), nullptr);
   if (result != nullptr) *result = self->result;
   return 0;
+}
+
+xp_obj *xp_thr_self() {
+  return xp_retain(current);
+}
+
+void xp_thr_yield() {
+  sched_yield();
+}
+
+void xp_thr_sleep(int64_t milliseconds) {
+  if (milliseconds <= 0) return;
+  constexpr int64_t ticks_per_second = 1000 * XP_TICKS_PER_MS;
+  const int64_t deadline = xp_tick_after(milliseconds);
+  const timespec until = {.tv_sec = deadline / ticks_per_second,
+                          .tv_nsec = deadline % ticks_per_second * (1000000 / XP_TICKS_PER_MS)};
+  while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr) == EINTR) {
+  }
 }

@@ -25,4 +25,16 @@ int32_t xp_thr_detach(xp_obj *t);
 // before. A thread that joins itself is detached instead, and nothing is stored.
 int32_t xp_thr_join(xp_obj *t, int64_t *result);
 
+// --- The calling thread ---
+
+// Its object, as a new reference; null on a thread that xp_thr_new did not start.
+xp_obj *xp_thr_self();
+
+// Lets other threads run that are ready to.
+void xp_thr_yield();
+
+// Sleeps for that many milliseconds, whatever signals arrive and whoever sets the clock; 0 or less returns at
+// once.
+void xp_thr_sleep(int64_t milliseconds);
+
 #endif
