@@ -60,6 +60,11 @@ xp_obj *object_block(size_t size) {
   return static_cast<xp_obj *>(xp_alloc(size));
 }
 
+xp_obj *count_and_init(void *block, uint32_t type) {
+  if (block != nullptr) count_new();
+  return xp_obj_init(block, type);
+}
+
 int64_t sign(bool below) {
   return below ? -1 : 1;
 }
@@ -72,6 +77,10 @@ void destroy(xp_obj *obj) {
   if (obj == nullptr) return;
   count_gone();
   xp_free(obj);
+}
+
+xp_obj *new_aligned(uint32_t type, size_t size) {
+  return count_and_init(xp_alloc(std::max(size, sizeof(xp_obj))), type);
 }
 
 int64_t live_objects() {
@@ -87,10 +96,7 @@ int64_t live_objects() {
 // --- Life cycle ---
 
 xp_obj *xp_new(uint32_t type, size_t size) {
-  xp_obj *obj = object_block(std::max(size, sizeof(xp_obj)));
-  if (obj == nullptr) return nullptr;
-  count_new();
-  return xp_obj_init(obj, type);
+  return count_and_init(object_block(std::max(size, sizeof(xp_obj))), type);
 }
 
 xp_obj *xp_obj_init(void *memory, uint32_t type) {

@@ -63,8 +63,8 @@ struct xp_record {
 
 // --- Life cycle ---
 
-// A new zeroed object of max(size, header size) bytes with count 1, the generic retain and release and no
-// other operation; null when memory is exhausted.
+// A new zeroed object of max(size, header size) bytes, aligned like a pointer, with count 1, the generic
+// retain and release and no other operation; null when memory is exhausted.
 xp_obj *xp_new(uint32_t type, size_t size);
 
 // Turns caller-owned zeroed memory into an object of count 1. The memory stays the caller's: the type must

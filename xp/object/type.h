@@ -61,13 +61,23 @@ inline void set_ops(xp_obj *obj, const ops &table) {
   obj->control = table.control;
 }
 
+// xp_new for types whose struct asks for more than a pointer's alignment: aligned for everything that is not
+// over-aligned.
+xp_obj *new_aligned(uint32_t type, size_t size);
+
 // A new zeroed object of type T with count 1 and `tail` further zeroed bytes behind the struct; null when
 // memory is exhausted or the sizes overflow.
 template <typename T>
 T *make(const ops &table, size_t tail = 0) {
   static_assert(std::is_base_of_v<xp_obj, T> && std::is_trivially_destructible_v<T>);
+  static_assert(alignof(T) <= alignof(max_align_t));
   if (tail > SIZE_MAX - sizeof(T)) return nullptr;
-  xp_obj *obj = xp_new(T::code, sizeof(T) + tail);
+  xp_obj *obj = nullptr;
+  if constexpr (alignof(T) > alignof(xp_obj)) {
+    obj = new_aligned(T::code, sizeof(T) + tail);
+  } else {
+    obj = xp_new(T::code, sizeof(T) + tail);
+  }
   if (obj == nullptr) return nullptr;
   set_ops(obj, table);
   return static_cast<T *>(obj);
