@@ -5,7 +5,6 @@
 #include "xp/object/record.h"
 #include "xp/object/ref.h"
 #include "xp/object/type.h"
-#include "xp/service/base64.h"
 
 #include <string.h>
 
@@ -82,48 +81,6 @@ TEST_F(data_test, records_hold_the_bytes) {
   EXPECT_EQ(xp::result_pointer<void>(xp_control(read.get(), XP_CTL_POINTER, 0, &length)),
             xp_data_getptr(read.get()));
   EXPECT_EQ(length, 5u);
-}
-
-std::string base64(const std::string &bytes, uint32_t flags) {
-  auto length = static_cast<int64_t>(bytes.size());
-  std::string text(static_cast<size_t>(xp_b64_encode(bytes.data(), length, flags, nullptr, 0)), '#');
-  EXPECT_EQ(xp_b64_encode(bytes.data(), length, flags, text.data(), static_cast<int64_t>(text.size())),
-            static_cast<int64_t>(text.size()));
-  return text;
-}
-
-TEST(base64_test, known_texts) {
-  struct {
-    std::string bytes;
-    std::string standard;
-    std::string url;
-  } const cases[] = {
-      {"", "", ""},
-      {"f", "Zg==", "Zg"},
-      {"fo", "Zm8=", "Zm8"},
-      {"foo", "Zm9v", "Zm9v"},
-      {"foob", "Zm9vYg==", "Zm9vYg"},
-      {"\xfb\xff\xfe", "+//+", "-__-"},
-      {std::string("\0\0\xff", 3), "AAD/", "AAD_"},
-  };
-  for (const auto &[bytes, standard, url] : cases) {
-    EXPECT_EQ(base64(bytes, 0), standard);
-    EXPECT_EQ(base64(bytes, XP_B64_URL), url);
-  }
-}
-
-TEST(base64_test, a_short_buffer_takes_whole_groups) {
-  char buffer[16];
-  for (int64_t capacity : {-1, 0, 1, 3, 4, 5, 7, 8, 9}) {
-    memset(buffer, '#', sizeof buffer);
-    int64_t expected = capacity < 4 ? 0 : capacity < 8 ? 4 : 8;
-    EXPECT_EQ(xp_b64_encode("foob", 4, 0, buffer, capacity), expected) << capacity;
-    EXPECT_EQ(buffer[expected], '#');
-  }
-  EXPECT_EQ(xp_b64_encode("foob", 4, XP_B64_URL, buffer, 5), 4);
-  EXPECT_EQ(xp_b64_encode("foob", 4, XP_B64_URL, buffer, 6), 6);
-  EXPECT_EQ(xp_b64_encode(nullptr, 4, 0, buffer, 16), 0);
-  EXPECT_EQ(xp_b64_encode("x", INT64_MAX, 0, nullptr, 0), 0);
 }
 
 }  // namespace
