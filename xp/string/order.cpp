@@ -122,10 +122,6 @@ bool make_whole(const char *text, int64_t from, int64_t &length) {
 
 }  // namespace
 
-uint32_t xps_fold_point(uint32_t point) {
-  return point >> 6 < fold_table::rows ? folds().fold(point >> 6, point & 0x3F) : point;
-}
-
 int32_t xps_order(const char *a, int64_t alength, const char *b, int64_t blength, int32_t exact) {
   int64_t common = common_words(a, b, std::min(alength, blength));
   while (common > 0 && (inside_sequence(a, common, alength) || inside_sequence(b, common, blength)))

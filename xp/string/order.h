@@ -11,7 +11,4 @@
 // formed comes before one that is; two of them stand in byte order, so that a text stays equal to itself.
 int32_t xps_order(const char *a, int64_t alength, const char *b, int64_t blength, int32_t exact);
 
-// A code point with simple case folding, by the table that xps_order uses.
-uint32_t xps_fold_point(uint32_t point);
-
 #endif
