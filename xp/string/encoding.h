@@ -71,8 +71,8 @@ struct xp_cf {
   double real;      // of XP_CF_REAL
 };
 
-// The text; an integer as "%ld" prints it, a real number as "%f" does; "true" or "false". Null for null and
-// for any other kind.
+// The text; an integer in plain decimal as the C library's "%ld" prints it, a real number as "%f" does;
+// "true" or "false". Null for null and for any other kind.
 xp_obj *xp_str_cfmake(const xp_cf *value);
 
 // The string as a value of kind XP_CF_TEXT with a zero unit behind its text, which the caller frees with

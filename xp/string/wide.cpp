@@ -1,6 +1,7 @@
 // 16-bit text and platform values.
 
 #include "xp/object/memory.h"
+#include "xp/object/number_text.h"
 #include "xp/string/codepoint.h"
 #include "xp/string/encoding.h"
 #include "xp/string/string.h"
@@ -47,6 +48,11 @@ int64_t write_units(const char *text, int64_t length, char16_t *to, int64_t room
   return units;
 }
 
+xp_obj *integer_text(int64_t value) {
+  char text[xp::number_text_size];
+  return xp_str_make(text, xp::number_write(text, value));
+}
+
 }  // namespace
 
 xp_obj *xp_str_wnew(const char16_t *text) {
@@ -71,7 +77,7 @@ int64_t xp_str_wget(xp_obj *s, char16_t *buffer, int64_t size) {
 xp_obj *xp_str_cfmake(const xp_cf *value) {
   switch (value != nullptr ? value->kind : XP_CF_NONE) {
     case XP_CF_TEXT: return xp_str_wmake(value->text, value->length);
-    case XP_CF_INTEGER: return xp_str_format("%ld", static_cast<long>(value->integer));
+    case XP_CF_INTEGER: return integer_text(value->integer);
     case XP_CF_REAL: return xp_str_format("%f", value->real);
     case XP_CF_BOOLEAN: return xp_str_const(value->integer != 0 ? "true" : "false");
     default: return nullptr;

@@ -1,0 +1,153 @@
+// Adopted, tagged, valued and secure strings.
+
+#include "xp/string/kinds.h"
+
+#include "tests/support/leak_check.h"
+#include "xp/object/memory.h"
+#include "xp/object/number.h"
+#include "xp/object/object.h"
+#include "xp/object/ref.h"
+#include "xp/string/string.h"
+
+#include <gtest/gtest.h>
+#include <stdint.h>
+#include <string.h>
+
+#include <string>
+#include <string_view>
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#include <sanitizer/allocator_interface.h>
+#endif
+
+namespace {
+
+class string_kinds : public leak_check {};
+
+char *heap_text(std::string_view text) {
+  auto *block = static_cast<char *>(xp_alloc(text.size() + 1));
+  memcpy(block, text.data(), text.size());
+  return block;
+}
+
+std::string_view text_of(xp_obj *s) {
+  return {xp_str_getptr(s), static_cast<size_t>(xp_str_length(s))};
+}
+
+TEST_F(string_kinds, all_work_alike) {
+  xp::ref value = xp::ref::adopt(xp_number_new(77));
+  xp_obj *const kinds[] = {
+      xp_str_alloc(heap_text("Hello")),
+      xp_str_newtagged("Hello", 5),
+      xp_str_maketagged("Hello!", 5, UINT64_MAX),
+      xp_str_newvalued("Hello", value.get()),
+      xp_str_makevalued("Hello!", 5, nullptr),
+      xp_str_secure(xp_str_new("Hello")),
+      xp_str_secure(xp_str_alloc(heap_text("Hello"))),
+  };
+  xp::ref plain = xp::ref::adopt(xp_str_new("hello"));
+  for (xp_obj *s : kinds) {
+    xp::ref owner = xp::ref::adopt(s);
+    EXPECT_EQ(xp_type(s), xp_str_type());
+    EXPECT_EQ(text_of(s), "Hello");
+    EXPECT_EQ(xp_str_getptr(s)[5], '\0');
+    EXPECT_EQ(xp_compare(s, plain.get()), 0);
+    EXPECT_EQ(xp_textify(s, nullptr, 0), 5);
+    EXPECT_EQ(xp_falsey(s), 0);
+    EXPECT_EQ(xp::ref::adopt(xp_duplicate(s, 0)).get(), s);
+    EXPECT_EQ(xp::ref::adopt(xp_str_trim(s)).get(), s);
+    xp::ref longer = xp::ref::adopt(xp_str_append(s, "!", -1));
+    EXPECT_EQ(text_of(longer.get()), "Hello!");
+    EXPECT_EQ(xp_str_gettag(longer.get()), 0u);
+  }
+}
+
+TEST_F(string_kinds, tags_and_values) {
+  xp::ref tagged = xp::ref::adopt(xp_str_newtagged("t", UINT64_MAX));
+  EXPECT_EQ(xp_str_gettag(tagged.get()), UINT64_MAX);
+  xp::ref one = xp::ref::adopt(xp_str_new("one"));
+  xp::ref valued = xp::ref::adopt(xp_str_newvalued("v", one.get()));
+  EXPECT_EQ(xp_refs(one.get()), 2);
+  EXPECT_EQ(xp::ref::adopt(xp_str_getvalue(valued.get())).get(), one.get());
+  EXPECT_EQ(xp_str_setvalue(valued.get(), tagged.get()), 1);
+  EXPECT_EQ(xp_refs(one.get()), 1);
+  EXPECT_EQ(xp::ref::adopt(xp_str_getvalue(valued.get())).get(), tagged.get());
+  EXPECT_EQ(xp_str_setvalue(valued.get(), nullptr), 1);
+  EXPECT_EQ(xp_str_getvalue(valued.get()), nullptr);
+  // The wrong kind, no string, null.
+  xp::ref number = xp::ref::adopt(xp_number_new(77));
+  for (xp_obj *other : {one.get(), number.get(), static_cast<xp_obj *>(nullptr)}) {
+    EXPECT_EQ(xp_str_gettag(other), 0u);
+    EXPECT_EQ(xp_str_getvalue(other), nullptr);
+    EXPECT_EQ(xp_str_setvalue(other, one.get()), 0);
+    EXPECT_EQ(xp_str_secure(other), other);
+  }
+  EXPECT_EQ(xp_str_gettag(valued.get()), 0u);
+  EXPECT_EQ(xp_str_getvalue(tagged.get()), nullptr);
+}
+
+TEST_F(string_kinds, a_long_chain_of_values_ends) {
+  xp::ref chain;
+  for (int i = 0; i < 1000000; ++i)
+    chain = xp::ref::adopt(xp_str_newvalued("", chain.get()));
+}
+
+// --- Wiping ---
+
+constexpr std::string_view secret = "correct horse battery staple, and some more of it";
+
+// What the text's block holds once the string is gone. Under a sanitizer the block is looked at when it is
+// given back, otherwise right afterwards: the heap links free blocks through their first words and leaves the
+// rest.
+const char *watched = nullptr;
+std::string left;
+
+void look() {
+  left.clear();
+  for (size_t i = 0; i < secret.size(); ++i)
+    left += *reinterpret_cast<const volatile char *>(reinterpret_cast<uintptr_t>(watched) + i);
+}
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+void on_free(const volatile void *block) {
+  auto from = reinterpret_cast<uintptr_t>(block);
+  auto text = reinterpret_cast<uintptr_t>(watched);
+  if (watched == nullptr || text < from || text - from > 128) return;
+  look();
+  watched = nullptr;
+}
+#endif
+
+std::string left_behind(xp_obj *s) {
+  watched = xp_str_getptr(s);
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  static int installed =
+      __sanitizer_install_malloc_and_free_hooks([](const volatile void *, size_t) {}, on_free);
+  EXPECT_GT(installed, 0);
+  xp_release(s);
+#else
+  xp_release(s);
+  look();
+#endif
+  return left.substr(16);
+}
+
+TEST_F(string_kinds, secure_strings_leave_zeros) {
+  const std::string zeros(secret.size() - 16, '\0');
+  xp_obj *s = xp_str_secure(xp_str_new(secret.data()));
+  xp_retain(s);
+  xp_release(s);
+  EXPECT_EQ(text_of(s), secret) << "only the last release wipes";
+  EXPECT_EQ(left_behind(s), zeros);
+  EXPECT_EQ(left_behind(xp_str_secure(xp_str_alloc(heap_text(secret)))), zeros);
+  EXPECT_EQ(left_behind(xp_str_secure(xp_str_secure(xp_str_alloc(heap_text(secret))))), zeros);
+  // The others show that this test would see what stayed.
+  EXPECT_EQ(left_behind(xp_str_new(secret.data())), secret.substr(16));
+  EXPECT_EQ(left_behind(xp_str_alloc(heap_text(secret))), secret.substr(16));
+  EXPECT_EQ(left_behind(xp_str_secure(xp_str_newtagged(secret.data(), 1))), secret.substr(16));
+  static const std::string constant(secret);
+  xp_release(xp_str_secure(xp_str_const(constant.c_str())));
+  EXPECT_EQ(constant, secret);
+}
+
+}  // namespace
