@@ -5,6 +5,7 @@
 
 #include <emmintrin.h>
 
+#include <algorithm>
 #include <bit>
 
 namespace {
@@ -45,21 +46,26 @@ uint32_t marks(block x) {
   return 0xFFFF ^ static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(x, _mm_setzero_si128())));
 }
 
-// The first mark in the blocks at `at`, `length` when there is none up to there. Looks at four blocks in one
-// while there are as many, and ends with a block that reaches back over bytes which are settled already.
+// The first mark in 16 to 32 bytes from `at` on; the end when there is none. Where the two blocks overlap
+// both have the same marks.
+template <typename Differences>
+int64_t first_mark_in_two(int64_t at, int64_t end, Differences differences_at) {
+  uint32_t found = marks(differences_at(at)) | marks(differences_at(end - block_bytes)) << block_bytes;
+  if (found == 0) return end;
+  int place = std::countr_zero(found);
+  return place < block_bytes ? at + place : end - 2 * block_bytes + place;
+}
+
+// The first mark below `length`, which is at least that of a block; `length` when there is none. The last
+// blocks reach back over bytes which are settled already.
 template <typename Differences>
 int64_t first_mark(int64_t length, Differences differences_at) {
   int64_t at = 0;
-  for (; length - at >= 4 * block_bytes; at += 4 * block_bytes) {
-    block front = _mm_or_si128(differences_at(at), differences_at(at + block_bytes));
-    block back = _mm_or_si128(differences_at(at + 2 * block_bytes), differences_at(at + 3 * block_bytes));
-    if (marks(_mm_or_si128(front, back)) != 0) break;
+  for (; length - at > 2 * block_bytes; at += 2 * block_bytes) {
+    if (marks(_mm_or_si128(differences_at(at), differences_at(at + block_bytes))) != 0)
+      return first_mark_in_two(at, at + 2 * block_bytes, differences_at);
   }
-  for (; at < length; at += block_bytes) {
-    if (length - at < block_bytes) at = length - block_bytes;
-    if (uint32_t found = marks(differences_at(at)); found != 0) return at + std::countr_zero(found);
-  }
-  return length;
+  return first_mark_in_two(std::min(at, length - block_bytes), length, differences_at);
 }
 
 // Where a byte of the needle may stand: folding is setting the bit between the cases, for letters.
@@ -97,15 +103,22 @@ int64_t xps_plain_differ(const char *a, const char *b, int64_t length, bool exac
   });
 }
 
-// A place at which both ends of the needle fit is rare enough to look at the rest there.
+// Looks for places at which the needle fits by three of its bytes, rare enough to look at the rest there.
 int64_t xps_fold_find(const char *text, int64_t from, int64_t last, const char *needle, int64_t nlength) {
-  folded_byte first(needle[0]);
-  folded_byte end(needle[nlength - 1]);
+  const int64_t middle = nlength / 2;
+  const int64_t end = nlength - 1;
+  const folded_byte first_byte(needle[0]);
+  const folded_byte middle_byte(needle[middle]);
+  const folded_byte end_byte(needle[end]);
+  auto fits_at = [=](const char *at) {
+    block ends = _mm_and_si128(first_byte.equals(load(at)), end_byte.equals(load(at + end)));
+    return marks(_mm_and_si128(ends, middle_byte.equals(load(at + middle))));
+  };
   int64_t at = from;
-  for (; last - at >= block_bytes - 1; at += block_bytes) {
-    block hits = _mm_and_si128(first.equals(load(text + at)), end.equals(load(text + at + nlength - 1)));
-    for (uint32_t left = static_cast<uint32_t>(_mm_movemask_epi8(hits)); left != 0; left &= left - 1) {
-      int64_t place = at + std::countr_zero(left);
+  for (; last - at >= 2 * block_bytes - 1; at += 2 * block_bytes) {
+    uint32_t fits = fits_at(text + at) | fits_at(text + at + block_bytes) << block_bytes;
+    for (; fits != 0; fits &= fits - 1) {
+      int64_t place = at + std::countr_zero(fits);
       if (xps_fold_differ(text + place, needle, nlength) == nlength) return place;
     }
   }
