@@ -1,17 +1,16 @@
 #include "setup/read_file.h"
 
-#include "xp/object/memory.h"
-#include "xp/string/string.h"
+#include "xp/service/file.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <memory>
 #include <string_view>
 #include <utility>
 
 namespace {
+
+constexpr int64_t largest_file = 0x7ffffffe;
 
 class descriptor {
 public:
@@ -29,11 +28,6 @@ private:
   int fd_;
 };
 
-struct block_deleter {
-  void operator()(char *block) const { xp_free(block); }
-};
-using block = std::unique_ptr<char, block_deleter>;
-
 bool is_plain_name(std::string_view name) {
   return !name.empty() && name != "." && name != ".." && name.find('/') == std::string_view::npos &&
          name.find('\0') == std::string_view::npos;
@@ -46,18 +40,6 @@ descriptor open_folder(const std::string &root, const std::string &folder) {
   return descriptor(openat(top.get(), folder.c_str(), flags | O_NOFOLLOW));
 }
 
-// Reads up to `size` bytes, fewer at the end of the file; -1 on a failed read.
-int64_t read_up_to(int fd, char *bytes, size_t size) {
-  size_t count = 0;
-  while (count < size) {
-    const ssize_t got = TEMP_FAILURE_RETRY(read(fd, bytes + count, size - count));
-    if (got < 0) return -1;
-    if (got == 0) break;
-    count += static_cast<size_t>(got);
-  }
-  return static_cast<int64_t>(count);
-}
-
 }  // namespace
 
 xp::ref cv_setup_read_below(const std::string &root, const std::string &folder, const std::string &file) {
@@ -65,14 +47,6 @@ xp::ref cv_setup_read_below(const std::string &root, const std::string &folder, 
   if (!is_plain_name(file)) return nullptr;
   const descriptor top = open_folder(root, folder);
   if (!top) return nullptr;
-  // Without O_NONBLOCK a FIFO in the place of the file would hold the caller for ever.
-  const descriptor opened(
-      openat(top.get(), file.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-  struct stat status;
-  if (!opened || fstat(opened.get(), &status) != 0 || !S_ISREG(status.st_mode)) return nullptr;
-  const auto size = static_cast<size_t>(status.st_size);
-  const block bytes(static_cast<char *>(xp_alloc(size + 1)));
-  if (!bytes) return nullptr;
-  const int64_t length = read_up_to(opened.get(), bytes.get(), size);
-  return length < 0 ? nullptr : xp::ref::adopt(xp_str_make(bytes.get(), length));
+  const descriptor opened(xp_file_openat(top.get(), file.c_str(), O_NOFOLLOW));
+  return opened ? xp::ref::adopt(xp_file_readfd(opened.get(), largest_file)) : nullptr;
 }
