@@ -2,6 +2,7 @@
 
 #include "xp/string/string.h"
 #include "xp/string/text.h"
+#include "xp/string/valid.h"
 
 #include <string.h>
 
@@ -81,17 +82,20 @@ int64_t xps_subpart(const char *text, int64_t length) {
   return at;
 }
 
-int64_t xp_str_txtvalid(const char *text, int64_t length) {
-  int64_t total = xp_str_txtlen(text, length);
+int64_t xps_plainly::valid(const char *text, int64_t length) {
   int64_t at = 0;
-  while (at < total) {
-    at += ascii_run(text, at, total);
-    if (at == total) break;
-    int32_t bytes = xp_str_sequence(text + at, total - at);
+  while (at < length) {
+    at += ascii_run(text, at, length);
+    if (at == length) break;
+    int32_t bytes = xp_str_sequence(text + at, length - at);
     if (bytes == 0) return at;
     at += bytes;
   }
   return -1;
+}
+
+int64_t xp_str_txtvalid(const char *text, int64_t length) {
+  return xps_valid(text, xp_str_txtlen(text, length));
 }
 
 int64_t xp_str_valid(xp_obj *s) {
