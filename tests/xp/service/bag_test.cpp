@@ -1,0 +1,209 @@
+#include "xp/service/bag.h"
+
+#include "tests/support/leak_check.h"
+#include "tests/support/threads.h"
+#include "xp/array/array.h"
+#include "xp/dict/dict.h"
+#include "xp/object/memory_testing.h"
+#include "xp/object/number.h"
+#include "xp/object/ref.h"
+#include "xp/service/traversal.h"
+#include "xp/string/string.h"
+
+#include <atomic>
+#include <random>
+#include <set>
+
+namespace {
+
+using xp::ref;
+
+class bag_test : public leak_check {};
+
+using model = std::multiset<int64_t>;
+
+model walked(const ref &bag) {
+  model members;
+  ref t = ref::adopt(xp_trav_make(bag.get()));
+  while (ref member = ref::adopt(xp_trav_next(t.get())))
+    members.insert(xp_value(member.get()));
+  return members;
+}
+
+int64_t collect(xp_obj * /*b*/, xp_obj *member, void *context) {
+  static_cast<model *>(context)->insert(xp_value(member));
+  return 0;
+}
+
+model enumerated(const ref &bag) {
+  model members;
+  EXPECT_EQ(xp_bag_enum(bag.get(), collect, &members), 0);
+  return members;
+}
+
+TEST_F(bag_test, behaves_as_a_multiset) {
+  constexpr unsigned seed = 20261121;
+  std::mt19937 random(seed);
+  for (int round = 0; round < 16; ++round) {
+    ref bag = ref::adopt(xp_bag_new(round % 2 == 0 ? uint32_t{XP_BAG_LOCKED} : 0));
+    model expected;
+    // Rounds that mostly insert and rounds that remove as much; few values, so that many are equal.
+    const unsigned inserts = round % 3 == 0 ? 5 : 9;
+    for (int i = 0; i < 1500; ++i) {
+      const auto value = static_cast<int64_t>(random() % 200);
+      ref number = ref::adopt(xp_number_new(value));
+      if (random() % 10 < inserts) {
+        expected.insert(value);
+        ASSERT_EQ(xp_bag_insert(bag.get(), number.get()), std::ssize(expected)) << "seed " << seed;
+      } else {
+        auto found = expected.find(value);
+        ASSERT_EQ(xp_bag_remove(bag.get(), number.get()), found != expected.end()) << "seed " << seed;
+        if (found != expected.end()) expected.erase(found);
+      }
+      ASSERT_EQ(xp_bag_count(bag.get(), number.get()), static_cast<int64_t>(expected.count(value)));
+      ASSERT_EQ(xp_bag_includes(bag.get(), number.get()), expected.contains(value));
+      if (random() % 200 == 0) xp_bag_setinitial(bag.get(), static_cast<int64_t>(random() % 4000));
+      if (random() % 1000 == 0) {
+        xp_bag_drain(bag.get());
+        expected.clear();
+      }
+    }
+    ASSERT_EQ(xp_bag_length(bag.get()), std::ssize(expected));
+    ASSERT_EQ(walked(bag), expected);
+    ASSERT_EQ(enumerated(bag), expected);
+    ASSERT_EQ(walked(ref::adopt(xp_bag_copy(bag.get()))), expected);
+    ASSERT_EQ(walked(ref::adopt(xp_duplicate(bag.get(), 0))), expected);
+  }
+}
+
+TEST_F(bag_test, capacity_is_kept_and_used) {
+  ref bag = ref::adopt(xp_bag_new(0));
+  ref number = ref::adopt(xp_number_new(77));
+  EXPECT_EQ(xp_bag_setinitial(bag.get(), -1), 0);
+  EXPECT_EQ(xp_bag_setinitial(bag.get(), 100), 100);
+  EXPECT_EQ(xp_bag_setinitial(bag.get(), 99), 100);
+  for (int i = 0; i < 60; ++i)
+    xp_bag_insert(bag.get(), number.get());
+  EXPECT_EQ(xp_bag_setinitial(bag.get(), 0), 100);
+  EXPECT_EQ(xp_bag_setinitial(bag.get(), 101), 101);
+  EXPECT_EQ(xp_bag_setinitial(bag.get(), INT64_MAX), -1);
+  EXPECT_EQ(xp_bag_setinitial(bag.get(), 200), 200);
+  const int64_t blocks = xp::testing::live_blocks();
+  for (int i = 60; i < 200; ++i)
+    xp_bag_insert(bag.get(), number.get());
+  EXPECT_EQ(xp::testing::live_blocks(), blocks) << "took memory for members that had room";
+  EXPECT_EQ(xp_bag_length(bag.get()), 200);
+  EXPECT_EQ(xp_refs(number.get()), 201);
+}
+
+TEST_F(bag_test, nulls_and_strangers) {
+  ref bag = ref::adopt(xp_bag_new(0));
+  ref number = ref::adopt(xp_number_new(77));
+  EXPECT_EQ(xp_falsey(bag.get()), 1);
+  EXPECT_EQ(xp_bag_insert(bag.get(), nullptr), -1);
+  EXPECT_EQ(xp_bag_remove(bag.get(), nullptr), 0);
+  EXPECT_EQ(xp_bag_count(bag.get(), nullptr), 0);
+  EXPECT_EQ(xp_bag_includes(bag.get(), nullptr), 0);
+  EXPECT_EQ(xp_bag_insert(bag.get(), number.get()), 1);
+  EXPECT_EQ(xp_truthy(bag.get()), 1);
+  EXPECT_EQ(xp_instanceof(bag.get(), xp_trav_type()), 1);
+  EXPECT_EQ(xp_control(bag.get(), XP_CTL_TRAVERSE, XP_TRAV_COUNT, nullptr), 0);
+  for (xp_obj *stranger : {static_cast<xp_obj *>(nullptr), number.get()}) {
+    EXPECT_EQ(xp_bag_insert(stranger, number.get()), -1);
+    EXPECT_EQ(xp_bag_remove(stranger, number.get()), 0);
+    EXPECT_EQ(xp_bag_length(stranger), 0);
+    EXPECT_EQ(xp_bag_setinitial(stranger, 5), 0);
+    EXPECT_EQ(xp_bag_enum(stranger, collect, nullptr), 0);
+    EXPECT_EQ(xp_bag_copy(stranger), nullptr);
+    EXPECT_EQ(xp_bag_travnew(stranger), nullptr);
+    xp_bag_drain(stranger);
+  }
+}
+
+TEST_F(bag_test, bags_of_other_objects) {
+  ref string = ref::adopt(xp_str_new("a"));
+  ref array = ref::adopt(xp_array_new(0));
+  ref dict = ref::adopt(xp_dict_new(0));
+  for (int i = 0; i < 3; ++i)
+    xp_array_insert(array.get(), string.get(), -1);
+  xp_dict_store(dict.get(), "a", -1, array.get());
+  ref of_array = ref::adopt(xp_bag_coerce(array.get()));
+  EXPECT_EQ(xp_bag_count(of_array.get(), string.get()), 3);
+  EXPECT_EQ(ref::adopt(xp_bag_coerce(of_array.get())).get(), of_array.get());
+  EXPECT_EQ(xp_bag_count(ref::adopt(xp_bag_coerce(dict.get())).get(), string.get()), 1);
+  EXPECT_EQ(xp_bag_count(ref::adopt(xp_bag_coerce(string.get())).get(), string.get()), 1);
+  ref t = ref::adopt(xp_array_travnew(array.get()));
+  xp_trav_skip(t.get(), 1);
+  EXPECT_EQ(xp_bag_length(ref::adopt(xp_bag_coerce(t.get())).get()), 2);
+  EXPECT_EQ(xp_bag_coerce(nullptr), nullptr);
+  // A shallow copy holds the members themselves, a deep one copies of them.
+  ref outer = ref::adopt(xp_bag_new(0));
+  xp_bag_insert(outer.get(), array.get());
+  ref shallow = ref::adopt(xp_duplicate(outer.get(), XP_DUP_SHALLOW));
+  ref deep = ref::adopt(xp_duplicate(outer.get(), 0));
+  EXPECT_EQ(xp_bag_includes(shallow.get(), array.get()), 1);
+  EXPECT_EQ(xp_bag_includes(deep.get(), array.get()), 0);
+  EXPECT_EQ(xp_bag_length(deep.get()), 1);
+}
+
+// Removes its member from the bag that is being walked, so that the block is gone.
+int64_t remove_all(xp_obj *b, xp_obj * /*member*/, void *context) {
+  ++*static_cast<int *>(context);
+  xp_bag_drain(b);
+  return 0;
+}
+
+TEST_F(bag_test, walks_end_when_members_go) {
+  ref bag = ref::adopt(xp_bag_new(0));
+  for (int i = 0; i < 100; ++i)
+    xp_bag_insert(bag.get(), ref::adopt(xp_number_new(i)).get());
+  ref t = ref::adopt(xp_trav_make(bag.get()));
+  xp_release(xp_trav_next(t.get()));
+  xp_bag_remove(bag.get(), ref::adopt(xp_number_new(50)).get());
+  EXPECT_EQ(xp_trav_next(t.get()), nullptr);
+  xp_trav_reset(t.get());
+  EXPECT_EQ(xp_trav_skip(t.get(), 200), 99);
+  int visits = 0;
+  EXPECT_EQ(xp_bag_enum(bag.get(), remove_all, &visits), 0);
+  EXPECT_EQ(visits, 1);
+  EXPECT_EQ(xp_bag_enum(bag.get(), remove_all, &visits), 0);
+  EXPECT_EQ(visits, 1);
+  xp_bag_insert(bag.get(), bag.get());  // a ring, which the drain opens
+  EXPECT_EQ(xp_bag_enum(
+                bag.get(), [](xp_obj *, xp_obj *, void *) -> int64_t { return 7; }, nullptr),
+            -1);
+  xp_bag_drain(bag.get());
+}
+
+TEST_F(bag_test, a_million_nested_bags_end) {
+  ref chain = ref::adopt(xp_bag_new(0));
+  for (int i = 0; i < 1000000; ++i) {
+    ref outer = ref::adopt(xp_bag_new(0));
+    ASSERT_EQ(xp_bag_insert(outer.get(), chain.get()), 1);
+    chain = outer;
+  }
+}
+
+TEST_F(bag_test, locked_bags_serve_many_threads) {
+  ref bag = ref::adopt(xp_bag_new(XP_BAG_LOCKED));
+  std::atomic<int64_t> kept = 0;
+  run_on_threads(4, [&](int index) {
+    std::mt19937 random(static_cast<unsigned>(index));
+    for (int i = 0; i < 2000; ++i) {
+      ref number = ref::adopt(xp_number_new(static_cast<int64_t>(random() % 50) + 10));
+      if (random() % 2 == 0) {
+        EXPECT_GT(xp_bag_insert(bag.get(), number.get()), 0);
+        ++kept;
+      } else {
+        kept -= xp_bag_remove(bag.get(), number.get());
+      }
+      if (i % 100 != 0) continue;
+      walked(bag);
+      walked(ref::adopt(xp_bag_copy(bag.get())));
+      xp_bag_setinitial(bag.get(), i);
+    }
+  });
+  EXPECT_EQ(xp_bag_length(bag.get()), kept);
+}
+
+}  // namespace
