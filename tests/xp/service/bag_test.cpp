@@ -2,6 +2,7 @@
 
 #include "tests/support/leak_check.h"
 #include "tests/support/threads.h"
+#include "tests/xp/sweep/sweep.h"
 #include "xp/array/array.h"
 #include "xp/dict/dict.h"
 #include "xp/object/memory_testing.h"
@@ -173,6 +174,35 @@ TEST_F(bag_test, walks_end_when_members_go) {
                 bag.get(), [](xp_obj *, xp_obj *, void *) -> int64_t { return 7; }, nullptr),
             -1);
   xp_bag_drain(bag.get());
+}
+
+// An insert either counts or changes nothing; a copy is whole or not there.
+void bags_and_traversals(sweep::story &told) {
+  for (uint32_t flags : {uint32_t{0}, uint32_t{XP_BAG_LOCKED}}) {
+    ref bag = ref::adopt(xp_bag_new(flags));
+    told.gave(xp_bag_setinitial(bag.get(), 3));
+    for (int64_t i = 10; i < 40; ++i) {
+      const int64_t before = xp_bag_length(bag.get());
+      const int64_t after = xp_bag_insert(bag.get(), ref::adopt(xp_number_new(i)).get());
+      EXPECT_EQ(after < 0 ? before : after - 1, before);
+      EXPECT_EQ(xp_bag_length(bag.get()), after < 0 ? before : before + 1);
+    }
+    for (const ref &copy : {ref::adopt(xp_bag_copy(bag.get())), ref::adopt(xp_duplicate(bag.get(), 0)),
+                            ref::adopt(xp_bag_coerce(ref::adopt(xp_trav_make(bag.get())).get()))}) {
+      EXPECT_TRUE(!copy || xp_bag_length(copy.get()) == xp_bag_length(bag.get()));
+    }
+    ref one = ref::adopt(xp_trav_one(bag.get()));
+    told.gave(xp_trav_count(one.get()));
+    ref nested = ref::adopt(xp_bag_coerce(one.get()));
+    told.gave(xp_bag_length(nested.get()));
+    xp_bag_remove(bag.get(), ref::adopt(xp_number_new(11)).get());
+    xp_bag_drain(bag.get());
+    EXPECT_EQ(xp_bag_length(bag.get()), 0);
+  }
+}
+
+TEST_F(bag_test, memory_may_run_out_anywhere) {
+  sweep::run(bags_and_traversals);
 }
 
 TEST_F(bag_test, a_million_nested_bags_end) {
