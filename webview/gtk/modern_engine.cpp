@@ -54,6 +54,7 @@ xp_gtk_modern_engine::xp_gtk_modern_engine(const xp_engine_config &config) : con
 }
 
 xp_gtk_modern_engine::~xp_gtk_modern_engine() {
+  cancel_retry();
   for (const connection &each : connections_)
     g_signal_handler_disconnect(each.object, each.handler);
   g_object_set_data(G_OBJECT(view_), "xp-engine", nullptr);
@@ -139,6 +140,7 @@ void xp_gtk_modern_engine::trust(std::string_view host) {
 }
 
 void xp_gtk_modern_engine::load(const xp_engine_request &request) {
+  if (cancel_retry()) swallow_start_ = false;
   if (request.body && !g_str_has_prefix(request.url.c_str(), (config_.scheme + ":").c_str())) {
     // A request of the engine has no body. Loading without it would ask the server for something else.
     config_.client->webView_didFailNavigation_withError(
@@ -160,6 +162,7 @@ void xp_gtk_modern_engine::load(const xp_engine_request &request) {
 }
 
 void xp_gtk_modern_engine::load_html(std::string_view html) {
+  if (cancel_retry()) swallow_start_ = false;
   webkit_web_view_load_html(view_, std::string(html).c_str(), nullptr);
 }
 

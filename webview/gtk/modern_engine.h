@@ -44,6 +44,7 @@ private:
                                  gpointer engine);
   static gboolean on_tls_errors(WebKitWebView *view, const char *uri, GTlsCertificate *certificate,
                                 GTlsCertificateFlags errors, gpointer engine);
+  static gboolean on_retry(gpointer engine);
   static gboolean on_decide_policy(WebKitWebView *view, WebKitPolicyDecision *decision,
                                    WebKitPolicyDecisionType type, gpointer engine);
   static gboolean on_context_menu(WebKitWebView *view, WebKitContextMenu *menu, WebKitHitTestResult *hit,
@@ -57,6 +58,9 @@ private:
 
   static xp_gtk_modern_engine &self(gpointer engine) { return *static_cast<xp_gtk_modern_engine *>(engine); }
 
+  void load_retried();
+  bool cancel_retry();  // true when a repetition was waiting
+
   xp_engine_config config_;
   WebKitWebContext *context_ = nullptr;
   WebKitNetworkSession *session_ = nullptr;
@@ -65,7 +69,9 @@ private:
   std::vector<connection> connections_;
 
   std::string trusted_host_;
-  std::string retried_;  // address whose certificate was accepted and which is being loaded again
+  std::string retried_;     // address whose certificate was accepted and which is being loaded again
+  int retries_ = 0;         // how often it has been
+  guint retry_source_ = 0;  // of the next time, when it does not come at once
   // Our own load, under the address as the engine spells it. The engine knows neither its method nor its
   // body.
   std::string own_address_;

@@ -6,6 +6,10 @@
 
 namespace {
 
+// A certificate that was accepted is tried this often, from the second time on with a pause in between.
+constexpr int retry_limit = 5;
+constexpr guint retry_pause_ms = 50;
+
 // Whether an address is https on this very host.
 bool secure_on(const char *uri, const std::string &host) {
   g_autoptr(GUri) parsed = g_uri_parse(uri, G_URI_FLAGS_NONE, nullptr);
@@ -19,6 +23,8 @@ void xp_gtk_modern_engine::on_load_changed(WebKitWebView *view, WebKitLoadEvent 
   xp_gtk_modern_engine &me = self(engine);
   switch (event) {
     case WEBKIT_LOAD_STARTED:
+      // A load that comes before the repetition takes its place.
+      if (me.cancel_retry()) me.swallow_start_ = false;
       if (!std::exchange(me.swallow_start_, false))
         me.config_.client->webView_didStartProvisionalNavigation();
       break;
@@ -45,21 +51,45 @@ gboolean xp_gtk_modern_engine::on_load_failed(WebKitWebView * /*view*/, WebKitLo
   return TRUE;  // no error page of the engine's own, whose load would be reported as well
 }
 
-gboolean xp_gtk_modern_engine::on_tls_errors(WebKitWebView *view, const char *uri,
+gboolean xp_gtk_modern_engine::on_tls_errors(WebKitWebView * /*view*/, const char *uri,
                                              GTlsCertificate *certificate, GTlsCertificateFlags /*errors*/,
                                              gpointer engine) {
   xp_gtk_modern_engine &me = self(engine);
-  if (!secure_on(uri, me.trusted_host_) || me.retried_ == uri) return FALSE;
+  if (!secure_on(uri, me.trusted_host_)) return FALSE;
+  if (me.retried_ != uri) me.retries_ = 0;
+  if (me.retries_ == retry_limit) return FALSE;
   webkit_network_session_allow_tls_certificate_for_host(me.session_, certificate, me.trusted_host_.c_str());
   me.retried_ = uri;
   me.swallow_finish_ = true;
   me.swallow_start_ = true;
-  if (me.own_address_ == uri) {
-    me.load(xp_engine_request(me.own_load_));
+  // The permission and the load reach the network process on two ways: the load may have overtaken it.
+  if (me.retries_++ == 0) {
+    me.load_retried();
   } else {
-    webkit_web_view_load_uri(view, uri);
+    me.retry_source_ = g_timeout_add(retry_pause_ms, on_retry, engine);
   }
   return TRUE;
+}
+
+gboolean xp_gtk_modern_engine::on_retry(gpointer engine) {
+  xp_gtk_modern_engine &me = self(engine);
+  me.retry_source_ = 0;
+  me.load_retried();
+  return G_SOURCE_REMOVE;
+}
+
+void xp_gtk_modern_engine::load_retried() {
+  if (own_address_ == retried_) {
+    load(xp_engine_request(own_load_));
+  } else {
+    webkit_web_view_load_uri(view_, std::string(retried_).c_str());
+  }
+}
+
+bool xp_gtk_modern_engine::cancel_retry() {
+  if (retry_source_ == 0) return false;
+  g_source_remove(std::exchange(retry_source_, 0));
+  return true;
 }
 
 gboolean xp_gtk_modern_engine::on_decide_policy(WebKitWebView * /*view*/, WebKitPolicyDecision *decision,

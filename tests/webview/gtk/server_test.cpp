@@ -78,7 +78,7 @@ TEST_F(server_test, the_certificate_of_the_loaded_host_alone_is_accepted) {
 
   // The owner's next load moves the trust with it.
   load(at("localhost"));
-  EXPECT_EQ(count("22"), 1);
+  EXPECT_EQ(count("22"), 1) << testing::PrintToString(events);
   EXPECT_EQ(fields.size(), 2U);
 }
 
