@@ -1,6 +1,7 @@
 #include "xp/plist/plist.h"
 
 #include "xp/dict/dict.h"
+#include "xp/object/deferred_release.h"
 #include "xp/object/ref.h"
 #include "xp/plist/detect.h"
 #include "xp/plist/json_tree.h"
@@ -13,10 +14,13 @@ namespace {
 
 constexpr int32_t style_count = 9;
 
-void release(xp_obj *obj) {
-  if (xp_prerelease(obj) == 0) return;
+void destroy(xp_obj *obj) {
   xp_release(static_cast<xp_plist *>(obj)->root);
   xp::destroy(obj);
+}
+
+void release(xp_obj *obj) {
+  if (xp_prerelease(obj)) xp::end_container(obj, destroy);
 }
 
 int64_t control(xp_obj *, uint32_t code, int64_t, void *) {

@@ -9,6 +9,7 @@
 #include "xp/dict/dict.h"
 #include "xp/object/number.h"
 #include "xp/object/ref.h"
+#include "xp/service/bag.h"
 #include "xp/service/traversal.h"
 #include "xp/string/string.h"
 
@@ -119,6 +120,29 @@ void lists(story &told) {
 
 TEST_F(container_sweep, lists) {
   sweep::run(lists);
+}
+
+// A bag that could not take a member is as it was.
+void bags(story &told) {
+  ref b = ref::adopt(xp_bag_new(XP_BAG_LOCKED));
+  xp_bag_setinitial(b.get(), 3);
+  for (int i = 0; i < 40; ++i) {
+    int64_t before = xp_bag_length(b.get());
+    int64_t count = xp_bag_insert(b.get(), ref::adopt(xp_number_new(200 + i % 9)).get());
+    EXPECT_EQ(xp_bag_length(b.get()), count > 0 ? before + 1 : before);
+  }
+  ref one = ref::adopt(xp_number_new(201));
+  xp_bag_remove(b.get(), one.get());
+  ref copy = ref::adopt(xp_bag_copy(b.get()));
+  EXPECT_TRUE(!copy || xp_bag_length(copy.get()) == xp_bag_length(b.get()));
+  ref twin = ref::adopt(xp_duplicate(b.get(), 0));
+  ref array = ref::adopt(xp_array_coerce(b.get()));
+  ref again = ref::adopt(xp_bag_coerce(array.get()));
+  told.made_of(xp_array_coerce(ref::adopt(xp_bag_travnew(b.get())).get()));
+}
+
+TEST_F(container_sweep, bags) {
+  sweep::run(bags);
 }
 
 void tuples(story &told) {
