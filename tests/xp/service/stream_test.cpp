@@ -1,0 +1,373 @@
+#include "xp/service/stream.h"
+
+#include "tests/support/leak_check.h"
+#include "xp/object/number.h"
+#include "xp/object/ref.h"
+#include "xp/service/file.h"
+#include "xp/service/stream_kinds.h"
+#include "xp/string/string.h"
+
+#include <stdlib.h>
+#include <string.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <random>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using xp::ref;
+namespace fs = std::filesystem;
+
+constexpr unsigned seed = 1137;
+
+std::string text(xp_obj *taken) {
+  ref s = ref::adopt(taken);
+  return s ? std::string(xp_str_getptr(s.get()), static_cast<size_t>(xp_str_length(s.get()))) : "(null)";
+}
+
+// Opens, reads to the end and closes.
+std::string drain(xp_obj *s) {
+  EXPECT_EQ(xp_strm_open(s, XP_STRM_READ), 0);
+  std::string all = text(xp_strm_string(s, -1));
+  EXPECT_EQ(xp_strm_close(s), 0);
+  return all;
+}
+
+ref memory(const std::string &content) {
+  ref s = ref::adopt(xp_strm_newmem());
+  xp_strm_open(s.get(), XP_STRM_WRITE);
+  xp_strm_write(s.get(), content.data(), static_cast<int64_t>(content.size()));
+  xp_strm_close(s.get());
+  return s;
+}
+
+class stream_test : public leak_check {
+protected:
+  void SetUp() override {
+    leak_check::SetUp();
+    std::string pattern = (fs::temp_directory_path() / "stream_test_XXXXXX").string();
+    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
+    folder_ = pattern;
+  }
+  void TearDown() override {
+    fs::remove_all(folder_);
+    leak_check::TearDown();
+  }
+
+  std::string path(const std::string &name) const { return folder_ + "/" + name; }
+  ref file(const std::string &name) const {
+    return ref::adopt(xp_strm_newfile(ref::adopt(xp_str_new(path(name).c_str())).get()));
+  }
+
+private:
+  std::string folder_;
+};
+
+// Deals random calls to streams and to a string that stands for what they should do.
+struct model {
+  std::string content;
+  size_t read = 0;
+  size_t write = 0;
+  bool append = false;
+
+  std::string take(size_t count) {
+    std::string taken = read < content.size() ? content.substr(read, count) : "";
+    read += taken.size();
+    return taken;
+  }
+  void put(const std::string &bytes) {
+    if (append) write = content.size();
+    if (write + bytes.size() > content.size()) content.resize(write + bytes.size());
+    content.replace(write, bytes.size(), bytes);
+    write += bytes.size();
+  }
+};
+
+void step(std::mt19937 &random, const std::vector<ref> &streams, model &expected) {
+  const size_t size = random() % 100 + 1;
+  const auto what = random() % 10;
+  const std::string bytes(size, static_cast<char>(random()));
+  const std::string wanted = what < 4 ? expected.take(size) : "";
+  const uint32_t modes[] = {0, XP_STRM_READ | XP_STRM_WRITE | XP_STRM_APPEND,
+                            XP_STRM_READ | XP_STRM_WRITE | XP_STRM_EMPTY};
+  const uint32_t mode = modes[std::min<size_t>(size / 40, 2)];
+  if (what >= 4 && what < 8) expected.put(bytes);
+  if (what == 8) expected.read = expected.write = 2 * size;
+  if (what == 9)
+    expected = {(mode & XP_STRM_EMPTY) != 0 ? "" : expected.content, 0, 0, (mode & XP_STRM_APPEND) != 0};
+  for (const ref &s : streams) {
+    if (what < 4) {
+      std::string got(size, 0);
+      got.resize(static_cast<size_t>(xp_strm_read(s.get(), got.data(), static_cast<int64_t>(size))));
+      ASSERT_EQ(got, wanted);
+    } else if (what < 8) {
+      ASSERT_EQ(xp_strm_write(s.get(), bytes.data(), static_cast<int64_t>(size)), static_cast<int64_t>(size));
+    } else if (what == 8) {
+      ASSERT_EQ(xp_strm_seek(s.get(), static_cast<int64_t>(2 * size)), static_cast<int64_t>(2 * size));
+    } else {
+      ASSERT_EQ(xp_strm_open(s.get(), mode), 0);
+    }
+    xp_strm_position at{};
+    ASSERT_EQ(xp_strm_ioctl(s.get(), XP_STRM_TELL, 0, &at), 0);
+    ASSERT_EQ(at.read, static_cast<int64_t>(expected.read));
+    ASSERT_EQ(at.write, static_cast<int64_t>(expected.write));
+    ASSERT_EQ(xp_strm_length(s.get()), static_cast<int64_t>(expected.content.size()));
+  }
+}
+
+TEST_F(stream_test, files_memory_and_guards_hold_what_a_string_would) {
+  std::mt19937 random(seed);
+  const std::vector<ref> streams = {file("plain"), ref::adopt(xp_strm_newmem()),
+                                    ref::adopt(xp_strm_newguarded(ref::adopt(xp_strm_newmem()).get())),
+                                    ref::adopt(xp_strm_newguarded(file("guarded").get()))};
+  for (const ref &s : streams)
+    ASSERT_EQ(xp_strm_open(s.get(), 0), 0);
+  model expected;
+  for (int i = 0; i < 3000; ++i) {
+    step(random, streams, expected);
+    ASSERT_FALSE(HasFatalFailure()) << "step " << i << ", seed " << seed;
+  }
+  for (const ref &s : streams) {
+    EXPECT_EQ(xp_strm_ioctl(s.get(), XP_STRM_SEEK, 0, nullptr), 0);
+    EXPECT_EQ(text(xp_strm_string(s.get(), -1)), expected.content);
+    EXPECT_EQ(xp_strm_close(s.get()), 0);
+  }
+  EXPECT_EQ(text(xp_strm_memstring(streams[1].get())), expected.content);
+}
+
+TEST_F(stream_test, the_status_follows_the_protocol) {
+  ref s = memory("abc");
+  char byte = 0;
+  EXPECT_EQ(xp_strm_status(s.get()), XP_STRM_CLOSED);
+  EXPECT_EQ(xp_strm_read(s.get(), &byte, 1), 0);
+  EXPECT_EQ(xp_strm_write(s.get(), "x", 1), 0);
+  EXPECT_EQ(xp_strm_seek(s.get(), 1), 0);
+  EXPECT_EQ(xp_strm_open(s.get(), XP_STRM_READ), 0);
+  EXPECT_EQ(xp_strm_status(s.get()), XP_STRM_OPEN);
+  EXPECT_EQ(xp_strm_write(s.get(), "x", 1), XP_ERR_REFUSED);
+  EXPECT_EQ(xp_strm_ioctl(s.get(), XP_STRM_SYNC, 0, nullptr), XP_ERR_REFUSED);
+  EXPECT_EQ(xp_strm_seek(s.get(), -1), XP_ERR_REFUSED);
+  EXPECT_EQ(xp_strm_status(s.get()), XP_STRM_OPEN);
+  EXPECT_EQ(text(xp_strm_string(s.get(), 3)), "abc");
+  EXPECT_EQ(xp_strm_seek(s.get(), 1), 1);
+  EXPECT_EQ(text(xp_strm_string(s.get(), 1)), "(null)");
+  EXPECT_EQ(xp_strm_close(s.get()), 0);
+  EXPECT_EQ(xp_strm_close(s.get()), 0);
+
+  EXPECT_EQ(xp_instanceof(s.get(), xp_strm_type()), 1);
+  EXPECT_EQ(xp_instanceof(s.get(), xp_code("stmm")), 1);
+  const ref word = ref::adopt(xp_str_new("stmm"));
+  EXPECT_EQ(xp_strm_open(word.get(), 0), XP_ERR_REFUSED);
+  EXPECT_EQ(xp_strm_newtee(s.get(), word.get()), nullptr);
+  EXPECT_EQ(xp_strm_write(nullptr, "x", 1), XP_ERR_REFUSED);
+
+  EXPECT_EQ(xp_refs(word.get()), 1);
+  EXPECT_EQ(xp_strm_ioctl(s.get(), XP_STRM_HOLD, 0, word.get()), 0);
+  EXPECT_EQ(xp_strm_ioctl(s.get(), XP_STRM_HOLD, 0, word.get()), 0);
+  EXPECT_EQ(xp_refs(word.get()), 2);
+  s = nullptr;
+  EXPECT_EQ(xp_refs(word.get()), 1);
+}
+
+TEST_F(stream_test, file_streams_open_regular_files_as_asked) {
+  ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
+  fs::create_directory(path("folder"));
+  EXPECT_EQ(xp_strm_open(file("none").get(), XP_STRM_READ), XP_ERR_ABSENT);
+  EXPECT_EQ(xp_strm_open(file("pipe").get(), XP_STRM_READ), XP_ERR_KIND);
+  EXPECT_EQ(xp_strm_open(file("pipe").get(), XP_STRM_WRITE), XP_ERR_KIND);
+  EXPECT_EQ(xp_strm_open(file("folder").get(), XP_STRM_READ), XP_ERR_KIND);
+  const ref s = file("new");
+  EXPECT_EQ(xp_strm_length(s.get()), XP_ERR_ABSENT);
+  EXPECT_EQ(xp_strm_open(s.get(), XP_STRM_WRITE | XP_STRM_FRESH), 0);
+  EXPECT_EQ(xp_strm_writef(s.get(), "%d-%s", 7, "x"), 3);
+  EXPECT_EQ(xp_strm_ioctl(s.get(), XP_STRM_SYNC, 0, nullptr), 0);
+  EXPECT_EQ(xp_strm_open(s.get(), XP_STRM_WRITE | XP_STRM_FRESH), XP_ERR_EXISTS);
+  EXPECT_EQ(xp_strm_status(s.get()), XP_ERR_EXISTS);
+  EXPECT_EQ(xp_strm_write(s.get(), "x", 1), XP_ERR_EXISTS);
+  EXPECT_EQ(xp_strm_close(s.get()), XP_ERR_EXISTS);
+  EXPECT_EQ(xp_strm_status(s.get()), XP_STRM_CLOSED);
+  EXPECT_EQ(drain(s.get()), "7-x");
+  // Left open: the last reference closes the descriptor, which the fixture looks for.
+  EXPECT_EQ(xp_strm_open(s.get(), XP_STRM_READ), 0);
+}
+
+TEST_F(stream_test, texts_are_read_from_where_they_are) {
+  const std::string zeros("a\0b", 3);
+  const ref string = ref::adopt(xp_str_make(zeros.data(), 3));
+  EXPECT_EQ(drain(ref::adopt(xp_strm_newconst(zeros.data(), 3)).get()), zeros);
+  EXPECT_EQ(drain(ref::adopt(xp_strm_newconst("text", -1)).get()), "text");
+  EXPECT_EQ(drain(ref::adopt(xp_strm_newconst(nullptr, 0)).get()), "");
+  EXPECT_EQ(drain(ref::adopt(xp_strm_newstring(string.get())).get()), zeros);
+  EXPECT_EQ(drain(ref::adopt(xp_strm_newformat("%s=%d", "k", 12)).get()), "k=12");
+  const ref number = ref::adopt(xp_number_new(-42));
+  const ref object = ref::adopt(xp_strm_newobject(number.get()));
+  EXPECT_EQ(xp_strm_length(object.get()), 3);
+  EXPECT_EQ(drain(object.get()), "-42");
+  EXPECT_EQ(drain(object.get()), "-42");
+  EXPECT_EQ(xp_strm_write(object.get(), "x", 1), XP_ERR_REFUSED);
+  EXPECT_EQ(xp_strm_newstring(number.get()), nullptr);
+  EXPECT_EQ(xp_strm_newobject(nullptr), nullptr);
+}
+
+TEST_F(stream_test, chains_pass_everything_on) {
+  const ref a = memory("one ");
+  const ref b = memory("two");
+  xp_obj *const all[] = {a.get(), nullptr, b.get(), a.get()};
+  const ref sequence = ref::adopt(xp_strm_newsequence(all, 4));
+  EXPECT_EQ(xp_strm_length(sequence.get()), 11);
+  const ref copy = ref::adopt(xp_strm_newmem());
+  const ref tee = ref::adopt(xp_strm_newtee(sequence.get(), copy.get()));
+  EXPECT_EQ(drain(tee.get()), "one twoone ");
+  EXPECT_EQ(text(xp_strm_memstring(copy.get())), "one twoone ");
+  EXPECT_EQ(xp_strm_status(a.get()), XP_STRM_CLOSED);
+
+  const ref left = ref::adopt(xp_strm_newmem());
+  const ref both = ref::adopt(xp_strm_newtee(left.get(), copy.get()));
+  ASSERT_EQ(xp_strm_open(both.get(), XP_STRM_WRITE | XP_STRM_APPEND), 0);
+  EXPECT_EQ(xp_strm_writeobj(both.get(), ref::adopt(xp_number_new(5)).get()), 1);
+  EXPECT_EQ(xp_strm_close(both.get()), 0);
+  EXPECT_EQ(text(xp_strm_memstring(left.get())), "5");
+  EXPECT_EQ(text(xp_strm_memstring(copy.get())), "one twoone 5");
+
+  const ref null = ref::adopt(xp_strm_newnull());
+  EXPECT_EQ(drain(null.get()), "");
+  ASSERT_EQ(xp_strm_open(null.get(), XP_STRM_WRITE), 0);
+  ASSERT_EQ(xp_strm_open(sequence.get(), XP_STRM_READ), 0);
+  EXPECT_EQ(xp_strm_copy(sequence.get(), null.get()), 11);
+  xp_strm_position at{};
+  xp_strm_ioctl(null.get(), XP_STRM_TELL, 0, &at);
+  EXPECT_EQ(at.write, 11);
+
+  // A part that fails stops the whole.
+  const ref missing = file("missing");
+  xp_obj *const broken[] = {b.get(), missing.get()};
+  const ref bad = ref::adopt(xp_strm_newsequence(broken, 2));
+  ASSERT_EQ(xp_strm_open(bad.get(), XP_STRM_READ), 0);
+  EXPECT_EQ(xp_strm_string(bad.get(), -1), nullptr);
+  EXPECT_EQ(xp_strm_status(bad.get()), XP_ERR_ABSENT);
+  EXPECT_EQ(xp_strm_close(bad.get()), XP_ERR_ABSENT);
+}
+
+// A filter that turns every two bytes around, so that it keeps one back.
+struct swapper {
+  char kept = 0;
+  bool holds = false;
+
+  static int64_t run(void *context, const char *bytes, int64_t length, xp_writer out, void *out_context) {
+    auto *self = static_cast<swapper *>(context);
+    std::string swapped;
+    for (int64_t i = 0; i < length; ++i) {
+      if (self->holds) swapped += {bytes[i], self->kept};
+      self->kept = bytes[i];
+      self->holds = !self->holds;
+    }
+    if (bytes == nullptr && std::exchange(self->holds, false)) swapped += self->kept;
+    return swapped.empty() ? 0 : out(out_context, swapped.data(), static_cast<int64_t>(swapped.size()));
+  }
+};
+
+TEST_F(stream_test, filters_change_what_passes_in_both_directions) {
+  std::string content = "0123456789abcde";
+  for (int i = 0; i < 9; ++i)
+    content += content;
+  content += "z";
+  const ref inner = ref::adopt(xp_strm_newmem());
+  swapper swap;
+  const ref filtered = ref::adopt(xp_strm_newfiltered(inner.get(), swapper::run, &swap));
+  ASSERT_EQ(xp_strm_open(filtered.get(), XP_STRM_WRITE), 0);
+  for (size_t i = 0; i < content.size(); i += 7)
+    ASSERT_GT(xp_strm_write(filtered.get(), content.data() + i,
+                            static_cast<int64_t>(std::min<size_t>(7, content.size() - i))),
+              0);
+  EXPECT_EQ(xp_strm_close(filtered.get()), 0);
+  const std::string changed = text(xp_strm_memstring(inner.get()));
+  EXPECT_EQ(changed.substr(0, 4), "1032");
+  EXPECT_EQ(changed.size(), content.size());
+  EXPECT_EQ(drain(filtered.get()), content);
+
+  const auto refuse = [](void *, const char *, int64_t, xp_writer, void *) -> int64_t { return XP_ERR_IO; };
+  const ref failing = ref::adopt(xp_strm_newfiltered(inner.get(), refuse, nullptr));
+  ASSERT_EQ(xp_strm_open(failing.get(), 0), 0);
+  EXPECT_EQ(xp_strm_write(failing.get(), "x", 1), XP_ERR_IO);
+  EXPECT_EQ(xp_strm_close(failing.get()), XP_ERR_IO);
+}
+
+TEST_F(stream_test, scannable_streams_look_ahead_without_passing) {
+  const std::string line(5000, 'x');
+  const ref s = ref::adopt(xp_strm_newscannable(memory("one\r\n\n" + line + "\nlast").get()));
+  ASSERT_EQ(xp_strm_open(s.get(), XP_STRM_READ), 0);
+  char bytes[3] = {};
+  EXPECT_EQ(xp_strm_peek(s.get(), bytes, 3), 3);
+  EXPECT_EQ(memcmp(bytes, "one", 3), 0);
+  EXPECT_EQ(xp_strm_scan(s.get(), '\n', 5), 5);
+  EXPECT_EQ(xp_strm_scan(s.get(), '\n', 4), XP_ERR_FULL);
+  EXPECT_EQ(xp_strm_tell(s.get()), 0);
+  EXPECT_EQ(text(xp_strm_readline(s.get(), 4)), "one");
+  EXPECT_EQ(text(xp_strm_readline(s.get(), 0)), "");
+  EXPECT_EQ(text(xp_strm_readline(s.get(), 4999)), "(null)");
+  EXPECT_EQ(text(xp_strm_readline(s.get(), 5000)), line);
+  EXPECT_EQ(xp_strm_tell(s.get()), 5007);
+  EXPECT_EQ(text(xp_strm_readline(s.get(), 3)), "(null)");
+  EXPECT_EQ(xp_strm_scan(s.get(), '\n', -1), 4);
+  EXPECT_EQ(text(xp_strm_readline(s.get(), 4)), "last");
+  EXPECT_EQ(xp_strm_readline(s.get(), -1), nullptr);
+  EXPECT_EQ(xp_strm_peek(s.get(), bytes, 3), 0);
+  EXPECT_EQ(drain(s.get()), "one\r\n\n" + line + "\nlast");
+}
+
+TEST_F(stream_test, base_streams_call_their_makers_functions) {
+  std::string calls;
+  static const xp_strm_calls table = {
+      .open = [](void *c, uint32_t mode) -> int32_t {
+        static_cast<std::string *>(c)->append("open ").append(std::to_string(mode));
+        return 0;
+      },
+      .close = nullptr,
+      .read = nullptr,
+      .write =
+          [](void *c, const void *bytes, int64_t length) {
+            static_cast<std::string *>(c)->append(" write ").append(static_cast<const char *>(bytes));
+            return length > 1 ? int64_t{XP_ERR_FULL} : length;
+          },
+      .end = [](void *c) { static_cast<std::string *>(c)->append(" end"); }};
+  {
+    const ref s = ref::adopt(xp_strm_newbase(&table, &calls));
+    EXPECT_EQ(xp_strm_open(s.get(), 0), 0);
+    EXPECT_EQ(xp_strm_read(s.get(), calls.data(), 1), XP_ERR_REFUSED);
+    EXPECT_EQ(xp_strm_write(s.get(), "a", -1), 1);
+    EXPECT_EQ(xp_strm_write(s.get(), "bc", -1), XP_ERR_FULL);
+    EXPECT_EQ(xp_strm_write(s.get(), "d", -1), XP_ERR_FULL);
+    EXPECT_EQ(xp_strm_close(s.get()), XP_ERR_FULL);
+  }
+  EXPECT_EQ(calls, "open 3 write a write bc end");
+  EXPECT_EQ(xp_strm_newbase(nullptr, nullptr), nullptr);
+}
+
+TEST_F(stream_test, threads_share_a_guarded_stream) {
+  constexpr int threads = 4;
+  constexpr int writes = 500;
+  const ref inner = ref::adopt(xp_strm_newmem());
+  const ref s = ref::adopt(xp_strm_newguarded(inner.get()));
+  ASSERT_EQ(xp_strm_open(s.get(), 0), 0);
+  std::vector<std::thread> running;
+  for (int t = 0; t < threads; ++t)
+    running.emplace_back([&s, t] {
+      const std::string word(10, static_cast<char>('a' + t));
+      for (int i = 0; i < writes; ++i)
+        EXPECT_EQ(xp_strm_write(s.get(), word.data(), 10), 10);
+    });
+  for (std::thread &t : running)
+    t.join();
+  const std::string all = text(xp_strm_memstring(inner.get()));
+  ASSERT_EQ(all.size(), size_t{threads} * writes * 10);
+  for (size_t i = 0; i < all.size(); i += 10)
+    ASSERT_EQ(all.substr(i, 10), std::string(10, all[i]));
+}
+
+}  // namespace
