@@ -26,6 +26,8 @@ struct lookup {
   const char *bytes;
   uint32_t length;
   uint32_t hash;
+  uint64_t last;  // its last word, folded where the dictionary folds
+  bool nocase;
 };
 
 lookup make_lookup(object *d, const char *key, int64_t length) {
@@ -33,28 +35,53 @@ lookup make_lookup(object *d, const char *key, int64_t length) {
   // Deliberate: two keys that agree in their first 255 bytes are one key; an entry has one byte for the
   // length.
   bytes = std::min<size_t>(bytes, longest_key);
-  return {key, static_cast<uint32_t>(bytes), dict_hash::of(key, bytes, d->has(XP_DICT_NOCASE))};
-}
-
-bool matches(object *d, entry *e, const lookup &key) {
-  if (e->key_length != key.length) return false;
   bool nocase = d->has(XP_DICT_NOCASE);
-  auto first = static_cast<unsigned char>(*e->key());
-  auto wanted = static_cast<unsigned char>(*key.bytes);
-  if (first != wanted && (!nocase || dict_hash::fold(first) != dict_hash::fold(wanted))) return false;
-  return dict_hash::same_key(e->key(), key.bytes, key.length, nocase);
+  uint64_t last = dict_hash::last_word(key, bytes);
+  return {.bytes = key,
+          .length = static_cast<uint32_t>(bytes),
+          .hash = dict_hash::of(key, bytes, nocase),
+          .last = nocase ? dict_hash::fold_word(last) : last,
+          .nocase = nocase};
 }
 
-entry **bucket_of(object *d, uint32_t hash) {
-  return &d->buckets[hash & (d->bucket_count - 1)];
+bool matches(entry *e, const lookup &key) {
+  if (e->key_length != key.length) return false;
+  // In front of an entry's key stand its value and its length.
+  uint64_t last = dict_hash::last_word_inside(e->key(), key.length);
+  if ((key.nocase ? dict_hash::fold_word(last) : last) != key.last) return false;
+  return dict_hash::same_front(e->key(), key.bytes, key.length, key.nocase);
 }
 
-// The link that points to the key's entry; the null link at the end of its chain when there is none.
-entry **find(object *d, const lookup &key) {
-  entry **link = bucket_of(d, key.hash);
-  while (*link != nullptr && !matches(d, *link, key))
-    link = &(*link)->next;
-  return link;
+uint32_t bucket_of(object *d, uint32_t hash) {
+  return hash & (d->bucket_count - 1);
+}
+
+// The bit of a hash in its bucket's filter word.
+uint32_t filter_bit(uint32_t hash) {
+  return uint32_t{1} << ((hash * 0x9E3779B1u) >> 27);
+}
+
+// The key's entry, or null.
+entry *find(object *d, const lookup &key) {
+  if (d->small() && d->index.complete())
+    return d->index.find(key.hash, [&](entry *e) { return matches(e, key); });
+  uint32_t bucket = bucket_of(d, key.hash);
+  if (!d->small() && (d->filters()[bucket] & filter_bit(key.hash)) == 0) return nullptr;
+  entry *e = d->buckets[bucket];
+  while (e != nullptr && !matches(e, key))
+    e = e->next;
+  return e;
+}
+
+// Puts an entry at the head of its chain.
+void link(object *d, entry *e, uint32_t hash) {
+  uint32_t bucket = bucket_of(d, hash);
+  e->next = std::exchange(d->buckets[bucket], e);
+  if (d->small()) {
+    d->index.add(e, hash);
+  } else {
+    d->filters()[bucket] |= filter_bit(hash);
+  }
 }
 
 // The count changes under the lock only, but is read without it.
@@ -63,10 +90,6 @@ void add_to_count(object *d, uint32_t difference) {
 }
 
 // --- Room for entries ---
-
-uint32_t entry_size(uint32_t key_length) {
-  return (key_length + 24) & ~uint32_t{7};
-}
 
 bool add_chunk(object *d, uint32_t key_length) {
   uint32_t size = d->chunk_size;
@@ -90,29 +113,29 @@ bool make_room(object *d, uint32_t key_length) {
 entry *carve(object *d, uint32_t key_length) {
   chunk *c = d->chunks;
   auto *e = reinterpret_cast<entry *>(c->entries() + c->used);
-  c->used = std::min(c->used + entry_size(key_length), c->capacity);
+  c->used += entry_size(key_length);
+  assert(c->used <= c->capacity);
   return e;
 }
 
-// Empty bucket chains, or null.
+// Empty bucket chains and their filters, or null.
 entry **new_buckets(uint32_t count) {
-  return static_cast<entry **>(xp_alloc(count * pointer_size));
+  return static_cast<entry **>(xp_alloc(count * (pointer_size + sizeof(uint32_t))));
 }
 
 void rehash(object *d, uint32_t bucket_count) {
   entry **buckets = new_buckets(bucket_count);
   if (buckets == nullptr) return;  // the old table goes on serving, with longer chains
   bool nocase = d->has(XP_DICT_NOCASE);
-  for (uint32_t i = 0; i < d->bucket_count; ++i) {
-    while (entry *e = d->buckets[i]) {
-      d->buckets[i] = e->next;
-      entry **to = &buckets[dict_hash::of(e->key(), e->key_length, nocase) & (bucket_count - 1)];
-      e->next = std::exchange(*to, e);
+  entry **former = std::exchange(d->buckets, buckets);
+  uint32_t former_count = std::exchange(d->bucket_count, bucket_count);
+  for (uint32_t i = 0; i < former_count; ++i) {
+    while (entry *e = former[i]) {
+      former[i] = e->next;
+      link(d, e, dict_hash::of(e->key(), e->key_length, nocase));
     }
   }
-  if (d->buckets != d->inline_buckets) xp_free(d->buckets);
-  d->buckets = buckets;
-  d->bucket_count = bucket_count;
+  if (former != d->inline_buckets) xp_free(former);
 }
 
 // Deliberate: the first 16 keys share the two inline buckets, so that small dictionaries need no table of
@@ -143,10 +166,13 @@ entry *new_entry(object *d, uint32_t key_length) {
 
 // --- Storing and erasing, under the lock ---
 
-// Takes the entry that `link` points to out of its chain and returns its value, which the caller releases.
-xp_obj *unlink(object *d, entry **link) {
-  entry *e = *link;
+// Takes an entry out of its chain and returns its value, which the caller releases.
+xp_obj *unlink(object *d, entry *e, uint32_t hash) {
+  entry **link = &d->buckets[bucket_of(d, hash)];
+  while (*link != e)
+    link = &(*link)->next;
   *link = e->next;
+  if (d->small()) d->index.remove(e);
   if (d->has(XP_DICT_RECYCLE)) e->next = std::exchange(*d->free_list(e->key_length), e);
   add_to_count(d, static_cast<uint32_t>(-1));
   return std::exchange(e->value, nullptr);
@@ -155,8 +181,7 @@ xp_obj *unlink(object *d, entry **link) {
 bool insert(object *d, const lookup &key, xp_obj *value) {
   entry *e = new_entry(d, key.length);
   if (e == nullptr) return false;
-  entry **bucket = bucket_of(d, key.hash);
-  e->next = std::exchange(*bucket, e);
+  link(d, e, key.hash);
   e->value = value;
   e->key_length = static_cast<uint8_t>(key.length);
   memcpy(e->key(), key.bytes, key.length);
@@ -168,10 +193,9 @@ bool insert(object *d, const lookup &key, xp_obj *value) {
 // of a value may use the dictionary.
 int32_t put(object *d, const lookup &key, xp_obj *value, xp_obj **released) {
   crit_guard guard(d->lock);
-  entry **link = find(d, key);
   bool erases = value == nullptr && d->has(XP_DICT_RECYCLE);
-  if (*link != nullptr) {
-    *released = erases ? unlink(d, link) : std::exchange((*link)->value, value);
+  if (entry *e = find(d, key)) {
+    *released = erases ? unlink(d, e, key.hash) : std::exchange(e->value, value);
     return 0;
   }
   if (erases || insert(d, key, value)) return 0;
@@ -187,14 +211,24 @@ xp_obj *keep_raw(xp_obj *value) {
 }
 void drop_raw(xp_obj * /*value*/) {}
 
+// In the order in which the entries lie in memory: their chains lead all over it. The values of erased
+// entries are null.
+void release_values(object *d) {
+  if (d->raw()) return;
+  for (chunk *c = d->chunks; c != nullptr; c = c->next) {
+    for (uint32_t at = 0; at < c->used;) {
+      auto *e = reinterpret_cast<entry *>(c->entries() + at);
+      at += entry_size(e->key_length);
+      d->release_value(std::exchange(e->value, nullptr));
+    }
+  }
+}
+
 void destroy(xp_obj *obj) {
   auto *d = static_cast<object *>(obj);
   {
     crit_guard guard(d->lock);
-    walk(d, [d](entry *e) {
-      d->release_value(std::exchange(e->value, nullptr));
-      return 0;
-    });
+    release_values(d);
   }
   xp_release(d->blank);
   xp_release(d->lock);
@@ -299,7 +333,7 @@ xp_obj *xp_dict_fetch(xp_obj *d, const char *key, int64_t keylen) {
   if (k.length == 0) return nullptr;
   {
     xp::crit_guard guard(self->lock);
-    if (entry *e = *find(self, k)) {
+    if (entry *e = find(self, k)) {
       if (self->blank != nullptr && xp_compare(self->blank, e->value) == 0) return nullptr;
       return self->retain_value(e->value);
     }
@@ -316,7 +350,7 @@ int32_t xp_dict_erase(xp_obj *d, const char *key, int64_t keylen) {
   xp_obj *released = nullptr;
   {
     xp::crit_guard guard(self->lock);
-    if (entry **link = find(self, k); *link != nullptr) released = unlink(self, link);
+    if (entry *e = find(self, k)) released = unlink(self, e, k.hash);
   }
   self->release_value(released);
   return 0;

@@ -9,11 +9,15 @@
 // A chunk is a 16-byte header (next chunk, used bytes, capacity) and its entries. Capacities are multiples of
 // 8: an entry of free list k (key length divided by 8) then always holds 24 + 8k bytes and fits every key of
 // its list.
+// Behind a bucket array that is not the inline one stands a filter word for each bucket: a bit for every hash
+// tag that its chain has held. A clear bit says that a key is not there without touching the chain; erasing
+// leaves bits set.
 
 #ifndef XP_DICT_DICT_IMPL_H
 #define XP_DICT_DICT_IMPL_H
 
 #include "xp/dict/dict.h"
+#include "xp/dict/small_index.h"
 #include "xp/object/lock.h"
 #include "xp/object/type.h"
 
@@ -37,6 +41,11 @@ struct entry {
 
   char *key() { return reinterpret_cast<char *>(this) + offsetof(entry, first_key_bytes); }
 };
+// The size of an entry; the same for all keys of one free list.
+constexpr uint32_t entry_size(uint32_t key_length) {
+  return (key_length + 24) & ~uint32_t{7};
+}
+
 static_assert(offsetof(entry, key_length) == 16 && offsetof(entry, first_key_bytes) == 17 &&
               sizeof(entry) == 24);
 
@@ -65,10 +74,14 @@ struct object : xp_obj {
   entry *inline_buckets[inline_bucket_count];
   chunk inline_chunk;
   alignas(8) unsigned char inline_entries[inline_chunk_capacity];
+  small_index index;  // in use as long as the buckets are the inline ones
   // With XP_DICT_RECYCLE, free_list_count list heads follow the struct.
 
   bool has(uint32_t flag) { return (std::atomic_ref(flags).load(std::memory_order_relaxed) & flag) != 0; }
   bool raw() { return has(XP_DICT_RAW); }
+  bool small() { return buckets == inline_buckets; }
+  // Not for a small dictionary.
+  uint32_t *filters() { return reinterpret_cast<uint32_t *>(buckets + bucket_count); }
   entry **free_list(uint32_t key_length) { return reinterpret_cast<entry **>(this + 1) + key_length / 8; }
 
   // Whether a walk visits the entry.

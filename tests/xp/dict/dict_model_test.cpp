@@ -207,34 +207,41 @@ INSTANTIATE_TEST_SUITE_P(flags, dict_model,
                                          XP_DICT_RAW | XP_DICT_RECYCLE | XP_DICT_NOCASE,
                                          XP_DICT_LOCKED | XP_DICT_RECYCLE | XP_DICT_SKIPNULLS));
 
-TEST(dict_hash, eight_bytes_at_a_time_give_the_plain_value) {
+TEST(dict_hash, words_give_what_bytes_give) {
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  using namespace xp::dict_hash;
   random_source random(seed);
-  EXPECT_EQ(xp::dict_hash::by_bytes("", 0, false), 5381u);
-  EXPECT_EQ(xp::dict_hash::by_bytes("a", 1, false), 5381u * 33 + 'a');
-  EXPECT_EQ(xp::dict_hash::by_bytes("a", 1, true), 5381u * 33 + 'A');
+  EXPECT_EQ(by_bytes("", 0, false), 5381u);
+  EXPECT_EQ(by_bytes("a", 1, false), 5381u * 33 + 'a');
+  EXPECT_EQ(by_bytes("a", 1, true), 5381u * 33 + 'A');
+  auto same = [](const std::string &a, const std::string &b, bool nocase) {
+    // An entry's key has its value in front of it.
+    std::string entry = "in front" + b;
+    uint64_t x = last_word(a.data(), a.size());
+    uint64_t y = last_word_inside(entry.data() + 8, b.size());
+    if (nocase) x = fold_word(x), y = fold_word(y);
+    return x == y && same_front(a.data(), entry.data() + 8, a.size(), nocase);
+  };
   for (size_t length = 0; length <= 255; ++length) {
     std::string key(length, '\0');
     for (char &c : key)
       c = static_cast<char>(random());
-    std::string other = key;
-    for (char &c : other)
-      c = static_cast<char>(xp::dict_hash::fold(static_cast<unsigned char>(c)));
-    for (bool nocase : {false, true}) {
-      EXPECT_EQ(xp::dict_hash::of(key.data(), length, nocase),
-                xp::dict_hash::by_bytes(key.data(), length, nocase));
-    }
-    EXPECT_EQ(xp::dict_hash::of(key.data(), length, true), xp::dict_hash::of(other.data(), length, false));
-    EXPECT_TRUE(xp::dict_hash::same_key(key.data(), other.data(), length, true));
-    if (length == 0) continue;
-    // One byte apart, at any place and by any bit: never the same key, unless it is a letter's case bit.
-    size_t place = random() % length;
-    for (int bit = 0; bit < 8; ++bit) {
+    std::string folded = key;
+    for (char &c : folded)
+      c = static_cast<char>(fold(static_cast<unsigned char>(c)));
+    for (bool nocase : {false, true})
+      EXPECT_EQ(of(key.data(), length, nocase), by_bytes(key.data(), length, nocase));
+    EXPECT_EQ(of(key.data(), length, true), of(folded.data(), length, false));
+    if (length == 0) continue;  // no key
+    EXPECT_TRUE(same(key, folded, true));
+    // One bit apart, at any place: never the same key, unless it is a letter's case bit.
+    for (size_t bit = 0; bit < 8 * length; ++bit) {
       std::string near = key;
-      near[place] = static_cast<char>(near[place] ^ (1 << bit));
-      bool folded = xp::dict_hash::fold(static_cast<unsigned char>(near[place])) ==
-                    xp::dict_hash::fold(static_cast<unsigned char>(key[place]));
-      EXPECT_EQ(xp::dict_hash::same_key(key.data(), near.data(), length, true), folded);
-      EXPECT_FALSE(xp::dict_hash::same_key(key.data(), near.data(), length, false));
+      near[bit / 8] = static_cast<char>(near[bit / 8] ^ (1 << bit % 8));
+      bool letters =
+          fold(static_cast<unsigned char>(near[bit / 8])) == static_cast<unsigned char>(folded[bit / 8]);
+      EXPECT_EQ(same(key, near, true), letters);
+      EXPECT_FALSE(same(key, near, false));
     }
   }
 }
