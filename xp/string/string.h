@@ -1,7 +1,9 @@
 // Strings ("xstr"): immutable UTF-8 text objects with a length in bytes. An operation that changes a string
 // returns a new one, or the same one retained when nothing changes, so strings may be shared between threads
 // without a lock. Ordinary strings keep their text inside the object and at least one zero byte behind it.
-// The same operations on raw text stand in xp/string/text.h.
+//
+// Around it: text.h the same operations on raw text, parts.h cutting, copying and walking, edit.h joining and
+// replacing, scan.h reading fields, class.h sets of bytes; all in xp/string.
 
 #ifndef XP_STRING_STRING_H
 #define XP_STRING_STRING_H
