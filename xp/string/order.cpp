@@ -1,5 +1,6 @@
 #include "xp/string/order.h"
 
+#include "xp/object/code.h"  // asserts little-endian words
 #include "xp/string/codepoint.h"
 #include "xp/string/text.h"
 #include "xp/string/unicode.h"
@@ -24,6 +25,8 @@ struct fold_table {
 
   uint8_t row[rows];
   uint16_t shift[blocks][64];
+  uint16_t folded[32][64];  // the folded code points themselves where they have two bytes: by lead byte, by
+                            // the other
 
   fold_table();
   uint32_t fold(uint32_t at_row, uint32_t low) const {
@@ -33,7 +36,7 @@ struct fold_table {
 };
 
 // Asks the platform about every code point once. The blocks suffice for twice the letters there are.
-fold_table::fold_table() : row{}, shift{} {
+fold_table::fold_table() : row{}, shift{}, folded{} {
   uint32_t used = 1;
   for (uint32_t at = 0; at < rows && used < blocks; ++at) {
     bool folds = false;
@@ -44,6 +47,8 @@ fold_table::fold_table() : row{}, shift{} {
     }
     if (folds) row[at] = static_cast<uint8_t>(used++);
   }
+  for (uint32_t point = 0; point < 0x800; ++point)
+    folded[point >> 6][point & 0x3F] = static_cast<uint16_t>(fold(point >> 6, point & 0x3F));
 }
 
 // Made on first use, once, whichever thread comes first.
@@ -59,11 +64,7 @@ uint32_t take_folded(const byte *&at, const fold_table &table) {
     ++at;
     return lead - 'A' < 26 ? lead + 32 : lead;
   }
-  if (lead < 0xE0) {
-    at += 2;
-    return table.fold(lead & 0x1F, at[-1] & 0x3F);
-  }
-  if (lead < 0xF0) {
+  if (lead >= 0xE0 && lead < 0xF0) {
     at += 3;
     return table.fold((lead & 0x0F) << 6 | (at[-2] & 0x3F), at[-1] & 0x3F);
   }
@@ -84,11 +85,29 @@ int32_t by_bytes(const char *a, int64_t alength, const char *b, int64_t blength)
   return order < 0 ? -1 : 1;
 }
 
+// Skips what is equal, as long as both texts have sequences of two bytes: the letters of many scripts, where
+// all of a text is such. The texts have at least `count` bytes each.
+int64_t equal_pairs(const byte *x, const byte *y, int64_t count, const fold_table &table) {
+  int64_t at = 0;
+  for (; at + 1 < count; at += 2) {
+    uint16_t left, right;  // the lead byte is the low one
+    memcpy(&left, x + at, 2);
+    memcpy(&right, y + at, 2);
+    if ((((left ^ 0xC0u) | (right ^ 0xC0u)) & 0xE0) != 0) break;
+    if (table.folded[left & 0x1F][left >> 8 & 0x3F] != table.folded[right & 0x1F][right >> 8 & 0x3F]) break;
+  }
+  return at;
+}
+
 int32_t by_folded_points(const char *a, int64_t alength, const char *b, int64_t blength) {
   const fold_table &table = folds();
   const auto *x = reinterpret_cast<const byte *>(a), *xend = x + alength;
   const auto *y = reinterpret_cast<const byte *>(b), *yend = y + blength;
   while (x < xend && y < yend) {
+    int64_t equal = equal_pairs(x, y, std::min(xend - x, yend - y), table);
+    x += equal;
+    y += equal;
+    if (x == xend || y == yend) break;
     uint32_t left = take_folded(x, table);
     uint32_t right = take_folded(y, table);
     if (left != right) return left < right ? -1 : 1;

@@ -6,9 +6,9 @@
 #include "xp/string/valid.h"
 
 #include <immintrin.h>
-#include <string.h>
 
-#define XPS_AVX2 [[gnu::target("avx2")]]
+// A call costs more than most of these functions do.
+#define XPS_AVX2 [[gnu::target("avx2"), gnu::always_inline]] inline
 
 namespace {
 
@@ -16,8 +16,8 @@ using byte = unsigned char;
 using block = __m256i;
 constexpr int64_t block_bytes = 32;
 
-// Below this the vectors' set-up costs more than it saves.
-constexpr int64_t shortest = 32;
+// A block and the three bytes in front of it.
+constexpr int64_t shortest = block_bytes + 3;
 
 enum fault : byte {
   too_short = 1,     // a lead byte and no continuation
@@ -118,18 +118,22 @@ XPS_AVX2 block in_front(block here, block before) {
   return _mm256_alignr_epi8(here, _mm256_permute2x128_si256(before, here, 0x21), 16 - Distance);
 }
 
-// Whether there is a fault in `here`, or one that ends there; a sequence that goes on behind it is none.
-XPS_AVX2 bool is_faulty(block here, block before) {
-  block first = in_front<1>(here, before);
+// Whether there is a fault in `here`, or one that ends there; a sequence that goes on behind it is none. The
+// others are the bytes one, two and three in front.
+XPS_AVX2 bool is_faulty(block here, block first, block second, block third) {
   block low = look_up(first_low, _mm256_and_si256(first, fill(0x0F)));
   block pairs = _mm256_and_si256(look_up(first_high, high_halves(first)), low);
   pairs = _mm256_and_si256(pairs, look_up(second_high, high_halves(here)));
   // The top bit is set where a lead byte two or three in front asks for a byte here.
-  block third = _mm256_subs_epu8(in_front<2>(here, before), fill(0xE0 - 0x80));
-  block fourth = _mm256_subs_epu8(in_front<3>(here, before), fill(0xF0 - 0x80));
-  block asked = _mm256_and_si256(_mm256_or_si256(third, fourth), fill(0x80));
-  block faults = _mm256_xor_si256(asked, pairs);
+  block asked = _mm256_or_si256(_mm256_subs_epu8(second, fill(0xE0 - 0x80)),
+                                _mm256_subs_epu8(third, fill(0xF0 - 0x80)));
+  block faults = _mm256_xor_si256(_mm256_and_si256(asked, fill(0x80)), pairs);
   return _mm256_testz_si256(faults, faults) == 0;
+}
+
+// Whether one of the last three bytes begins a sequence that goes on behind the text.
+bool is_cut(const byte *end) {
+  return end[-1] >= 0xC0 || end[-2] >= 0xE0 || end[-3] >= 0xF0;
 }
 
 // Bytes from `at` on that are certainly all ASCII: a multiple of 128.
@@ -144,7 +148,7 @@ XPS_AVX2 int64_t ascii_run(const byte *text, int64_t at, int64_t length) {
 }
 
 // The start of the first block in which a fault shows; -1 when there is none.
-XPS_AVX2 int64_t faulty_block(const byte *text, int64_t length) {
+[[gnu::target("avx2")]] int64_t faulty_block(const byte *text, int64_t length) {
   block before = _mm256_setzero_si256();
   bool ascii = true;
   int64_t at = 0;
@@ -153,15 +157,18 @@ XPS_AVX2 int64_t faulty_block(const byte *text, int64_t length) {
     if (length - at < block_bytes) break;
     block here = load(text + at);
     bool here_ascii = is_ascii(here);
-    if (!(ascii && here_ascii) && is_faulty(here, before)) return at;
+    if (!(ascii && here_ascii) &&
+        is_faulty(here, in_front<1>(here, before), in_front<2>(here, before), in_front<3>(here, before)))
+      return at;
     before = here;
     ascii = here_ascii;
     at += block_bytes;
   }
-  // The zero bytes behind the rest show a sequence that is cut.
-  alignas(32) byte rest[block_bytes] = {};
-  memcpy(rest, text + at, static_cast<size_t>(length - at));
-  return is_faulty(load(rest), before) ? at : -1;
+  // The rest, together with what lies before it.
+  at = length - block_bytes;
+  const byte *last = text + at;
+  return is_faulty(load(last), load(last - 1), load(last - 2), load(last - 3)) || is_cut(text + length) ? at
+                                                                                                        : -1;
 }
 
 // The start of the sequence that goes on at `at`, or `at`; what lies before is well formed.
