@@ -11,7 +11,6 @@
 #include "xp/string/string.h"
 
 #include <cstdlib>
-#include <memory>
 
 namespace {
 
@@ -28,33 +27,36 @@ protected:
     leak_check::TearDown();
   }
 
-  // What was asked for since the last call.
-  transcript taken() {
+  // What was asked for since the last call, without the first lines of it.
+  transcript taken(size_t skipped = 0) {
     xp_main_pump();
-    return std::exchange(platform_.log, {});
+    transcript lines = std::exchange(platform_.log, {});
+    lines.erase(lines.begin(), lines.begin() + static_cast<ptrdiff_t>(std::min(skipped, lines.size())));
+    return lines;
   }
-
-  void end() {
+  transcript launched(size_t skipped = 0) {
+    settings_.applicationDidFinishLaunching();
+    return taken(skipped);
+  }
+  transcript ended() {
     settings_.applicationWillTerminate();
-    xp_main_pump();
+    return taken();
   }
 
-  // What the page is told that it may offer.
-  static std::string offered() {
+  // Whether the page is told that it may offer full disk access.
+  static bool offered() {
     const auto dict = xp::ref::adopt(xp_dict_new(0));
     cv_setup_native_oscapabilities(dict.get());
-    std::string text;
-    for (const char *key : {"kv", "kcheck", "fda"}) {
-      const auto value = xp::ref::adopt(xp_dict_fetch(dict.get(), key, -1));
-      text += xp_truthy(value.get()) != 0 ? '1' : '0';
-    }
-    return text;
+    return xp_truthy(xp::ref::adopt(xp_dict_fetch(dict.get(), "fda", -1)).get()) != 0;
   }
 
-  static void open_app(const char *name) {
-    const auto text = xp::ref::adopt(xp_str_new(name));
-    cv_setup_native_osopenapp(text.get());
-    xp_main_pump();
+  transcript open_app(const char *name) {
+    cv_setup_native_osopenapp(xp::ref::adopt(xp_str_new(name)).get());
+    return taken();
+  }
+  transcript open_fda() {
+    cv_setup_native_osopenfda();
+    return taken();
   }
 
   recording_platform platform_;
@@ -62,96 +64,63 @@ protected:
   CorvaneSettings settings_{desktop_};
 };
 
+const transcript view_gone = {"remove", "detach", "end", "close window"};
+
 TEST_F(corvane_settings_test, launches_in_order_and_takes_everything_down_again) {
-  EXPECT_EQ(offered(), "000");
-  settings_.applicationDidFinishLaunching();
-  EXPECT_EQ(taken(), (transcript{
-                         "open bundle /private/Library/Corvane/Corvane.app",
-                         "window \"Sablewick\" 720x360 at 280,220",
-                         "modern local",
-                         "show",
-                         "background 123456",
-                         "trust []",
-                         "load GET local://app/setup.html",
-                         "bring to front",
-                     }));
-  ASSERT_NE(settings_.webview(), nullptr);
+  EXPECT_FALSE(offered());
+  EXPECT_EQ(launched(), (transcript{"open bundle /private/Library/Corvane/Corvane.app",
+                                    "window \"Sablewick\" 720x360 at 280,220", "modern local", "show",
+                                    "background 123456", "trust []", "load GET local://app/setup.html",
+                                    "bring to front"}));
   EXPECT_EQ(platform_.engine->config.window, &desktop_);
   EXPECT_EQ(platform_.engine->config.width, 720);
   EXPECT_EQ(platform_.engine->config.height, 360);
-  EXPECT_EQ(offered(), "001");
+  EXPECT_TRUE(offered());
+  EXPECT_EQ(ended(), view_gone);
+  EXPECT_FALSE(offered());
 
-  end();
-  EXPECT_EQ(taken(), (transcript{"remove", "detach", "end", "close window"}));
-  EXPECT_EQ(settings_.webview(), nullptr);
-  EXPECT_EQ(offered(), "000");
-}
-
-TEST_F(corvane_settings_test, centres_on_nothing_when_there_is_no_screen) {
   desktop_.screen = {};
-  settings_.applicationDidFinishLaunching();
-  EXPECT_EQ(taken().at(1), "window \"Sablewick\" 720x360 at -360,-180");
-  end();
+  EXPECT_EQ(launched().at(1), "window \"Sablewick\" 720x360 at -360,-180");
+  ended();
 }
 
 TEST_F(corvane_settings_test, says_so_and_ends_when_there_is_no_view) {
   const transcript given_up = {"log CorvaneSettings: failed to create web view", "terminate"};
   platform_.refuse = true;
-  settings_.applicationDidFinishLaunching();
-  auto lines = taken();
-  lines.erase(lines.begin(), lines.begin() + 3);  // bundle, window, engine
-  EXPECT_EQ(lines, given_up);
-  end();
-  EXPECT_EQ(taken(), transcript{"close window"});
-
+  EXPECT_EQ(launched(3), given_up);  // bundle, window, engine
+  EXPECT_EQ(ended(), transcript{"close window"});
+  platform_.refuse = false;
   desktop_.can_make_window = false;
-  settings_.applicationDidFinishLaunching();
-  lines = taken();
-  lines.erase(lines.begin(), lines.begin() + 2);  // bundle, window
-  EXPECT_EQ(lines, given_up);
-  end();
-  EXPECT_EQ(taken(), transcript{});
+  EXPECT_EQ(launched(2), given_up);  // bundle, window
+  EXPECT_EQ(ended(), transcript{});
 }
 
 TEST_F(corvane_settings_test, follows_the_window_and_the_desktop) {
   settings_.windowDidResize();
   settings_.effectiveAppearanceDidChange();
   EXPECT_EQ(taken(), transcript{}) << "before the launch there is no view to follow with";
-
-  settings_.applicationDidFinishLaunching();
-  taken();
+  launched();
   desktop_.content = {.x = 0, .y = 0, .width = 1000.99, .height = 500.01};
   settings_.windowDidResize();
   settings_.effectiveAppearanceDidChange();
   settings_.applicationShouldHandleReopen();
   EXPECT_EQ(taken(), (transcript{"frame 500 1000", "background 123456", "bring to front"}));
   EXPECT_TRUE(settings_.applicationShouldTerminateAfterLastWindowClosed());
-  end();
+  ended();
 }
 
 TEST_F(corvane_settings_test, opens_for_the_page_from_launch_to_end_only) {
-  open_app("kv");
-  settings_.applicationDidFinishLaunching();
-  taken();
-
+  EXPECT_EQ(open_app("kv"), transcript{});
+  launched();
   const std::string tail = " could not be opened. Try re-installing the HXP Client.";
-  open_app("kcheck");
-  open_app("kv");
-  open_app("other");
-  EXPECT_EQ(taken(), (transcript{"alert [OK] Lendora" + tail, "alert [OK] Provetta" + tail,
-                                 "alert [OK] Provetta" + tail}));
-
+  EXPECT_EQ(open_app("kcheck"), transcript{"alert [OK] Lendora" + tail});
+  EXPECT_EQ(open_app("other"), transcript{"alert [OK] Provetta" + tail});
   const std::string pane = "open x-apple.systempreferences:com.apple.";
-  cv_setup_native_osopenfda();
-  EXPECT_EQ(taken(), transcript{pane + "settings.PrivacySecurity.extension?Privacy_AllFiles"});
+  EXPECT_EQ(open_fda(), transcript{pane + "settings.PrivacySecurity.extension?Privacy_AllFiles"});
   desktop_.version = 12;
+  EXPECT_EQ(open_fda(), transcript{pane + "preference.security?Privacy_AllFiles"});
   cv_setup_native_osopenfda();
-  EXPECT_EQ(taken(), transcript{pane + "preference.security?Privacy_AllFiles"});
-
-  cv_setup_native_osopenfda();
-  settings_.applicationWillTerminate();
-  EXPECT_EQ(taken(), (transcript{"remove", "detach", "end", "close window"}))
-      << "queued work must find no application";
+  EXPECT_EQ(ended(), view_gone) << "queued work must find no application";
 }
 
 }  // namespace

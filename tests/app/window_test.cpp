@@ -5,20 +5,16 @@
 #include "app/corvane_settings.h"
 #include "app/gtk/gtk_desktop.h"
 #include "app/gtk/start.h"
-#include "tests/app/private_root.h"
 #include "tests/standin/standin_process.h"
 #include "webview/webview.h"
 #include "xp/string/string.h"
 
 #include <adwaita.h>
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <stdlib.h>
 
-#include <chrono>
 #include <functional>
 #include <memory>
-#include <string>
+#include <optional>
 
 namespace {
 
@@ -47,17 +43,16 @@ public:
 
   // The text of a script's value; empty when the script fails.
   std::string page(const std::string &script) {
-    answer reply;
+    std::optional<std::string> reply;
     const auto take = [](xp_obj *value, xp_obj *, uint64_t context) {
-      auto *wanted = reinterpret_cast<answer *>(static_cast<uintptr_t>(context));
       const char *text = xp_str_getptr(value);
-      *wanted = {.there = true, .text = text == nullptr ? "" : text};
+      *reinterpret_cast<std::optional<std::string> *>(context) = text == nullptr ? "" : text;
     };
-    const auto context = reinterpret_cast<uintptr_t>(&reply);
-    if (xp_webview_evaluate(webview(), script.c_str(), take, context) != 0) return {};
-    while (!reply.there)
+    if (xp_webview_evaluate(webview(), script.c_str(), take, reinterpret_cast<uintptr_t>(&reply)) != 0)
+      return {};
+    while (!reply)
       g_main_context_iteration(nullptr, TRUE);
-    return reply.text;
+    return *reply;
   }
 
   // Waits until a script gives this text. The text it gave at last, within so many seconds.
@@ -79,11 +74,6 @@ public:
   }
 
 private:
-  struct answer {
-    bool there = false;
-    std::string text;
-  };
-
   gtk_desktop &desktop_;
   std::function<void(driven_settings &)> body_;
 };
@@ -141,9 +131,6 @@ void expect_guarded(driven_settings &settings) {
 }
 
 using standin = std::unique_ptr<standin_process>;
-standin start_client(const private_root &root) {
-  return std::make_unique<standin_process>(standin_arguments{"--root", root.path()});
-}
 
 void expect_survives_the_client(driven_settings &settings, const private_root &root, standin &client) {
   client->end(SIGKILL);  // its endpoint stays behind, dead
@@ -155,7 +142,7 @@ void expect_survives_the_client(driven_settings &settings, const private_root &r
   EXPECT_EQ(settings.page(retry_shown), "true");
   expect_page_fits(settings);
 
-  client = start_client(root);
+  client = std::make_unique<standin_process>(root);
   ASSERT_TRUE(client->serves()) << client->errors();
   settings.page("document.getElementById('retry').click(); 0");
   EXPECT_EQ(settings.wait_for(state, "live", 10), "live");
@@ -180,7 +167,7 @@ void drive(driven_settings &settings, const private_root &root, standin &client)
 
 TEST(window, shows_the_client_and_survives_it) {
   const private_root root;
-  standin client = start_client(root);
+  auto client = std::make_unique<standin_process>(root);
   ASSERT_TRUE(client->serves()) << client->errors();
   setenv("CORVANE_ROOT", root.path().c_str(), 1);
   ASSERT_TRUE(gtk_init_check());

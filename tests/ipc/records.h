@@ -4,6 +4,8 @@
 #define TESTS_IPC_RECORDS_H
 
 #include "ipc/message.h"
+#include "ipc/ntld.h"
+#include "ipc/ntld_raw.h"
 #include "tests/support/leak_check.h"
 #include "xp/object/ref.h"
 
@@ -66,6 +68,25 @@ inline std::string text_of(xp_obj *message) {
   std::string text(size, 0);
   ipc_msg_get_param(message, xp_code("text"), 0, text.data(), &size);
   return text;
+}
+
+// The records of a block in one line: " name=number" and " name:text", a tag as " name!text".
+inline std::string described(const uint8_t *block, uint32_t from = 0) {
+  const auto four = [](uint32_t code) { return std::string(reinterpret_cast<const char *>(&code), 4); };
+  std::string line;
+  for (uint32_t i = from; i < xp_ntld_raw_count(block); ++i) {
+    const uint8_t *record = xp_ntld_raw_getbyindex(block, i);
+    const uint32_t type = xp_ntld_raw_type(record);
+    line += " " + four(xp_ntld_raw_name(record));
+    if (type == xp_code("long")) {
+      line += "=" + std::to_string(xp_ntld_raw_long(record));
+    } else {
+      line +=
+          (type == xp_code("ctag") ? "!" : ":") +
+          std::string(reinterpret_cast<const char *>(xp_ntld_raw_data(record)), xp_ntld_raw_length(record));
+    }
+  }
+  return line;
 }
 
 // Two connected stream sockets: one is handed to the library, the other is driven by the test.

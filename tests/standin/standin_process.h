@@ -1,48 +1,47 @@
-// Starts the real stand-in programs of this build as processes, for the tests of every layer above.
+// The stand-in programs of this build as processes, for the tests of every layer above.
 
 #ifndef TESTS_STANDIN_STANDIN_PROCESS_H
 #define TESTS_STANDIN_STANDIN_PROCESS_H
 
-#include <signal.h>
+#include "tests/support/program.h"
+#include "tests/support/temp_folder.h"
+
 #include <stdint.h>
-#include <sys/types.h>
 
-#include <filesystem>
-#include <string>
-#include <vector>
+// Runs corvane-standin with these arguments to its end.
+program_result run_standin(words arguments);
 
-using standin_arguments = std::vector<std::string>;
+// Makes or completes a private root below `folder`. The session number that its helper prints; -1 when
+// something fails.
+int64_t make_private_root(const std::filesystem::path &folder);
 
-class standin_process {
+// A private root with a session of its own, whose socket file goes with it whoever left it behind.
+class private_root {
 public:
-  // Starts corvane-standin and waits until it serves or has ended.
-  explicit standin_process(const standin_arguments &arguments);
-  standin_process(const standin_process &) = delete;
-  standin_process &operator=(const standin_process &) = delete;
-  ~standin_process();
+  private_root();
+  ~private_root();
 
-  // Whether it said that it serves; what it has written to standard error so far.
-  [[nodiscard]] bool serves() const { return serves_; }
-  [[nodiscard]] const std::string &errors() const { return errors_; }
-
-  // Sends a signal, waits for the end and returns the exit status, or minus the signal that ended it.
-  int end(int signal = SIGTERM);
+  [[nodiscard]] std::string path() const { return folder_.path(); }
+  [[nodiscard]] uint32_t session() const { return static_cast<uint32_t>(session_); }
+  // The socket file of the client's daemon in this session.
+  [[nodiscard]] std::filesystem::path socket() const;
 
 private:
-  bool read_more();
-
-  pid_t process_ = -1;
-  int error_pipe_ = -1;
-  bool serves_ = false;
-  std::string errors_;
+  temp_folder folder_;
+  int64_t session_;
 };
 
-// Runs corvane-standin to its end and returns its exit status; `text` receives what it wrote to the
-// descriptor.
-int run_standin(const standin_arguments &arguments, std::string *text = nullptr, int descriptor = 2);
+// A stand-in that has started to serve, or has ended.
+class standin_process : public program {
+public:
+  explicit standin_process(words arguments);
+  explicit standin_process(const private_root &root) : standin_process(words{"--root", root.path()}) {}
 
-// Makes a private root below `folder` with corvane-standin --make-root and returns the session number that
-// its helper prints; -1 when something fails.
-int64_t make_private_root(const std::filesystem::path &folder);
+  [[nodiscard]] bool serves() const { return serves_; }
+  [[nodiscard]] std::string errors() const { return written(2); }
+
+private:
+  bool serves_;
+};
 
 #endif
