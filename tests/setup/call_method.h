@@ -11,26 +11,25 @@
 #include "xp/string/string.h"
 
 #include <string>
-#include <string_view>
 
-inline xp::ref parse_json(std::string_view text) {
+inline xp::ref parse_json(const std::string &text) {
   const xp::ref list =
       xp::ref::adopt(xp_plist_parse(text.data(), static_cast<int64_t>(text.size()), XP_PLIST_JSON));
   return xp::ref::adopt(xp_plist_get(list.get(), nullptr));
 }
 
-// An object as compact JSON text with its keys in byte order; "none" for null.
-inline std::string json_text(xp_obj *object) {
-  if (object == nullptr) return "none";
-  const xp::ref text = xp::ref::adopt(xp_plist_string(object, XP_PLIST_JSON_BARE, 0));
+// A request's "result" as compact JSON text with its keys in byte order; "none" when it has none.
+inline std::string result_of(xp_obj *request) {
+  const xp::ref result = xp::ref::adopt(xp_dict_fetch(request, "result", -1));
+  if (!result) return "none";
+  const xp::ref text = xp::ref::adopt(xp_plist_string(result.get(), XP_PLIST_JSON_BARE, 0));
   return {xp_str_getptr(text.get()), static_cast<size_t>(xp_str_length(text.get()))};
 }
 
-// The "result" of a whole request, in JSON text; "none" when it was answered without one.
-inline std::string call_request(std::string_view request_json) {
-  const xp::ref request = parse_json(request_json);
+inline std::string call_request(const std::string &json) {
+  const xp::ref request = parse_json(json);
   cv_setup_native(nullptr, xp_tuple_new(2, static_cast<xp_obj *>(nullptr), request.get()));
-  return json_text(xp::ref::adopt(xp_dict_fetch(request.get(), "result", -1)).get());
+  return result_of(request.get());
 }
 
 inline std::string call_method(const std::string &method, const std::string &args = "{}") {

@@ -1,8 +1,8 @@
 #include "setup/resources.h"
 
 #include "setup/dispatcher.h"
-#include "tests/setup/temp_folder.h"
 #include "tests/support/leak_check.h"
+#include "tests/support/temp_folder.h"
 #include "webview/webview.h"
 #include "xp/dict/dict.h"
 #include "xp/object/ref.h"
@@ -14,26 +14,23 @@
 
 namespace {
 
-std::string text_of(xp_obj *string, const char *absent) {
-  if (string == nullptr) return absent;
-  return {xp_str_getptr(string), static_cast<size_t>(xp_str_length(string))};
-}
-
 class resources : public leak_check {
 protected:
   void SetUp() override {
     leak_check::SetUp();
-    folder_.write("Resources/app/setup.html", "<p>{{not a placeholder yet}}\r\n");
-    folder_.write("Resources/app/readme.html", "readme");
-    folder_.write("Resources/app/site.css", "body{}");
-    folder_.write("Resources/app/.hidden.html", "hidden");
-    folder_.write("Resources/app/logo.png", std::string("\x89PNG\0\1", 6));
-    folder_.write("Resources/app/deep/inner.css", "inner");
-    folder_.write("Resources/app/%2e%2e.html", "encoded");
-    folder_.write("Resources/app/empty.js", "");
-    folder_.write("Resources/app/.html", "no name");
-    folder_.write("Resources/top.html", "top");
-    folder_.write("secret.html", "secret");
+    const std::pair<const char *, std::string> files[] = {{"app/setup.html", "<p>{{no placeholder}}\r\n"},
+                                                          {"app/readme.html", "readme"},
+                                                          {"app/site.css", "body{}"},
+                                                          {"app/.hidden.html", "hidden"},
+                                                          {"app/logo.png", std::string("\x89PNG\0\1", 6)},
+                                                          {"app/deep/inner.css", "inner"},
+                                                          {"app/%2e%2e.html", "encoded"},
+                                                          {"app/empty.js", ""},
+                                                          {"app/.html", "no name"},
+                                                          {"top.html", "top"},
+                                                          {"../secret.html", "secret"}};
+    for (const auto &[name, text] : files)
+      folder_.write(std::filesystem::path("Resources") / name, text);
     cv_setup_setbundle((folder_.path() / "Resources").c_str());
   }
   void TearDown() override {
@@ -46,20 +43,20 @@ protected:
     const xp::ref event = xp::ref::adopt(xp_dict_new(XP_DICT_NOCASE));
     xp_dict_adopt(event.get(), "url", -1, xp_str_make(url.data(), static_cast<int64_t>(url.size())));
     EXPECT_EQ(cv_setup_ui_callback(nullptr, XP_WEBVIEW_RESOURCE, event.get(), 0), 0);
-    const xp::ref response = xp::ref::adopt(xp_dict_fetch(event.get(), "response", -1));
-    const xp::ref type = xp::ref::adopt(xp_dict_fetch(event.get(), "mimetype", -1));
-    return text_of(type.get(), "-") + "|" + text_of(response.get(), "-");
+    const auto part = [&](const char *key) {
+      const xp::ref value = xp::ref::adopt(xp_dict_fetch(event.get(), key, -1));
+      return value ? std::string(xp_str_getptr(value.get()), static_cast<size_t>(xp_str_length(value.get())))
+                   : "-";
+    };
+    return part("mimetype") + "|" + part("response");
   }
 
   temp_folder folder_;
 };
 
 TEST_F(resources, maps_addresses_to_files) {
-  const struct {
-    std::string url;
-    std::string answer;
-  } rows[] = {
-      {"local://app/setup.html", "text/html|<p>{{not a placeholder yet}}\r\n"},
+  const std::pair<std::string, std::string> rows[] = {
+      {"local://app/setup.html", "text/html|<p>{{no placeholder}}\r\n"},
       {"local://app/setup.html?x=1", "text/html|-"},
       {"local://app/readme", "text/html|readme"},
       {"local://app/readme?x=1", "text/html|readme"},
@@ -75,33 +72,19 @@ TEST_F(resources, maps_addresses_to_files) {
       {"local://app/SETUP.html", "text/html|-"},
       {"local://other/setup.html", "text/html|-"},
       {"", "text/html|-"},
+      // Media types alone.
+      {"local://app/a.HTML", "text/html|-"},
+      {"local://app/a.Css?x.js", "text/css|-"},
+      {"local://app/a.min.svg", "image/svg+xml|-"},
+      {"local://app/a.html5", "-|-"},
+      {"local://app/a.htm", "-|-"},
+      {"local://app/a.", "-|-"},
+      {"local://app.css/a", "text/html|-"},
+      {"local://app/a?b.css", "text/html|-"},
+      {"local://app/.css", "text/css|-"},
   };
-  for (const auto &row : rows)
-    EXPECT_EQ(answer(row.url), row.answer) << row.url;
-}
-
-TEST_F(resources, knows_media_types_by_extension) {
-  const struct {
-    const char *url;
-    const char *type;
-  } rows[] = {
-      {"local://app/a.HTML", "text/html"},
-      {"local://app/a.Css?x.js", "text/css"},
-      {"local://app/a.js", "text/javascript"},
-      {"local://app/a.min.svg", "image/svg+xml"},
-      {"local://app/a.html5", "-"},
-      {"local://app/a.htm", "-"},
-      {"local://app/a.", "-"},
-      {"local://app.css/a", "text/html"},
-      {"local://app/a?b.css", "text/html"},
-      {"local://app/", "text/html"},
-      {"local://app/.css", "text/css"},
-  };
-  for (const auto &row : rows) {
-    const xp::ref url = xp::ref::adopt(xp_str_new(row.url));
-    const xp::ref type = xp::ref::adopt(cv_setup_mediatype(url.get()));
-    EXPECT_EQ(text_of(type.get(), "-"), row.type) << row.url;
-  }
+  for (const auto &[url, expected] : rows)
+    EXPECT_EQ(answer(url), expected) << url;
 }
 
 TEST_F(resources, stays_below_the_resource_folder) {
@@ -139,17 +122,15 @@ TEST_F(resources, stays_below_the_resource_folder) {
   EXPECT_EQ(answer("local://app/%2e%2e.html"), "text/html|encoded");
 }
 
-TEST_F(resources, finds_nothing_without_a_bundle) {
+TEST_F(resources, finds_nothing_without_a_bundle_or_an_address) {
+  const xp::ref event = xp::ref::adopt(xp_dict_new(0));
+  xp_dict_store(event.get(), "url", -1, xp::ref::adopt(xp_dict_new(0)).get());
+  EXPECT_EQ(cv_setup_ui_callback(nullptr, XP_WEBVIEW_RESOURCE, event.get(), 0), 0);
+  EXPECT_FALSE(xp::ref::adopt(xp_dict_fetch(event.get(), "response", -1)));
   for (const char *path : {static_cast<const char *>(nullptr), "", "/nowhere/at/all"}) {
     cv_setup_setbundle(path);
     EXPECT_EQ(answer("local://app/readme.html"), "text/html|-");
   }
-  // An event with something else for an address is answered like one without.
-  cv_setup_setbundle((folder_.path() / "Resources").c_str());
-  const xp::ref event = xp::ref::adopt(xp_dict_new(0));
-  xp_dict_store(event.get(), "url", -1, xp::ref::adopt(xp_dict_new(0)).get());
-  EXPECT_EQ(cv_setup_ui_callback(nullptr, XP_WEBVIEW_RESOURCE, event.get(), 0), 0);
-  EXPECT_EQ(xp::ref::adopt(xp_dict_fetch(event.get(), "response", -1)).get(), nullptr);
 }
 
 }  // namespace

@@ -1,61 +1,47 @@
 #include "tests/setup/scripted_daemon.h"
 
-#include "ipc/connection.h"
-#include "ipc/message.h"
-#include "ipc/ntld.h"
-#include "ipc/ntld_raw.h"
 #include "ipc/session.h"
-#include "tests/setup/private_client.h"
-#include "xp/object/ref.h"
-
-#include <gtest/gtest.h>
-#include <stdio.h>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
-
-#include <utility>
+#include "ipc/socket_file.h"
 
 namespace {
 
-constexpr uint32_t service = xp_code("HXca");
+namespace fs = std::filesystem;
 
-std::string name_of(uint32_t code) {
-  return {reinterpret_cast<const char *>(&code), sizeof code};
-}
+std::optional<private_root> root;
 
-std::string describe(const uint8_t *record) {
-  if (xp_ntld_raw_type(record) == xp_code("long"))
-    return name_of(xp_ntld_raw_name(record)) + "=" + std::to_string(xp_ntld_raw_long(record));
-  const auto *text = reinterpret_cast<const char *>(xp_ntld_raw_data(record));
-  const char *mark = xp_ntld_raw_type(record) == xp_code("ctag") ? "!" : ":";
-  return name_of(xp_ntld_raw_name(record)) + mark + std::string(text, xp_ntld_raw_length(record));
-}
+class made_before_the_tests : public testing::Environment {
+public:
+  void SetUp() override {
+    root.emplace();
+    const fs::path bundle =
+        fs::path(root->path()) / "Library/Corvane/Corvane.app/Contents/Frameworks/Vane.framework";
+    fs::create_directories(bundle);
+    fs::create_symlink(FAKE_VANE_PATH, bundle / "Vane");
+    setenv("CORVANE_ROOT", root->path().c_str(), 1);
+    ASSERT_EQ(__builtin_bswap32(ipc_session_id(IPC_SESSION_HELPER)), root->session());
+    close(ipcc_directory_prepare(ipcc_directory));
+  }
+  void TearDown() override { root.reset(); }
+};
 
-// The request in one line; its first four records must tell the caller.
-std::string describe_request(const uint8_t *block, int32_t code) {
-  std::string caller;
-  std::string line;
-  for (uint32_t i = 0; i < xp_ntld_raw_count(block); ++i)
-    (i < 4 ? caller : line) += " " + describe(xp_ntld_raw_getbyindex(block, i));
-  EXPECT_EQ(caller, " whon!HXrf whov=25088 code=" + std::to_string(code) + " sess=0");
-  char head[16];
-  snprintf(head, sizeof head, "%x", static_cast<unsigned>(code));
-  return head + line;
-}
+const testing::Environment *const registered = testing::AddGlobalTestEnvironment(new made_before_the_tests);
 
 }  // namespace
 
-void scripted_daemon::start() {
-  connection_ = ipc_alloc(service, ipc_session_explicit(private_client_session()));
-  ASSERT_EQ(ipc_receive(connection_, handle, this, IPC_MODE_THREAD, 5000), 0);
+const private_root &private_client() {
+  return *root;
 }
 
-void scripted_daemon::stop() {
-  ipc_free(std::exchange(connection_, nullptr));
+void scripted_daemon::serve(const scripted_answer &all, const std::map<int32_t, scripted_answer> &others) {
+  const std::lock_guard guard(lock_);
+  all_ = all;
+  others_ = others;
+  if (connection_ != nullptr) return;
+  connection_ = ipc_alloc(xp_code("HXca"), ipc_session_explicit(root->session()));
+  EXPECT_EQ(ipc_receive(connection_, handle, this, IPC_MODE_THREAD, 5000), 0);
 }
 
-std::vector<std::string> scripted_daemon::take_requests() {
+words scripted_daemon::take_requests() {
   const std::lock_guard guard(lock_);
   return std::exchange(requests_, {});
 }
@@ -65,45 +51,30 @@ int32_t scripted_daemon::handle(xp_obj *request, xp_obj *reply, uint32_t, uint32
   uint32_t type = 0;
   int32_t code = 0;
   EXPECT_EQ(ipc_msg_get_name(request, &type), 0);
-  EXPECT_EQ(name_of(type), "APIC");
+  EXPECT_EQ(type, xp_code("APIC"));
   EXPECT_EQ(ipc_msg_get_param_long(request, xp_code("code"), &code), 0);
+  const std::string line = described(ipc_msg_get_content_ptr(request));
+  const std::string caller = " whon!HXrf whov=25088 code=" + std::to_string(code) + " sess=0";
+  EXPECT_TRUE(line.starts_with(caller)) << line;
+  char number[16];
+  snprintf(number, sizeof number, "%x", static_cast<unsigned>(code));
+  scripted_answer answer;
   {
     const std::lock_guard guard(self->lock_);
-    self->requests_.push_back(describe_request(ipc_msg_get_content_ptr(request), code));
+    self->requests_.push_back(number + line.substr(std::min(line.size(), caller.size())));
+    const auto found = self->others_.find(code);
+    answer = found == self->others_.end() ? self->all_ : found->second;
   }
-  const auto found = self->answers.find(static_cast<uint32_t>(code));
-  const scripted_answer answer =
-      found != self->answers.end() ? found->second : scripted_answer{.result = -1000, .records = {}};
   std::this_thread::sleep_for(answer.delay);
-  ipc_msg_start_params(reply);
-  if (answer.result) ipc_msg_set_param_long(reply, xp_code("rslt"), *answer.result);
-  for (const scripted_record &record : answer.records) {
-    if (record.number)
-      ipc_msg_set_param_long(reply, record.name, *record.number);
-    else
-      ipc_msg_set_param(reply, record.name, xp_code("text"), record.text.data(),
-                        static_cast<uint32_t>(record.text.size()));
-  }
-  ipc_msg_end_params(reply);
+  if (answer.result) answer.records += record("rslt", "long", be32(static_cast<uint32_t>(*answer.result)));
+  ipc_msg_set_content(reply, answer.records.data(), static_cast<uint32_t>(answer.records.size()));
   return 0;
-}
-
-std::filesystem::path daemon_socket() {
-  char name[18];
-  snprintf(name, sizeof name, "48586361-%08X", private_client_session());
-  return std::filesystem::path("/var/tmp/com.brindle.pipes") / name;
-}
-
-void make_socket_folder() {
-  scripted_daemon first;
-  first.start();
 }
 
 int listen_as_daemon() {
   const int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  snprintf(address.sun_path, sizeof address.sun_path, "%s", daemon_socket().c_str());
+  sockaddr_un address;
+  ipcc_address_of(root->socket().c_str(), &address);
   unlink(address.sun_path);
   if (bind(listener, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0 &&
       listen(listener, 5) == 0)
@@ -112,16 +83,11 @@ int listen_as_daemon() {
   return -1;
 }
 
-raw_daemon::raw_daemon(std::function<void(int)> serve)
-    : listener_((make_socket_folder(), listen_as_daemon())), serve_(std::move(serve)) {
+raw_daemon::raw_daemon(std::function<void(int)> serve) : listener_(listen_as_daemon()) {
   EXPECT_GE(listener_, 0);
-  thread_ = std::thread([this] {
-    for (;;) {
-      const int client = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
-      if (client < 0) return;
-      serve_(client);
-      close(client);
-    }
+  thread_ = std::thread([listener = listener_, serve = std::move(serve)] {
+    for (int client; (client = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC)) >= 0; close(client))
+      serve(client);
   });
 }
 
@@ -129,5 +95,5 @@ raw_daemon::~raw_daemon() {
   shutdown(listener_, SHUT_RDWR);  // ends the accept
   thread_.join();
   close(listener_);
-  unlink(daemon_socket().c_str());
+  unlink(root->socket().c_str());
 }
