@@ -6,6 +6,7 @@
 #include "xp/format/engine.h"
 #include "xp/object/memory.h"
 #include "xp/service/calendar.h"
+#include "xp/service/intl.h"
 
 #include <charconv>
 #include <string_view>
@@ -70,12 +71,6 @@ struct collector {
   }
 };
 
-constexpr std::string_view day_names[] = {"Sunday",   "Monday", "Tuesday", "Wednesday",
-                                          "Thursday", "Friday", "Saturday"};
-constexpr std::string_view month_names[] = {"January",   "February", "March",    "April",
-                                            "May",       "June",     "July",     "August",
-                                            "September", "October",  "November", "December"};
-
 struct alias_row {
   char code;
   std::string_view pattern;
@@ -83,12 +78,17 @@ struct alias_row {
 
 // Codes that stand for other patterns.
 constexpr alias_row aliases[] = {
-    {'F', "#Y-#m-#d"},    {'T', "#H:#M:#S"},
-    {'R', "#H:#M"},       {'D', "#m/#d/#y"},
-    {'r', "#I:#M:#S #p"}, {'c', "#a #b #e #H:#M:#S #Y"},
-    {'v', "#e-#b-#Y"},    {'+', "#a, #d #b #Y #H:#M:#S #z"},
-    {'x', "#m/#d/#y"},    {'X', "#H:#M:#S"},
-    {'Q', "#H:#M"},
+    {'F', "#Y-#m-#d"},
+    {'T', "#H:#M:#S"},
+    {'R', "#H:#M"},
+    {'D', "#m/#d/#y"},
+    {'r', "#I:#M:#S #p"},
+    {'v', "#e-#b-#Y"},
+    {'+', "#a, #d #b #Y #H:#M:#S #z"},
+    {'c', xp::intl::date_and_time_form},
+    {'x', xp::intl::date_form},
+    {'X', xp::intl::time_form},
+    {'Q', xp::intl::short_time_form},
 };
 
 void add_offset(collector &out, int32_t offset) {
@@ -104,17 +104,19 @@ int twelve(int hour) {
 
 void add_name(collector &out, char code, const xp_time_parts &m) {
   switch (code) {
-    case 'a': out.add(day_names[m.weekday].substr(0, 3)); break;
-    case 'A': out.add(day_names[m.weekday]); break;
+    case 'a': out.add(xp::intl::day_names[m.weekday].substr(0, xp::intl::short_name)); break;
+    case 'A': out.add(xp::intl::day_names[m.weekday]); break;
     case 'b':
-    case 'h': out.add(month_names[m.month - 1].substr(0, 3)); break;
-    case 'B': out.add(month_names[m.month - 1]); break;
-    case 'p': out.add(m.hour < 12 ? "AM" : "PM"); break;
+    case 'h': out.add(xp::intl::month_names[m.month - 1].substr(0, xp::intl::short_name)); break;
+    case 'B': out.add(xp::intl::month_names[m.month - 1]); break;
+    case 'p': out.add(m.hour < 12 ? xp::intl::am : xp::intl::pm); break;
     case 'z': add_offset(out, m.offset); break;
     case 'Z': out.add("?"); break;
     case 'n': out.add("\n"); break;
     case 't': out.add("\t"); break;
-    // "/" and ":" are the C locale's separators, "#" is itself, and so is what nobody knows.
+    case '/': out.add(xp::intl::date_separator); break;
+    case ':': out.add(xp::intl::time_separator); break;
+    // "#" is itself, and so is what nobody knows.
     default: out.add({&code, 1});
   }
 }

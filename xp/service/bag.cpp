@@ -11,6 +11,7 @@
 
 namespace {
 
+constexpr size_t slot_size = sizeof(void *);
 constexpr int64_t least_slots = 8;  // of a block that an insert makes
 constexpr int64_t enough_slots = 1024;
 constexpr int64_t most_slots = PTRDIFF_MAX / 16;
@@ -60,7 +61,7 @@ constexpr xp::ops block_ops = {.retain = xp_obj_retain,
 
 block *new_block(int64_t capacity) {
   if (capacity > most_slots) return nullptr;
-  auto *k = xp::make<block>(block_ops, static_cast<size_t>(capacity) * sizeof(xp_obj *));
+  auto *k = xp::make<block>(block_ops, static_cast<size_t>(capacity) * slot_size);
   if (k != nullptr) k->capacity = capacity;
   return k;
 }

@@ -6,12 +6,16 @@
 #include "xp/object/ref.h"
 #include "xp/object/type.h"
 #include "xp/service/date.h"
+#include "xp/service/intl.h"
 #include "xp/string/string.h"
 
+#include <langinfo.h>
+#include <locale.h>
 #include <stdlib.h>
 #include <string.h>
 #include <time.h>
 
+#include <algorithm>
 #include <limits>
 #include <random>
 #include <string>
@@ -151,6 +155,32 @@ TEST_F(time_test, clocks_and_ticks) {
   EXPECT_LE(deadline, xp_tick_now() + 20 * XP_TICKS_PER_MS);
   for (int64_t limit : {int64_t{-1}, INT64_MAX, INT64_MAX / 1000})
     EXPECT_EQ(xp_tick_after(limit), INT64_MAX);
+}
+
+TEST_F(time_test, words_and_forms_are_those_of_the_c_locale) {
+  locale_t c = newlocale(LC_ALL_MASK, "C", nullptr);
+  auto value = [c](nl_item item) { return std::string(nl_langinfo_l(item, c)); };
+  for (int i = 0; i < 12; ++i) {
+    const std::string_view name = xp::intl::month_names[i];
+    EXPECT_EQ(name, value(MON_1 + i));
+    EXPECT_EQ(name.substr(0, xp::intl::short_name), value(ABMON_1 + i));
+    if (i >= 7) continue;
+    EXPECT_EQ(xp::intl::day_names[i], value(DAY_1 + i));
+    EXPECT_EQ(xp::intl::day_names[i].substr(0, xp::intl::short_name), value(ABDAY_1 + i));
+  }
+  EXPECT_EQ(xp::intl::am, value(AM_STR));
+  EXPECT_EQ(xp::intl::pm, value(PM_STR));
+  struct {
+    std::string_view form;
+    nl_item item;
+  } const forms[] = {
+      {xp::intl::date_form, D_FMT}, {xp::intl::date_and_time_form, D_T_FMT}, {xp::intl::time_form, T_FMT}};
+  for (auto [form, item] : forms) {
+    std::string pattern(form);
+    std::replace(pattern.begin(), pattern.end(), '#', '%');
+    EXPECT_EQ(pattern, value(item));
+  }
+  freelocale(c);
 }
 
 TEST_F(date_test, texts_that_tell_a_time) {
