@@ -71,16 +71,16 @@ struct target {
 };
 
 // The target below the first of the folders that holds it, else below the last; null when no folder is
-// absolute.
-ref search(std::string_view folders, const target &wanted, bool &there) {
+// absolute. `settled` tells that the search is over: it was found, or cannot be made.
+ref search(std::string_view folders, const target &wanted, bool &settled) {
   ref last;
-  there = false;
-  while (!folders.empty() && !there) {
+  settled = false;
+  while (!folders.empty() && !settled) {
     std::string_view top = folders.substr(0, folders.find(':'));
     folders.remove_prefix(top.size() < folders.size() ? top.size() + 1 : top.size());
     if (!top.starts_with('/')) continue;
     last = wanted.below(file_at(top));
-    there = xp_file_exists(last.get()) != 0;
+    settled = !last || xp_file_exists(last.get()) != 0;
   }
   return last;
 }
@@ -90,10 +90,10 @@ ref look_up(uint32_t code, const target &wanted) {
   const place *p = place_of(code);
   if (p == nullptr) return nullptr;
   std::string_view set = setting(p->variable);
-  bool there;
+  bool settled;
   if (p->several) {
-    ref found = search(set, wanted, there);
-    return there ? found : search(p->fallback, wanted, there);
+    ref found = search(set, wanted, settled);
+    return settled ? found : search(p->fallback, wanted, settled);
   }
   if (set.starts_with('/')) return wanted.below(file_at(set));
   if (p->fallback == nullptr) return nullptr;

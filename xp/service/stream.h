@@ -73,7 +73,8 @@ int64_t xp_strm_read(xp_obj *s, void *buffer, int64_t capacity);
 // Writes `length` bytes (below 0: a zero-terminated text). The number written, or a negative result.
 int64_t xp_strm_write(xp_obj *s, const void *bytes, int64_t length);
 
-// How many bytes there are in all, from offset 0; 0 when the stream cannot tell. Closed streams answer too.
+// How many bytes there are in all, from offset 0; 0 when the stream cannot tell; a negative result, which is
+// no failure of the stream, when its file is not there. Closed streams answer too.
 int64_t xp_strm_length(xp_obj *s);
 
 // A request outside of reading and writing; XP_ERR_REFUSED for one that the stream does not know.

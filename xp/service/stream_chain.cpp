@@ -115,8 +115,11 @@ int64_t sequence_read(strm *s, void *buffer, int64_t capacity) {
 int64_t sequence_length(strm *s) {
   auto *q = static_cast<sequence *>(s);
   int64_t total = 0;
-  for (int64_t i = 0; i < q->count; ++i)
-    if (__builtin_add_overflow(total, xp_strm_length(q->parts()[i]), &total)) return INT64_MAX;
+  for (int64_t i = 0; i < q->count; ++i) {
+    int64_t length = xp_strm_length(q->parts()[i]);
+    if (length < 0) return length;
+    if (__builtin_add_overflow(total, length, &total)) return INT64_MAX;
+  }
   return total;
 }
 

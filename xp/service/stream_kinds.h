@@ -90,7 +90,8 @@ using xp_strm_filter = int64_t (*)(void *context, const char *bytes, int64_t len
                                    void *out_context);
 
 // Another stream with a filter before it: bytes written are changed before they reach it, bytes read after
-// they have left it. One filter serves one direction at a time.
+// they have left it. One filter serves one direction at a time, and is not told when the stream is opened
+// anew.
 xp_obj *xp_strm_newfiltered(xp_obj *stream, xp_strm_filter filter, void *context);
 
 // Another stream that can be looked into before it is read.

@@ -120,7 +120,8 @@ xp_obj *xp_url_getarg(xp_obj *u, const char *name, int64_t length) {
   argument a;
   while (next(rest, a)) {
     ref plain = decoded(a.name);
-    if (plain && xp::view(plain.get()) == wanted) return decoded(a.value).leak();
+    if (!plain) return nullptr;
+    if (xp::view(plain.get()) == wanted) return decoded(a.value).leak();
   }
   return nullptr;
 }
