@@ -79,7 +79,7 @@ const bool registered = [] {
     benchmark::RegisterBenchmark((row + "strncasecmp").c_str(), compare<comparison>, length,
                                  comparison{library});
   };
-  for (const size_t length : {32, 256}) {
+  for (const size_t length : {size_t{32}, size_t{256}}) {
     rows("quick folded compare", length, quick);
     rows("full folded compare of plain text", length, full);
   }
