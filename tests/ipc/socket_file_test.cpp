@@ -7,14 +7,13 @@
 #include "ipc/mbuf.h"
 #include "ipc/session.h"
 #include "tests/ipc/records.h"
+#include "tests/support/temp_folder.h"
 
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 
-#include <filesystem>
-#include <fstream>
 #include <random>
 
 namespace {
@@ -100,17 +99,17 @@ TEST_F(socket_file_test, something_else_under_the_name) {
   EXPECT_EQ(mode_of(path_), 0700u);
   std::filesystem::remove(path_);
   // A link is replaced itself, and what it points to keeps its mode.
-  std::string target = testing::TempDir() + "target";
-  { std::ofstream(target) << "precious"; }
+  const temp_folder folder;
+  const std::string target = folder.write("target", "precious");
   chmod(target.c_str(), 0600);
   ASSERT_EQ(symlink(target.c_str(), path_.c_str()), 0);
   bound();
   EXPECT_EQ(mode_of(target), 0600u);
-  std::filesystem::remove(target);
 }
 
 TEST_F(socket_file_test, a_directory_that_is_a_link_is_not_followed) {
-  std::string target = testing::TempDir() + "victim", link = testing::TempDir() + "pipes";
+  const temp_folder folder;
+  const std::string target = folder.path() / "victim", link = folder.path() / "pipes";
   mkdir(target.c_str(), 0700);
   ASSERT_EQ(symlink(target.c_str(), link.c_str()), 0);
   if (geteuid() == 0) {
@@ -126,8 +125,6 @@ TEST_F(socket_file_test, a_directory_that_is_a_link_is_not_followed) {
   ASSERT_EQ(stat(target.c_str(), &status), 0);
   EXPECT_EQ(status.st_uid, geteuid());
   EXPECT_EQ(status.st_mode & 07777, geteuid() == 0 ? 01733u : 0700u);
-  std::filesystem::remove(link);
-  std::filesystem::remove(target);
 }
 
 TEST_F(socket_file_test, unlink_with_wildcards) {
@@ -144,15 +141,16 @@ TEST_F(socket_file_test, unlink_with_wildcards) {
            std::filesystem::exists(file(second, session_)) * 2 +
            std::filesystem::exists(file(second, other)) * 1;
   };
-  make_all();
-  EXPECT_EQ(ipc_com_unlink(code, session_), 0);
-  EXPECT_EQ(left(), 3);
-  make_all();
-  EXPECT_EQ(ipc_com_unlink(0, session_), 0);
-  EXPECT_EQ(left(), 1);
-  make_all();
-  EXPECT_EQ(ipc_com_unlink(second, static_cast<uint32_t>(IPC_SESSION_ANY)), 0);
-  EXPECT_EQ(left(), 4);
+  const uint32_t any = static_cast<uint32_t>(IPC_SESSION_ANY);
+  const struct {
+    uint32_t code, session;
+    int left;
+  } steps[] = {{code, session_, 3}, {0, session_, 1}, {second, any, 4}};
+  for (const auto &step : steps) {
+    make_all();
+    EXPECT_EQ(ipc_com_unlink(step.code, step.session), 0);
+    EXPECT_EQ(left(), step.left);
+  }
   EXPECT_EQ(ipc_unlink(code, static_cast<int32_t>(session_)), 0);
   EXPECT_EQ(left(), 0);
 }
