@@ -122,6 +122,7 @@ std::string left_behind(xp_obj *s) {
   static const bool hooked = __sanitizer_install_malloc_and_free_hooks != nullptr &&
                              __sanitizer_install_malloc_and_free_hooks(on_malloc, on_free) > 0;
   watched = xp_str_getptr(s);
+  left.clear();
   xp_release(s);
   if (!hooked) look();
   return left.substr(16);
