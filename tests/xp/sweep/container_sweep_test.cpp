@@ -193,7 +193,9 @@ void dictionary(story &told) {
   xp_dict_adopt(d.get(), "adopted", -1, xp_str_new("own"));
   xp_dict_blank(d.get(), "own");
   static_cast<void>(ref::adopt(xp_dict_fetch(d.get(), "missing", -1)));
-  ref inner = ref::adopt(xp_dict_new(flags));
+  // Without a lock: below, the inner dictionary is copied and then extended by its copy, and two locks would
+  // be taken in either order.
+  ref inner = ref::adopt(xp_dict_new(flags & ~uint32_t{XP_DICT_LOCKED}));
   xp_dict_store(inner.get(), "deep", -1, text("down").get());
   xp_dict_store(d.get(), "inner", -1, inner.get());
   told.holds(d.get());
