@@ -23,16 +23,8 @@ public:
 
 }  // namespace
 
-std::unique_ptr<xp_engine> recording_platform::make_modern(const xp_engine_config &config) {
-  log.push_back("modern " + config.scheme);
-  if (refuse) return nullptr;
-  auto made = std::make_unique<recording_engine>(*this, config);
-  engine = made.get();
-  return made;
-}
-
-std::unique_ptr<xp_engine> recording_platform::make_legacy(const xp_engine_config &config) {
-  log.push_back("legacy");
+std::unique_ptr<xp_engine> recording_platform::make(std::string line, const xp_engine_config &config) {
+  log.push_back(std::move(line));
   if (refuse) return nullptr;
   auto made = std::make_unique<recording_engine>(*this, config);
   engine = made.get();
@@ -64,11 +56,8 @@ void recording_engine::post(double id, std::string payload) {
 }
 
 void recording_engine::post_number(double id) {
-  xp_engine_message message;
-  message.handler = "xp_native";
-  message.is = xp_engine_message::kind::number;
-  message.number = id;
-  post_message(message);
+  post_message(
+      {.handler = "xp_native", .is = xp_engine_message::kind::number, .number = id, .id = {}, .payload = {}});
 }
 
 void recording_engine::post_message(const xp_engine_message &message) {
@@ -107,35 +96,12 @@ int recording_engine::finish_scripts() {
 void recording_engine::frame(int64_t height, int64_t width) {
   note("frame " + std::to_string(height) + " " + std::to_string(width));
 }
-void recording_engine::show() {
-  note("show");
-}
-void recording_engine::focus() {
-  note("focus");
-}
-void recording_engine::remove() {
-  note("remove");
-}
-void recording_engine::detach() {
-  note("detach");
-}
-void recording_engine::trust(std::string_view host) {
-  note("trust [" + std::string(host) + "]");
-}
-
 void recording_engine::load(const xp_engine_request &request) {
   std::string line = "load " + request.method + " " + request.url;
   for (const auto &[name, value] : request.headers)
     line += " " + name + "=" + value;
   if (request.body) line += " [" + *request.body + "]";
   note(line);
-}
-
-void recording_engine::load_html(std::string_view html) {
-  note("html " + std::string(html));
-}
-void recording_engine::reload() {
-  note("reload");
 }
 
 void recording_engine::run(std::string_view script, xp_engine_completion completion) {

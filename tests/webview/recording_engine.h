@@ -32,12 +32,19 @@ public:
   std::function<xp_engine_result(std::string_view script)> evaluate;
 
   int os_major_version() const override { return version; }
-  std::unique_ptr<xp_engine> make_modern(const xp_engine_config &config) override;
-  std::unique_ptr<xp_engine> make_legacy(const xp_engine_config &config) override;
+  std::unique_ptr<xp_engine> make_modern(const xp_engine_config &config) override {
+    return make("modern " + config.scheme, config);
+  }
+  std::unique_ptr<xp_engine> make_legacy(const xp_engine_config &config) override {
+    return make("legacy", config);
+  }
 
   // The log since the last call, one line each, and the last line alone ("" when there is none).
   std::string take_log();
   std::string last() const { return log.empty() ? std::string() : log.back(); }
+
+private:
+  std::unique_ptr<xp_engine> make(std::string line, const xp_engine_config &config);
 };
 
 class recording_engine final : public xp_engine {
@@ -66,14 +73,14 @@ public:
   // --- Verbs ---
 
   void frame(int64_t height, int64_t width) override;
-  void show() override;
-  void focus() override;
-  void remove() override;
-  void detach() override;
-  void trust(std::string_view host) override;
+  void show() override { note("show"); }
+  void focus() override { note("focus"); }
+  void remove() override { note("remove"); }
+  void detach() override { note("detach"); }
+  void trust(std::string_view host) override { note("trust [" + std::string(host) + "]"); }
   void load(const xp_engine_request &request) override;
-  void load_html(std::string_view html) override;
-  void reload() override;
+  void load_html(std::string_view html) override { note("html " + std::string(html)); }
+  void reload() override { note("reload"); }
   void run(std::string_view script, xp_engine_completion completion) override;
   void background(uint32_t rgb) override;
 

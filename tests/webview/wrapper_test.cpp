@@ -23,10 +23,13 @@ int64_t ignore(xp_obj *, uint32_t, xp_obj *, uint64_t) {
 }
 
 TEST_F(wrapper_test, the_systems_generation_chooses_the_engine) {
-  const std::pair<int, int32_t> versions[] = {{0, 1}, {10, 1}, {11, 2}, {13, 2}};
-  for (const auto &[version, support] : versions) {
+  platform.refuse = true;  // without an engine there is no wrapper
+  for (const auto &[version, support, made] :
+       {std::tuple(0, 1, "legacy\n"), {10, 1, "legacy\n"}, {11, 2, "modern local\n"}}) {
     platform.version = version;
     EXPECT_EQ(xp_webview_support(), support) << version;
+    EXPECT_EQ(xp_webview_new(this, 1, 1, ignore, 0), nullptr);
+    EXPECT_EQ(platform.take_log(), made);
   }
   xp_webview_setplatform(nullptr);
   EXPECT_EQ(xp_webview_support(), 1);
@@ -49,14 +52,6 @@ TEST_F(wrapper_test, a_modern_view_is_made_shown_and_taken_out) {
   xp_webview_setpolicy(nullptr);
 }
 
-TEST_F(wrapper_test, without_an_engine_there_is_no_wrapper) {
-  platform.refuse = true;
-  EXPECT_EQ(xp_webview_new(this, 1, 1, ignore, 0), nullptr);
-  platform.version = 10;
-  EXPECT_EQ(xp_webview_new(this, 1, 1, ignore, 0), nullptr);
-  EXPECT_EQ(platform.take_log(), "modern local\nlegacy\n");
-}
-
 TEST_F(wrapper_test, the_legacy_engine_has_no_bridge) {
   platform.version = 10;
   const xp::ref request = xp::ref::adopt(xp_dict_new(0));
@@ -69,18 +64,15 @@ TEST_F(wrapper_test, the_legacy_engine_has_no_bridge) {
 
 TEST_F(wrapper_test, a_null_wrapper_does_nothing) {
   const xp::ref text = str("local://app/");
-  EXPECT_EQ(xp_webview_setflags(nullptr, 8), -1);
-  EXPECT_EQ(xp_webview_setbackground(nullptr, 0), -1);
-  EXPECT_EQ(xp_webview_respond(nullptr, text.get()), -1);
-  EXPECT_EQ(xp_webview_seturl(nullptr, text.get()), 0);
-  EXPECT_EQ(xp_webview_setheader(nullptr, "a", "b"), 0);
-  EXPECT_EQ(xp_webview_setbody(nullptr, "a", text.get()), 0);
-  EXPECT_EQ(xp_webview_load(nullptr), 0);
-  EXPECT_EQ(xp_webview_setsize(nullptr, 1, 1), 0);
-  EXPECT_EQ(xp_webview_getheight(nullptr), 0);
-  EXPECT_EQ(xp_webview_attach(nullptr, "a", text.get()), 0);
-  EXPECT_EQ(xp_webview_callscript(nullptr, "1"), 0);
-  EXPECT_EQ(xp_webview_cookiejar(nullptr), 0);
+  const int64_t failures = xp_webview_setflags(nullptr, 8) + xp_webview_setbackground(nullptr, 0) +
+                           xp_webview_respond(nullptr, text.get());
+  EXPECT_EQ(failures, -3);
+  const int64_t nothing = xp_webview_seturl(nullptr, text.get()) + xp_webview_setheader(nullptr, "a", "b") +
+                          xp_webview_setbody(nullptr, "a", text.get()) + xp_webview_load(nullptr) +
+                          xp_webview_setsize(nullptr, 1, 1) + xp_webview_getheight(nullptr) +
+                          xp_webview_attach(nullptr, "a", text.get()) + xp_webview_callscript(nullptr, "1") +
+                          xp_webview_cookiejar(nullptr);
+  EXPECT_EQ(nothing, 0);
 }
 
 TEST_F(wrapper_test, addresses_that_are_no_urls_leave_nothing_to_load) {
@@ -197,16 +189,6 @@ TEST_F(wrapper_test, evaluate_hands_the_value_over) {
   EXPECT_EQ(xp_webview_evaluate(nullptr, "x", note, 0), -1);
 }
 
-TEST_F(wrapper_test, text_from_c_strings_is_always_well_formed) {
-  const std::pair<const char *, const char *> texts[] = {{nullptr, ""},
-                                                         {"", ""},
-                                                         {"\xe2\x82\xac", "\xe2\x82\xac"},
-                                                         {"\xe2\x82", "\xc3\xa2\xc2\x82"},
-                                                         {"\x7f\x80", "\x7f\xc2\x80"}};
-  for (const auto &[from, to] : texts)
-    EXPECT_EQ(text_of(xp::ref::adopt(xp_wv_utf8(from)).get()), to);
-}
-
 // --- Navigation and loads ---
 
 TEST_F(wrapper_test, navigations_ask_and_loads_tell) {
@@ -229,11 +211,9 @@ TEST_F(wrapper_test, navigations_ask_and_loads_tell) {
 
 TEST_F(wrapper_test, a_failed_load_brings_the_engines_error) {
   answer = [](uint32_t, xp_obj *error) {
-    EXPECT_EQ(xp_type(error), xp_load_error_type());
     EXPECT_EQ(xp_load_error_code(error), 302);
     EXPECT_EQ(xp_value(error), 302);
     EXPECT_EQ(text_of(xp::ref::adopt(xp_load_error_domain(error)).get()), "net");
-    EXPECT_EQ(text_of(xp::ref::adopt(xp_load_error_description(error)).get()), "no route");
     return int64_t{0};
   };
   engine().config.client->webView_didFailNavigation_withError(
@@ -264,7 +244,7 @@ TEST_F(wrapper_test, a_page_whose_process_ends_comes_back_three_times_a_minute) 
 // --- The local scheme ---
 
 TEST_F(wrapper_test, scheme_tasks_are_answered_by_the_callback) {
-  const std::string type = " Cache-Control=no-store";
+  const std::string type = " Cache-Control=no-store", octets = "application/octet-stream";
   answer = [](uint32_t, xp_obj *request) {
     const std::string url = text_of(xp::ref::adopt(xp_dict_fetch(request, "url", -1)).get());
     if (url == "local://a/data") {
@@ -284,8 +264,8 @@ TEST_F(wrapper_test, scheme_tasks_are_answered_by_the_callback) {
     std::string bytes;
   } const cases[] = {
       {"local://a/data", "200 image/png Content-Type=image/png" + type, std::string("\xff\0", 2)},
-      {"local://a/text", "200 application/octet-stream Content-Type=application/octet-stream" + type, "12"},
-      {"local://a/odd", "200 application/octet-stream Content-Type=application/octet-stream" + type, ""},
+      {"local://a/text", "200 " + octets + " Content-Type=" + octets + type, "12"},
+      {"local://a/odd", "200 " + octets + " Content-Type=" + octets + type, ""},
       {"local://a/refused", "failed URLErrorDomain -1008", ""},
   };
   for (const auto &each : cases) {

@@ -203,25 +203,25 @@ TEST_F(engine_test, scripts_whose_value_cannot_leave_the_page_are_no_errors) {
   EXPECT_NE(evaluate("nobody").find("error: "), std::string::npos);
 }
 
-// The page's process: the one below us whose name says so.
+// The page's processes: those below us whose name says so.
 std::vector<pid_t> page_processes() {
+  std::map<pid_t, pid_t> parents;
   std::vector<pid_t> found;
   for (const auto &entry : std::filesystem::directory_iterator("/proc")) {
-    pid_t pid = static_cast<pid_t>(atoi(entry.path().filename().c_str()));
-    std::string name;
-    std::ifstream(entry.path() / "comm") >> name;
-    if (pid <= 0 || !name.starts_with("WebKitWebProc")) continue;
-    const auto parent_of = [](pid_t child) {
-      std::ifstream stat("/proc/" + std::to_string(child) + "/stat");
-      std::string text((std::istreambuf_iterator<char>(stat)), {});
-      const size_t close = text.rfind(')');
-      return close == std::string::npos ? 0 : static_cast<pid_t>(atoi(text.c_str() + close + 4));
-    };
-    pid_t above = pid;
-    while (above > 1 && above != getpid())
-      above = parent_of(above);
-    if (above == getpid()) found.push_back(pid);
+    const auto pid = static_cast<pid_t>(atoi(entry.path().filename().c_str()));
+    if (pid <= 0) continue;
+    std::ifstream stat(entry.path() / "stat");
+    const std::string text((std::istreambuf_iterator<char>(stat)), {});
+    const size_t close = text.rfind(')');
+    if (close == std::string::npos) continue;
+    parents[pid] = static_cast<pid_t>(atoi(text.c_str() + close + 4));
+    if (text.find("(WebKitWebProc") != std::string::npos) found.push_back(pid);
   }
+  std::erase_if(found, [&parents](pid_t pid) {
+    while (pid > 1 && pid != getpid())
+      pid = parents[pid];
+    return pid != getpid();
+  });
   return found;
 }
 
