@@ -3,7 +3,8 @@
 // without a lock. Ordinary strings keep their text inside the object and at least one zero byte behind it.
 //
 // Around it: text.h the same operations on raw text, parts.h cutting, copying and walking, edit.h joining and
-// replacing, scan.h reading fields, class.h sets of bytes; all in xp/string.
+// replacing, scan.h reading fields, class.h sets of bytes, mapping.h case, normal forms and repair, kinds.h
+// strings with a tag, a value or a secret, encoding.h other encodings and 16-bit text; all in xp/string.
 
 #ifndef XP_STRING_STRING_H
 #define XP_STRING_STRING_H

@@ -28,7 +28,7 @@ std::string take(xp_obj *s) {
   return s == nullptr ? "(null)" : std::string(xp_str_getptr(s), static_cast<size_t>(xp_str_length(s)));
 }
 
-int64_t size(std::string_view text) {
+int64_t bytes_of(std::string_view text) {
   return static_cast<int64_t>(text.size());
 }
 
@@ -55,11 +55,11 @@ TEST_F(string_encoding, sampled_texts_come_back) {
                       static_cast<size_t>(wide.length()) * 2);
     std::string utf32(reinterpret_cast<const char *>(points.data()), points.size() * 4);
     for (auto *make : {xp_str_encmake, xp_str_makedecode}) {
-      ASSERT_EQ(take(make(utf8.data(), size(utf8), XP_ENC_UTF8)), utf8);
-      ASSERT_EQ(take(make(utf16.data(), size(utf16), XP_ENC_UTF16LE)), utf8);
-      ASSERT_EQ(take(make(swapped(utf16, 2).data(), size(utf16), XP_ENC_UTF16BE)), utf8);
-      ASSERT_EQ(take(make(utf32.data(), size(utf32), XP_ENC_UTF32LE)), utf8);
-      ASSERT_EQ(take(make(swapped(utf32, 4).data(), size(utf32), XP_ENC_UTF32BE)), utf8);
+      ASSERT_EQ(take(make(utf8.data(), bytes_of(utf8), XP_ENC_UTF8)), utf8);
+      ASSERT_EQ(take(make(utf16.data(), bytes_of(utf16), XP_ENC_UTF16LE)), utf8);
+      ASSERT_EQ(take(make(swapped(utf16, 2).data(), bytes_of(utf16), XP_ENC_UTF16BE)), utf8);
+      ASSERT_EQ(take(make(utf32.data(), bytes_of(utf32), XP_ENC_UTF32LE)), utf8);
+      ASSERT_EQ(take(make(swapped(utf32, 4).data(), bytes_of(utf32), XP_ENC_UTF32BE)), utf8);
     }
     ASSERT_EQ(take(xp_str_newdecode((utf32 + "\0\0\0\0"s).data(), XP_ENC_UTF32LE)), utf8);
     xp::ref s = xp::ref::adopt(xp_str_wmake(wide.getBuffer(), wide.length()));
@@ -110,9 +110,9 @@ TEST_F(string_encoding, ill_formed_and_marked) {
   };
   for (const row &r : rows) {
     SCOPED_TRACE(testing::Message() << "row " << &r - rows);
-    EXPECT_EQ(take(xp_str_encmake(r.text.data(), size(r.text), r.encoding)), r.strict);
-    EXPECT_EQ(take(xp_str_makedecode(r.text.data(), size(r.text), r.encoding)), r.repaired);
-    xp::ref s = xp::ref::adopt(xp_str_make(r.text.data(), size(r.text)));
+    EXPECT_EQ(take(xp_str_encmake(r.text.data(), bytes_of(r.text), r.encoding)), r.strict);
+    EXPECT_EQ(take(xp_str_makedecode(r.text.data(), bytes_of(r.text), r.encoding)), r.repaired);
+    xp::ref s = xp::ref::adopt(xp_str_make(r.text.data(), bytes_of(r.text)));
     xp::ref decoded = xp::ref::adopt(xp_str_decode(s.get(), r.encoding));
     bool known = r.repaired != bad;
     EXPECT_EQ(decoded.get() == s.get(), r.repaired == r.text || !known);
