@@ -188,7 +188,7 @@ void fill_dict(xp_obj *d, int count) {
 template <uint32_t flags>
 void dictionary(story &told) {
   ref d = ref::adopt(xp_dict_new(flags));
-  fill_dict(d.get(), 40);
+  fill_dict(d.get(), 20);
   xp_dict_erase(d.get(), key(3).c_str(), -1);
   xp_dict_adopt(d.get(), "adopted", -1, xp_str_new("own"));
   xp_dict_blank(d.get(), "own");
@@ -233,7 +233,7 @@ TEST_F(container_sweep, dictionaries) {
   sweep::run(dictionary<0>);
   sweep::run(dictionary<XP_DICT_LOCKED>);
   sweep::run(dictionary<XP_DICT_NOCASE | XP_DICT_LEARN>);
-  sweep::run(dictionary<XP_DICT_BUCKETS_16K | XP_DICT_RECYCLE>);
+  sweep::run(dictionary<XP_DICT_BUCKETS_8K | XP_DICT_RECYCLE>);
   sweep::run(dictionary<XP_DICT_RECYCLE | XP_DICT_SKIPNULLS | XP_DICT_LOCKED>);
   sweep::run(raw_dictionary);
 }
