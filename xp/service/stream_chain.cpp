@@ -213,10 +213,10 @@ xp_obj *xp_strm_newguarded(xp_obj *stream) {
 
 xp_obj *xp_strm_newsequence(xp_obj *const *streams, int64_t count) {
   if (count < 0 || (streams == nullptr && count > 0)) return nullptr;
-  if (count > PTRDIFF_MAX / static_cast<int64_t>(sizeof(xp_obj *))) return nullptr;
+  if (count > PTRDIFF_MAX / static_cast<int64_t>(sizeof(void *))) return nullptr;
   for (int64_t i = 0; i < count; ++i)
     if (streams[i] != nullptr && xp::as_stream(streams[i]) == nullptr) return nullptr;
-  auto *q = xp::make<sequence>(xp::strm_object_ops, static_cast<size_t>(count) * sizeof(xp_obj *));
+  auto *q = xp::make<sequence>(xp::strm_object_ops, static_cast<size_t>(count) * sizeof(void *));
   if (q == nullptr) return nullptr;
   q->ops = &sequence_ops;
   q->count = q->current = count;

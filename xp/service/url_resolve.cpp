@@ -19,9 +19,7 @@ void remove_dots(std::string_view path, buffer &out) {
   while (!path.empty()) {
     if (path.starts_with("../")) {
       path.remove_prefix(3);
-    } else if (path.starts_with("./")) {
-      path.remove_prefix(2);
-    } else if (path.starts_with("/./")) {
+    } else if (path.starts_with("./") || path.starts_with("/./")) {
       path.remove_prefix(2);
     } else if (path.starts_with("/../")) {
       path.remove_prefix(3);
