@@ -30,7 +30,8 @@ struct lookup {
   bool nocase;
 };
 
-lookup make_lookup(object *d, const char *key, int64_t length) {
+// Looking up is a few dozen instructions on every path; calls between its parts would double them.
+[[gnu::always_inline]] inline lookup make_lookup(object *d, const char *key, int64_t length) {
   size_t bytes = length < 0 ? strnlen(key, longest_key) : static_cast<size_t>(length);
   // Deliberate: two keys that agree in their first 255 bytes are one key; an entry has one byte for the
   // length.
@@ -44,7 +45,7 @@ lookup make_lookup(object *d, const char *key, int64_t length) {
           .nocase = nocase};
 }
 
-bool matches(entry *e, const lookup &key) {
+[[gnu::always_inline]] inline bool matches(entry *e, const lookup &key) {
   if (e->key_length != key.length) return false;
   // In front of an entry's key stand its value and its length.
   uint64_t last = dict_hash::last_word_inside(e->key(), key.length);
@@ -62,7 +63,7 @@ uint32_t filter_bit(uint32_t hash) {
 }
 
 // The key's entry, or null.
-entry *find(object *d, const lookup &key) {
+[[gnu::always_inline]] inline entry *find(object *d, const lookup &key) {
   if (d->small() && d->index.complete())
     return d->index.find(key.hash, [&](entry *e) { return matches(e, key); });
   uint32_t bucket = bucket_of(d, key.hash);
@@ -335,7 +336,7 @@ xp_obj *xp_dict_fetch(xp_obj *d, const char *key, int64_t keylen) {
     xp::crit_guard guard(self->lock);
     if (entry *e = find(self, k)) {
       if (self->blank != nullptr && xp_compare(self->blank, e->value) == 0) return nullptr;
-      return self->retain_value(e->value);
+      return self->raw() ? e->value : xp_retain(e->value);
     }
   }
   if (self->has(XP_DICT_LEARN)) xp_dict_store(d, key, keylen, nullptr);

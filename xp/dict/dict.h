@@ -35,7 +35,8 @@ using xp_dict_visitor = int64_t (*)(xp_obj *d, const char *key, int64_t keylen, 
 // "dict"
 uint32_t xp_dict_type();
 
-// An empty dictionary; null when memory is exhausted.
+// An empty dictionary; null when memory is exhausted. xp_duplicate, without XP_DUP_SHALLOW, copies the
+// values, too, and recurses as deep as they nest.
 xp_obj *xp_dict_new(uint32_t flags);
 
 // Stores a value under a key. A null value makes the key present with a null value, or erases it under
@@ -90,8 +91,10 @@ int32_t xp_dict_enumclear(xp_obj *d, xp_dict_visitor visit, void *context);
 int32_t xp_dict_traverse(xp_obj *d, const char *separator, xp_dict_visitor visit, void *context);
 
 // Traversals (xp/service/traversal.h) of the keys, as strings, and of the values, null ones skipped. Forward
-// only. One ends early when the table is rehashed while it walks. Under XP_DICT_RECYCLE one must not go on
-// from a key that was erased: it would miss others, or meet erased ones.
+// only. A dictionary counts as something to walk ("trav"), but its control operation names no constructor,
+// for there are two: xp_trav_make walks the keys. One ends early when the table is rehashed while it walks.
+// Under XP_DICT_RECYCLE one must not go on from a key that was erased: it would miss others, or meet erased
+// ones.
 xp_obj *xp_dict_travnew(xp_obj *d);
 xp_obj *xp_dict_travobjnew(xp_obj *d);
 

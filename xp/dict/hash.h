@@ -89,7 +89,7 @@ inline uint64_t last_word(const char *key, size_t length) {
 // The value of by_bytes, eight bytes at a time. The hash is a polynomial in 33, so a word needs one dependent
 // multiplication instead of eight. Zeros add nothing, so what is left after the whole words is taken from the
 // end of the last word.
-inline uint32_t of(const char *key, size_t length, bool nocase) {
+[[gnu::always_inline]] inline uint32_t of(const char *key, size_t length, bool nocase) {
   uint32_t hash = seed;
   size_t left = length % word_size;
   for (const char *end = key + (length - left); key != end; key += word_size) {

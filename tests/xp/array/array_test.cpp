@@ -1,6 +1,7 @@
 #include "xp/array/array.h"
 
 #include "tests/support/leak_check.h"
+#include "tests/support/threads.h"
 #include "xp/array/array_bulk.h"
 #include "xp/array/list.h"
 #include "xp/dict/dict.h"
@@ -235,6 +236,25 @@ TEST_F(array, duplicates_and_answers_as_a_container) {
   EXPECT_EQ(content(deep_inner), (values{100}));
   ref shallow = ref::adopt(xp_duplicate(a.get(), XP_DUP_SHALLOW));
   EXPECT_EQ(ref::adopt(xp_array_get(shallow.get(), 0)).get(), inner.get());
+}
+
+TEST_F(array, a_locked_one_serves_four_threads) {
+  ref a = make(XP_ARRAY_LOCKED);
+  ref two = make_of({100, 200}, XP_ARRAY_LOCKED);
+  run_on_threads(4, [&](int number) {
+    ref own = ref::adopt(xp_number_new(1000 + number));
+    for (int i = 0; i < 300; ++i) {
+      EXPECT_GE(xp_array_insert(a.get(), own.get(), i % 7), 0);
+      EXPECT_EQ(xp_array_includes(a.get(), own.get()), 1);
+      EXPECT_GT(xp_array_join(a.get(), two.get()), 2);
+      EXPECT_GE(xp_array_merge(a.get(), a.get()), 3);
+      xp_array_reverse(a.get());
+      xp_array_sort(a.get(), nullptr, nullptr);
+      if (i % 50 == 0) xp_array_unique(a.get());
+    }
+  });
+  xp_array_unique(a.get());
+  EXPECT_EQ(content(a), (values{100, 200, 1000, 1001, 1002, 1003}));
 }
 
 }  // namespace

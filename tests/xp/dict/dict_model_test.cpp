@@ -3,6 +3,7 @@
 #include "tests/support/leak_check.h"
 #include "xp/dict/dict.h"
 #include "xp/dict/hash.h"
+#include "xp/dict/small_index.h"
 #include "xp/object/number.h"
 #include "xp/object/ref.h"
 #include "xp/service/traversal.h"
@@ -242,6 +243,20 @@ TEST(dict_hash, words_give_what_bytes_give) {
           fold(static_cast<unsigned char>(near[bit / 8])) == static_cast<unsigned char>(folded[bit / 8]);
       EXPECT_EQ(same(key, near, true), letters);
       EXPECT_FALSE(same(key, near, false));
+    }
+  }
+}
+
+TEST(dict_small_index, compares_all_tags_as_one_by_one) {
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  random_source random(seed);
+  for (int i = 0; i < 1000; ++i) {
+    xp::dict::small_index index{};
+    for (uint8_t &tag : index.tags)
+      tag = static_cast<uint8_t>(random() % 4 == 0 ? 0 : 0x80 | random() % 4);
+    for (int tag : {0x80, 0x81, 0x83, 0xFF}) {
+      auto wanted = static_cast<uint8_t>(tag);
+      EXPECT_EQ(index.places_with(wanted), index.places_with_plain(wanted));
     }
   }
 }
