@@ -4,8 +4,8 @@
 //
 // Two elements are equal when xp_compare gives 0; raw values are equal when they are the same. Where an
 // operation has a second array, that one is read first, under its own lock, and left as it is; it may be the
-// same array. Elements that go are released after the lock is left, so their end may use the array. Arrays
-// of raw values and of objects never mix: the result is then that of failure.
+// same array. Elements that go are released after the lock is left, so their end may use the array. Arrays of
+// raw values and of objects never mix: the result is then that of failure.
 
 #ifndef XP_ARRAY_ARRAY_BULK_H
 #define XP_ARRAY_ARRAY_BULK_H
@@ -37,8 +37,8 @@ int64_t xp_array_inject(xp_obj *a, xp_obj *other, int64_t index);
 // Appends all elements of `other`. The new count.
 int64_t xp_array_join(xp_obj *a, xp_obj *other);
 
-// Appends those elements of `other` that equal none in `a` and no earlier one of `other`. The new count.
-// What `a` held stays as it is, equal elements included.
+// Appends those elements of `other` that equal none in `a` and no earlier one of `other`. The new count. What
+// `a` held stays as it is, equal elements included.
 int64_t xp_array_merge(xp_obj *a, xp_obj *other);
 
 // --- Order ---
@@ -62,9 +62,9 @@ int64_t xp_array_scan(xp_obj *a, xp_array_predicate accept, void *context);
 
 // A new reference to an array: `obj` itself when it is one; a new array of the members when it is something
 // to walk (list, bag, the keys of a dictionary, what is left of a traversal); an array of `obj` alone when it
-// is anything else. Null for null, and when memory is exhausted (keys that could not be made end the walk,
-// so the array may then be short). A list of raw values gives an array of raw
-// values; other walks that yield raw values must not be handed in.
+// is anything else. Null for null, and when memory is exhausted (keys that could not be made end the walk, so
+// the array may then be short). A list of raw values gives an array of raw values; other walks that yield raw
+// values must not be handed in.
 xp_obj *xp_array_coerce(xp_obj *obj);
 
 #endif

@@ -8,10 +8,9 @@
 //   17  key bytes; the entry ends on the next multiple of 8
 // A chunk is a 16-byte header (next chunk, used bytes, capacity) and its entries. Capacities are multiples of
 // 8: an entry of free list k (key length divided by 8) then always holds 24 + 8k bytes and fits every key of
-// its list.
-// Behind a bucket array that is not the inline one stands a filter word for each bucket: a bit for every hash
-// tag that its chain has held. A clear bit says that a key is not there without touching the chain; erasing
-// leaves bits set.
+// its list. Behind a bucket array that is not the inline one stands a filter word for each bucket: a bit for
+// every hash tag that its chain has held. A clear bit says that a key is not there without touching the
+// chain; erasing leaves bits set.
 
 #ifndef XP_DICT_DICT_IMPL_H
 #define XP_DICT_DICT_IMPL_H

@@ -34,8 +34,8 @@ constexpr int32_t days_in_month(int64_t year, int32_t month) {
   return month == 4 || month == 6 || month == 9 || month == 11 ? 30 : 31;
 }
 
-// Days before the first of a month in a year that begins in March, which makes the leap day a year's last:
-// 0 is March. The 31 and 30 days of the months follow a line of slope 30.6.
+// Days before the first of a month in a year that begins in March, which makes the leap day a year's last: 0
+// is March. The 31 and 30 days of the months follow a line of slope 30.6.
 constexpr int64_t days_before_month(int64_t shifted) {
   return (153 * shifted + 2) / 5;
 }

@@ -42,8 +42,8 @@ xp_obj *xp_file_child(xp_obj *f, const char *name, int64_t length);
 // The folder it lies in; null for the root. That of a relative path may be "." or end with "..".
 xp_obj *xp_file_parent(xp_obj *f);
 
-// The last part of the path ("/" for the root); the path; the "file:" URL, null for a relative path. The
-// path as zero-terminated text, borrowed.
+// The last part of the path ("/" for the root); the path; the "file:" URL, null for a relative path. The path
+// as zero-terminated text, borrowed.
 xp_obj *xp_file_name(xp_obj *f);
 xp_obj *xp_file_path(xp_obj *f);
 xp_obj *xp_file_url(xp_obj *f);

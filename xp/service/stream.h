@@ -94,12 +94,12 @@ int64_t xp_strm_writer(void *stream, const char *bytes, int64_t length);
 int64_t xp_strm_writeobj(xp_obj *s, xp_obj *obj);
 int64_t xp_strm_writef(xp_obj *s, const char *format, ...);
 
-// Copies everything from one open stream's reading position to its end into another. The bytes copied, or
-// the first negative result.
+// Copies everything from one open stream's reading position to its end into another. The bytes copied, or the
+// first negative result.
 int64_t xp_strm_copy(xp_obj *from, xp_obj *to);
 
-// Everything from the reading position to the end as a new string; null on a failure, or when it is more
-// than `limit` bytes (-1: no limit).
+// Everything from the reading position to the end as a new string; null on a failure, or when it is more than
+// `limit` bytes (-1: no limit).
 xp_obj *xp_strm_string(xp_obj *s, int64_t limit);
 
 #endif

@@ -83,9 +83,9 @@ xp_obj *xp_strm_newsequence(xp_obj *const *streams, int64_t count);
 // tee's.
 xp_obj *xp_strm_newtee(xp_obj *first, xp_obj *second);
 
-// Changes bytes on their way: hands what it makes of them to the output function, in pieces of any size,
-// and may keep some back until the next call. Null bytes are the end: it gives what it kept. A negative
-// result is a failure.
+// Changes bytes on their way: hands what it makes of them to the output function, in pieces of any size, and
+// may keep some back until the next call. Null bytes are the end: it gives what it kept. A negative result is
+// a failure.
 using xp_strm_filter = int64_t (*)(void *context, const char *bytes, int64_t length, xp_writer out,
                                    void *out_context);
 

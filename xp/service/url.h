@@ -16,8 +16,8 @@
 
 #include <string_view>
 
-// The parts as they stand in the text, coded. A part that is not there has no data pointer; one that is
-// there and empty ("?" with nothing behind it) has. The path is always there.
+// The parts as they stand in the text, coded. A part that is not there has no data pointer; one that is there
+// and empty ("?" with nothing behind it) has. The path is always there.
 struct xp_url_parts {
   std::string_view scheme{};
   std::string_view user{};  // with the password, if any: "name:word"
@@ -82,8 +82,8 @@ using xp_url_visitor = int64_t (*)(xp_obj *name, xp_obj *value, void *context);
 // The first value of that name; the empty string when it has no "="; null when there is none.
 xp_obj *xp_url_getarg(xp_obj *u, const char *name, int64_t length);
 
-// A new URL with one argument more, at the end; with this one in the place of all of the name; without any
-// of the name (retained when there was none). The value is the object's text; null writes no "=".
+// A new URL with one argument more, at the end; with this one in the place of all of the name; without any of
+// the name (retained when there was none). The value is the object's text; null writes no "=".
 xp_obj *xp_url_addarg(xp_obj *u, const char *name, int64_t length, xp_obj *value);
 xp_obj *xp_url_setarg(xp_obj *u, const char *name, int64_t length, xp_obj *value);
 xp_obj *xp_url_removearg(xp_obj *u, const char *name, int64_t length);

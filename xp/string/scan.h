@@ -33,8 +33,8 @@
 constexpr int32_t XP_SCAN_FIELDS = 16;
 
 // The number of stored fields when the whole string matches the whole pattern. Otherwise -1 and nothing is
-// stored: on a mismatch, a number that does not fit its type, an unknown or unended field, too many fields,
-// a null string or pattern, or when memory is exhausted. The pattern must be a literal: it says what the
+// stored: on a mismatch, a number that does not fit its type, an unknown or unended field, too many fields, a
+// null string or pattern, or when memory is exhausted. The pattern must be a literal: it says what the
 // pointers point to. A field whose pointer is null counts but is not stored.
 int32_t xp_str_scan(xp_obj *s, const char *pattern, ...);
 
