@@ -7,6 +7,7 @@
 #include "xp/object/lock.h"
 #include "xp/object/type.h"
 
+#include <assert.h>
 #include <stddef.h>
 #include <stdint.h>
 
@@ -45,7 +46,10 @@ public:
 
   // Room for `count` items, once; false when memory is exhausted.
   bool reserve(int64_t count);
-  void add(xp_obj *item) { items_[count_++] = item; }
+  void add(xp_obj *item) {
+    assert(items_ != nullptr);  // room was reserved
+    items_[count_++] = item;
+  }
 
   int64_t count() const { return count_; }
   xp_obj **items() const { return items_; }
