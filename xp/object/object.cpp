@@ -36,7 +36,7 @@ using grain = uint64_t __attribute__((vector_size(16), aligned(8), may_alias));
 
 // Zeroes a slab block behind the header, up to the next grain: short blocks are done before a call of memset
 // has begun.
-void clear_content(xp_obj *obj, size_t size) {
+[[maybe_unused]] void clear_content(xp_obj *obj, size_t size) {
   auto *at = reinterpret_cast<grain *>(obj + 1);
   for (size_t left = sizeof(xp_obj); left < size; left += sizeof(grain)) {
     asm("" : "+r"(at));  // keeps the compiler from making a call of memset of this
