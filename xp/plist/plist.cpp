@@ -41,11 +41,7 @@ bool is_style(int32_t style) {
 }
 
 xp_obj *wrap(xp::ref root, int32_t style) {
-  auto *list = xp::make<xp_plist>(operations);
-  if (list == nullptr) return nullptr;
-  list->style = style;
-  list->root = root.leak();
-  return list;
+  return xp::wrap_list(std::move(root), {.style = style, .nulls = 0, .bookmark = 0});
 }
 
 bool is_json(int32_t style) {
@@ -61,14 +57,14 @@ struct document {
 
 document document_of(xp_plist &list, int32_t nulls) {
   return {.root = list.root,
-          .style = &xp_plist_stylerecord(list.style),
+          .style = &xp_plist_stylerecord(list.settings.style),
           .flags = nulls != 0 ? XP_PLIST_NULLS : 0U};
 }
 
 // A property list takes the style that it is asked for, when there is such a style.
 document document_of(xp_obj *obj, int32_t style, int32_t nulls) {
   if (auto *list = xp::as<xp_plist>(obj)) {
-    if (is_style(style)) list->style = style;
+    if (is_style(style)) list->settings.style = style;
     return document_of(*list, nulls);
   }
   return {.root = obj, .style = &xp_plist_stylerecord(style), .flags = nulls != 0 ? XP_PLIST_NULLS : 0U};
@@ -93,6 +89,14 @@ int64_t to_writer(const document &text, xp_writer writer, void *context) {
 }
 
 }  // namespace
+
+xp_obj *xp::wrap_list(ref root, const xp_plist_settings &settings) {
+  auto *list = make<xp_plist>(operations);
+  if (list == nullptr) return nullptr;
+  list->settings = settings;
+  list->root = root.leak();
+  return list;
+}
 
 uint32_t xp_plist_type() {
   return xp_plist::code;
@@ -126,17 +130,17 @@ xp_obj *xp_plist_coerce(xp_obj *obj) {
 int32_t xp_plist_setstyle(xp_obj *p, int32_t style) {
   auto *list = xp::as<xp_plist>(p);
   if (list == nullptr || !is_style(style)) return -1;
-  list->style = style;
+  list->settings.style = style;
   return 0;
 }
 
 int32_t xp_plist_getstyle(xp_obj *p) {
   const auto *list = xp::as<xp_plist>(p);
-  return list == nullptr ? 0 : list->style;
+  return list == nullptr ? 0 : list->settings.style;
 }
 
 void xp_plist_setnulls(xp_obj *p, int32_t on) {
-  if (auto *list = xp::as<xp_plist>(p)) list->nulls = on != 0 ? 1 : 0;
+  if (auto *list = xp::as<xp_plist>(p)) list->settings.nulls = on != 0 ? 1 : 0;
 }
 
 int64_t xp_plist_stringify(xp_obj *obj, int32_t style, int32_t nulls, char *buffer, int64_t capacity) {
@@ -156,10 +160,10 @@ int64_t xp_plist_streamify(xp_obj *obj, int32_t style, int32_t nulls, xp_writer 
 
 int64_t xp_plist_textify(xp_obj *p, char *buffer, int64_t capacity) {
   auto *list = xp::as<xp_plist>(p);
-  return list == nullptr ? 0 : to_buffer(document_of(*list, list->nulls), buffer, capacity);
+  return list == nullptr ? 0 : to_buffer(document_of(*list, list->settings.nulls), buffer, capacity);
 }
 
 int64_t xp_plist_stream(xp_obj *p, xp_writer writer, void *context) {
   auto *list = xp::as<xp_plist>(p);
-  return list == nullptr ? 0 : to_writer(document_of(*list, list->nulls), writer, context);
+  return list == nullptr ? 0 : to_writer(document_of(*list, list->settings.nulls), writer, context);
 }

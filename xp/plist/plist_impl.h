@@ -3,14 +3,30 @@
 #ifndef XP_PLIST_PLIST_IMPL_H
 #define XP_PLIST_PLIST_IMPL_H
 
+#include "xp/object/ref.h"
 #include "xp/object/type.h"
+
+#include <stdint.h>
+
+// What is kept beside the tree.
+struct xp_plist_settings {
+  int32_t style;      // 0 to 8
+  int32_t nulls;      // 1: keys with null values are written
+  uint32_t bookmark;  // the checksum of xp_plist_bookmark; 0 before
+};
 
 struct xp_plist : xp_obj {
   static constexpr uint32_t code = xp_code("plst");
 
-  int32_t style;  // 0 to 8
-  xp_obj *root;   // owned; may be null
-  int32_t nulls;  // 1: keys with null values are written
+  xp_plist_settings settings;
+  xp_obj *root;  // owned; may be null
 };
+
+namespace xp {
+
+// A new list over a tree; null when memory is exhausted.
+xp_obj *wrap_list(ref root, const xp_plist_settings &settings);
+
+}  // namespace xp
 
 #endif
