@@ -1,18 +1,70 @@
 #include "xp/plist/style.h"
 
 #include <array>
+#include <limits>
 
 namespace {
 
-constexpr xp_plist_around quoted = {.before = "\"", .after = "\""};
+using namespace std::string_view_literals;
+
 constexpr xp_plist_around bare = {.before = "", .after = ""};
+constexpr xp_plist_around quoted = {.before = "\"", .after = "\""};
 constexpr xp_plist_around brackets = {.before = "[", .after = "]"};
 constexpr xp_plist_around braces = {.before = "{", .after = "}"};
 constexpr xp_plist_around compact_key = {.before = "\"", .after = "\":"};
 constexpr xp_plist_around spaced_key = {.before = "\"", .after = "\" : "};
+constexpr xp_plist_around equals_key = {.before = "", .after = "="};
+constexpr xp_plist_around declared = {.before = "", .after = ";"};
+constexpr xp_plist_around cdata = {.before = "<![CDATA[", .after = "]]>"};
+constexpr xp_plist_around dict = {.before = "<dict>", .after = "</dict>"};
+constexpr xp_plist_around string_element = {.before = "<string>", .after = "</string>"};
+constexpr xp_plist_around list = {.before = "<list>", .after = "</list>"};
+constexpr xp_plist_around item = {.before = "<item>", .after = "</item>"};
+constexpr xp_plist_around label = {.before = "<field label=\"", .after = "\""};
+
+#define XML_DECLARATION "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+constexpr std::string_view xml_declaration = XML_DECLARATION;
+constexpr std::string_view plist_header = XML_DECLARATION
+    "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
+    "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
+    "<plist version=\"1.0\">";
+#undef XML_DECLARATION
+
 constexpr std::string_view json_special = "\n\r\"\\";
+constexpr std::string_view markup_special = "&<>";
+constexpr std::string_view section_special = "\0\n\r\"#,;=[]"sv;
+constexpr std::string_view css_special = "\0\n\r\"*:;{}"sv;
+constexpr std::string_view url_special = " $&`:<>[]{}\"+#%@/;=?\\^|',";
+
+constexpr int32_t any_depth = std::numeric_limits<int32_t>::max();
 
 constexpr auto styles = std::to_array<xp_plist_style>({
+    {.number = 0,
+     .flags = XP_STYLE_LINES,
+     .document = {.before = plist_header, .after = "\n</plist>\n"},
+     .array = {.before = "<array>", .after = "</array>"},
+     .object = dict,
+     .key = {.before = "<key>", .after = "</key>"},
+     .top_object = dict,
+     .top_key = {.before = "<key>", .after = "</key>"},
+     .data = {.before = "<data>", .after = "</data>"},
+     .string = string_element,
+     .integer = {.before = "<integer>", .after = "</integer>"},
+     .real = {.before = "<real>", .after = "</real>"},
+     .url = string_element,
+     .boolean = {.before = "<", .after = " />"},
+     .date = string_element,
+     .quote = cdata,
+     .special = markup_special,
+     .object_lead = "\n",
+     .object_separator = "\n",
+     .array_lead = "\n",
+     .array_separator = "\n",
+     .null = {},
+     .escape = xp_plist_escape::markup,
+     .element = {},
+     .top_value = {.before = "<key>", .after = "</key>"},
+     .levels = any_depth},
     {.number = 1,
      .flags = XP_STYLE_LINES | XP_STYLE_FLAT,
      .document = {.before = "", .after = "\n"},
@@ -34,7 +86,11 @@ constexpr auto styles = std::to_array<xp_plist_style>({
      .object_separator = ",",
      .array_lead = "",
      .array_separator = ",",
-     .null = "null"},
+     .null = "null",
+     .escape = xp_plist_escape::literal,
+     .element = {},
+     .top_value = compact_key,
+     .levels = any_depth},
     {.number = 2,
      .flags = XP_STYLE_LINES,
      .document = {.before = "", .after = "\n"},
@@ -56,7 +112,141 @@ constexpr auto styles = std::to_array<xp_plist_style>({
      .object_separator = ",\n",
      .array_lead = "\n",
      .array_separator = ",",
-     .null = "null"},
+     .null = "null",
+     .escape = xp_plist_escape::literal,
+     .element = {},
+     .top_value = spaced_key,
+     .levels = any_depth},
+    {.number = 3,
+     .flags = XP_STYLE_LINES | XP_STYLE_FLAT,
+     .document = {.before = "", .after = "\n"},
+     .array = {},
+     .object = bare,
+     .key = equals_key,
+     .top_object = bare,
+     .top_key = {.before = "[", .after = "]"},
+     .data = bare,
+     .string = bare,
+     .integer = bare,
+     .real = bare,
+     .url = bare,
+     .boolean = bare,
+     .date = bare,
+     .quote = quoted,
+     .special = section_special,
+     .object_lead = "\n",
+     .object_separator = ",\n",
+     .array_lead = "",
+     .array_separator = ",",
+     .null = {},
+     .escape = xp_plist_escape::quotes,
+     .element = {},
+     .top_value = {.before = "[", .after = "]="},
+     .levels = 2},
+    {.number = 4,
+     .flags = XP_STYLE_LINES | XP_STYLE_FLAT | XP_STYLE_CODED,
+     .document = bare,
+     .array = {},
+     .object = bare,
+     .key = equals_key,
+     .top_object = bare,
+     .top_key = equals_key,
+     .data = bare,
+     .string = bare,
+     .integer = bare,
+     .real = bare,
+     .url = bare,
+     .boolean = bare,
+     .date = bare,
+     .quote = {},
+     .special = url_special,
+     .object_lead = "",
+     .object_separator = "&",
+     .array_lead = "",
+     .array_separator = "&",
+     .null = {},
+     .escape = xp_plist_escape::percent,
+     .element = {},
+     .top_value = equals_key,
+     .levels = 1},
+    {.number = 5,
+     .flags = XP_STYLE_LINES,
+     .document = {.before = "", .after = "\n"},
+     .array = {},
+     .object = braces,
+     .key = {.before = "", .after = ": "},
+     .top_object = bare,
+     .top_key = {.before = "", .after = " "},
+     .data = declared,
+     .string = declared,
+     .integer = declared,
+     .real = declared,
+     .url = declared,
+     .boolean = declared,
+     .date = declared,
+     .quote = quoted,
+     .special = css_special,
+     .object_lead = "\n",
+     .object_separator = "\n",
+     .array_lead = "",
+     .array_separator = ",",
+     .null = {},
+     .escape = xp_plist_escape::quotes,
+     .element = {},
+     .top_value = {.before = "", .after = ": "},
+     .levels = any_depth},
+    {.number = 6,
+     .flags = XP_STYLE_LINES | XP_STYLE_FLAT,
+     .document = {.before = xml_declaration, .after = "\n"},
+     .array = list,
+     .object = item,
+     .key = label,
+     .top_object = item,
+     .top_key = label,
+     .data = {.before = " type=\"data\">", .after = "</field>"},
+     .string = {.before = " type=\"text\">", .after = "</field>"},
+     .integer = {.before = " type=\"long\">", .after = "</field>"},
+     .real = {.before = " type=\"real\">", .after = "</field>"},
+     .url = {.before = " type=\"link\">", .after = "</field>"},
+     .boolean = {.before = " type=\"", .after = "\" />"},
+     .date = {.before = " type=\"date\">", .after = "</field>"},
+     .quote = cdata,
+     .special = markup_special,
+     .object_lead = "",
+     .object_separator = "",
+     .array_lead = "",
+     .array_separator = "",
+     .null = " />",
+     .escape = xp_plist_escape::markup,
+     .element = {.before = "<field", .after = "</field>"},
+     .top_value = label,
+     .levels = any_depth},
+    {.number = 7,
+     .flags = XP_STYLE_LINES,
+     .document = {.before = xml_declaration, .after = "\n"},
+     .array = list,
+     .object = item,
+     .key = label,
+     .top_object = item,
+     .top_key = label,
+     .data = {.before = " type=\"data\">", .after = "</field>"},
+     .string = {.before = " type=\"text\">", .after = "</field>"},
+     .integer = {.before = " type=\"long\">", .after = "</field>"},
+     .real = {.before = " type=\"real\">", .after = "</field>"},
+     .url = {.before = " type=\"link\">", .after = "</field>"},
+     .boolean = {.before = " type=\"", .after = "\" />"},
+     .date = {.before = " type=\"date\">", .after = "</field>"},
+     .quote = cdata,
+     .special = markup_special,
+     .object_lead = "\n",
+     .object_separator = "\n",
+     .array_lead = "\n",
+     .array_separator = "\n",
+     .null = " />",
+     .escape = xp_plist_escape::markup,
+     .element = {.before = "<field", .after = "</field>"},
+     .top_value = label,
+     .levels = any_depth},
     {.number = 8,
      .flags = XP_STYLE_LINES | XP_STYLE_FLAT,
      .document = {.before = "", .after = ""},
@@ -78,14 +268,24 @@ constexpr auto styles = std::to_array<xp_plist_style>({
      .object_separator = ",",
      .array_lead = "",
      .array_separator = ",",
-     .null = "null"},
+     .null = "null",
+     .escape = xp_plist_escape::literal,
+     .element = {},
+     .top_value = compact_key,
+     .levels = any_depth},
 });
+
+// A record stands at the place of its number.
+static_assert([] {
+  for (size_t i = 0; i < styles.size(); ++i) {
+    if (styles[i].number != static_cast<int32_t>(i)) return false;
+  }
+  return true;
+}());
 
 }  // namespace
 
 const xp_plist_style &xp_plist_stylerecord(int32_t number) {
-  for (const xp_plist_style &style : styles) {
-    if (style.number == number) return style;
-  }
-  return styles.front();
+  constexpr auto count = static_cast<int32_t>(styles.size());
+  return styles[static_cast<size_t>(number >= 0 && number < count ? number : 1)];
 }

@@ -2,10 +2,9 @@
 
 #include "xp/array/array.h"
 #include "xp/dict/dict.h"
-#include "xp/format/engine.h"
 #include "xp/object/number.h"
 #include "xp/object/ref.h"
-#include "xp/plist/byte_scan.h"
+#include "xp/plist/writer_text.h"
 #include "xp/service/base64.h"
 #include "xp/service/data.h"
 #include "xp/string/string.h"
@@ -24,14 +23,17 @@ constexpr int64_t max_tabs = 64;
 struct job {
   text_sink &out;
   const xp_plist_style &style;
-  bool nulls;    // keys with null values are written
-  bool indents;  // tabs before items, a line break before closing brackets
+  uint32_t flags;
+  bool nulls;        // keys with null values are written
+  bool indents;      // tabs before items, a line break before closing brackets
+  int64_t bare_top;  // 1 for a style without brackets at the top, whose items are indented one tab less
 };
 
 // An open container on the way down.
 struct level {
   const job &work;
   int64_t depth;
+  bool bare = false;  // has no brackets
   bool first = true;
 };
 
@@ -47,32 +49,95 @@ void write_tabs(const job &work, int64_t count) {
 }
 
 void begin_item(level &at, std::string_view lead, std::string_view separator) {
-  at.work.out.put_mark(at.first ? lead : separator);
+  if (!at.first || !at.bare) at.work.out.put_mark(at.first ? lead : separator);
   at.first = false;
-  write_tabs(at.work, at.depth + 1);
+  write_tabs(at.work, at.depth + 1 - at.work.bare_top);
 }
 
 void end_items(const level &at) {
+  if (at.bare) return;
   if (at.work.indents) at.work.out.put('\n');
-  write_tabs(at.work, at.depth);
+  write_tabs(at.work, at.depth - at.work.bare_top);
+}
+
+// The text of a string, or of what is written like one.
+void write_text(const job &work, std::string_view text) {
+  switch (work.style.escape) {
+    case xp_plist_escape::literal: return xp::write_literal(work.out, text);
+    case xp_plist_escape::percent: return xp::write_percent(work.out, text);
+    case xp_plist_escape::quotes: return xp::write_quotes(work.out, work.style, text);
+    case xp_plist_escape::markup: return xp::write_markup(work.out, work.style, text);
+  }
+}
+
+void write_key(const job &work, std::string_view key) {
+  switch (work.style.escape) {
+    case xp_plist_escape::literal: return work.out.put(key);
+    case xp_plist_escape::percent: return xp::write_percent(work.out, key);
+    case xp_plist_escape::quotes: return xp::write_quotes(work.out, work.style, key);
+    case xp_plist_escape::markup: return xp::write_entities(work.out, key);
+  }
+}
+
+// The text of a number, a date or data, which only percent-encoding changes.
+void write_plain(const job &work, std::string_view text) {
+  if (work.style.escape == xp_plist_escape::percent) return xp::write_percent(work.out, text);
+  work.out.put(text);
+}
+
+bool is_dict(xp_obj *obj) {
+  return xp_type(obj) == xp_code("dict");
+}
+
+// A value with or without a key in front. In styles in which a value is the rest of an element, `element`
+// completes it.
+void write_item(const job &work, int64_t depth, xp_obj *obj, bool keyed) {
+  const xp_plist_around &element = work.style.element;
+  if (element.before.empty()) return write_value(work, depth, obj);
+  const bool container = is_dict(obj) || xp_type(obj) == xp_code("arry");
+  if (keyed && container) work.out.put('>');
+  if (!keyed && !container) work.out.put(element.before);
+  write_value(work, depth, obj);
+  if (keyed && container) work.out.put(element.after);
+}
+
+const xp_plist_around &around_key(const level &at, xp_obj *value) {
+  if (at.depth != 0) return at.work.style.key;
+  return is_dict(value) ? at.work.style.top_key : at.work.style.top_value;
 }
 
 int64_t write_entry(xp_obj *, const char *key, int64_t keylen, xp_obj *value, void *context) {
   level &at = *static_cast<level *>(context);
   const job &work = at.work;
   if (value == nullptr && !work.nulls) return 0;
-  const xp_plist_around &around = at.depth == 0 ? work.style.top_key : work.style.key;
+  const xp_plist_around &around = around_key(at, value);
   begin_item(at, work.style.object_lead, work.style.object_separator);
   work.out.put_mark(around.before);
-  work.out.put({key, static_cast<size_t>(keylen)});
+  write_key(work, {key, static_cast<size_t>(keylen)});
   work.out.put_mark(around.after);
-  write_value(work, at.depth + 1, value);
+  write_item(work, at.depth + 1, value, true);
   return 0;
 }
 
+void write_string(const job &work, const xp_plist_around &around, xp_obj *string) {
+  work.out.put_mark(around.before);
+  write_text(work, {xp_str_getptr(string), static_cast<size_t>(xp_str_length(string))});
+  work.out.put_mark(around.after);
+}
+
+// A container that the style has no form for: its JSON text, as a string.
+[[gnu::noinline]] void write_as_json(const job &work, xp_obj *container) {
+  xp::string_sink text;
+  xp::write_node(text, xp_plist_stylerecord(8), work.flags, 0, container);
+  const xp::ref string = xp::ref::adopt(text.string());
+  if (!string) work.out.fail();
+  write_string(work, work.style.string, string.get());
+}
+
 void write_dict(const job &work, int64_t depth, xp_obj *dict) {
+  if (depth >= work.style.levels) return write_as_json(work, dict);
   const xp_plist_around &around = depth == 0 ? work.style.top_object : work.style.object;
-  level at{.work = work, .depth = depth};
+  level at{.work = work, .depth = depth, .bare = depth < work.bare_top};
   work.out.put_mark(around.before);
   if (xp_dict_enumsorted(dict, write_entry, &at) != 0) work.out.fail();
   end_items(at);
@@ -82,33 +147,17 @@ void write_dict(const job &work, int64_t depth, xp_obj *dict) {
 int64_t write_element(xp_obj *, int64_t, xp_obj *value, void *context) {
   level &at = *static_cast<level *>(context);
   begin_item(at, at.work.style.array_lead, at.work.style.array_separator);
-  write_value(at.work, at.depth + 1, value);
+  write_item(at.work, at.depth + 1, value, false);
   return 0;
 }
 
 void write_array(const job &work, int64_t depth, xp_obj *array) {
+  if (work.style.array.before.data() == nullptr) return write_as_json(work, array);
   level at{.work = work, .depth = depth};
   work.out.put_mark(work.style.array.before);
   xp_array_enum(array, write_element, &at);
   end_items(at);
   work.out.put_mark(work.style.array.after);
-}
-
-// A string's text passes through the format engine's string stage ("~"), which also replaces what is not
-// UTF-8: no text can end its own quotes. What comes before the first byte that the stage looks at is copied
-// at once.
-void write_string(const job &work, const xp_plist_around &around, xp_obj *string) {
-  const char *text = xp_str_getptr(string);
-  const char *end = text + xp_str_length(string);
-  const char *rest = xp::scan(text, end, xp::not_plain);
-  work.out.put_mark(around.before);
-  work.out.put({text, static_cast<size_t>(rest - text)});
-  if (rest < end) {
-    xpf_sink stage(text_sink::write, &work.out);
-    xpf_escape(stage, XPF_LITERAL, rest, end - rest);
-    stage.finish();
-  }
-  work.out.put_mark(around.after);
 }
 
 void write_text_of(const job &work, const xp_plist_around &around, xp_obj *obj) {
@@ -117,18 +166,19 @@ void write_text_of(const job &work, const xp_plist_around &around, xp_obj *obj) 
   write_string(work, around, string.get());
 }
 
-// Deliberate: no text of JSON stands for infinity or NaN; a style with a text for null takes that one, so
-// that the whole stays readable.
-void write_number(const job &work, xp_obj *number) {
+// Deliberate: no text of JSON stands for infinity or NaN; the text for null does, so that the whole stays
+// readable.
+[[gnu::noinline]] void write_number(const job &work, xp_obj *number) {
   const bool real = xp_number_isfloat(number) != 0;
-  if (real && !std::isfinite(xp_number_float(number)) && work.style.null.data() != nullptr) {
+  if (real && !std::isfinite(xp_number_float(number)) && work.style.escape == xp_plist_escape::literal) {
     return work.out.put(work.style.null);
   }
   std::array<char, 40> text;
   const int64_t length = xp_num_textify(number, text.data(), std::ssize(text));
   const xp_plist_around &around = real ? work.style.real : work.style.integer;
   work.out.put_mark(around.before);
-  work.out.put({text.data(), static_cast<size_t>(length)});
+  const std::string_view digits(text.data(), static_cast<size_t>(length));
+  real ? write_plain(work, digits) : work.out.put(digits);
   work.out.put_mark(around.after);
 }
 
@@ -138,7 +188,7 @@ void write_boolean(const job &work, xp_obj *boolean) {
   work.out.put_mark(work.style.boolean.after);
 }
 
-void write_data(const job &work, xp_obj *data) {
+[[gnu::noinline]] void write_data(const job &work, xp_obj *data) {
   constexpr int64_t piece = 192;
   std::array<char, piece / 3 * 4> text;
   const char *bytes = static_cast<const char *>(xp_data_getptr(data));
@@ -147,21 +197,21 @@ void write_data(const job &work, xp_obj *data) {
   for (int64_t at = 0; at < length; at += piece) {
     const int64_t size =
         xp_b64_encode(bytes + at, std::min(piece, length - at), 0, text.data(), std::ssize(text));
-    work.out.put({text.data(), static_cast<size_t>(size)});
+    write_plain(work, {text.data(), static_cast<size_t>(size)});
   }
   work.out.put_mark(work.style.data.after);
 }
 
 // A date's own text is its UTC date and time with a "Z" at the end; here milliseconds stand before that. The
 // format engine's time conversions do not serve: they take 0 for the present.
-void write_date(const job &work, xp_obj *date) {
+[[gnu::noinline]] void write_date(const job &work, xp_obj *date) {
   std::array<char, 64> text{};
   const int64_t length = xp_textify(date, text.data(), std::ssize(text));
   std::string_view utc(text.data(), static_cast<size_t>(length));
   if (utc.ends_with('Z')) utc.remove_suffix(1);
   work.out.put_mark(work.style.date.before);
-  work.out.put(utc);
-  work.out.put(".000Z");
+  write_plain(work, utc);
+  write_plain(work, ".000Z");
   work.out.put_mark(work.style.date.after);
 }
 
@@ -193,9 +243,11 @@ namespace xp {
 void write_node(text_sink &out, const xp_plist_style &style, uint32_t flags, int64_t depth, xp_obj *obj) {
   const job work{.out = out,
                  .style = style,
+                 .flags = flags,
                  .nulls = (flags & XP_PLIST_NULLS) != 0 && style.null.data() != nullptr,
-                 .indents = (style.flags & (XP_STYLE_LINES | XP_STYLE_FLAT)) == XP_STYLE_LINES};
-  write_value(work, depth, obj);
+                 .indents = (style.flags & (XP_STYLE_LINES | XP_STYLE_FLAT)) == XP_STYLE_LINES,
+                 .bare_top = style.top_object.before.empty() ? 1 : 0};
+  write_item(work, depth, obj, false);
 }
 
 void write_document(text_sink &out, const xp_plist_style &style, uint32_t flags, xp_obj *root) {

@@ -2,8 +2,8 @@
 // function or a string. Keys stand in byte order, so equal trees give equal texts. Recurses as deep as the
 // tree.
 //
-// Deliberate: keys are written as stored, without escaping; keys with quotes give invalid JSON. Keys that the
-// JSON reader made keep their escapes, so escaping them here would double those.
+// Deliberate: in JSON, keys are written as stored, without escaping; keys with quotes give invalid JSON. Keys
+// that the JSON reader made keep their escapes, so escaping them here would double those.
 
 #ifndef XP_PLIST_WRITER_H
 #define XP_PLIST_WRITER_H

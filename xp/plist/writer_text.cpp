@@ -1,0 +1,189 @@
+#include "xp/plist/writer_text.h"
+
+#include "xp/format/engine.h"
+#include "xp/plist/byte_scan.h"
+#include "xp/string/text.h"
+
+#include <algorithm>
+
+namespace {
+
+using xp::text_sink;
+
+// The writer recurses; the format engine's sink is large and stands on no frame but these.
+[[gnu::noinline]] void write_stage(text_sink &out, uint32_t flags, std::string_view text) {
+  xpf_sink stage(text_sink::write, &out);
+  xpf_escape(stage, flags, text.data(), static_cast<int64_t>(text.size()));
+  stage.finish();
+}
+
+std::string_view between(const char *from, const char *to) {
+  return {from, static_cast<size_t>(to - from)};
+}
+
+// --- Quotes ---
+
+constexpr bool is_space(char byte) {
+  return byte == ' ' || (byte >= '\t' && byte <= '\r');
+}
+
+bool needs_quotes(std::string_view text, std::string_view special) {
+  return !text.empty() && (is_space(text.front()) || is_space(text.back()) ||
+                           text.find_first_of(special) != std::string_view::npos);
+}
+
+// --- XML ---
+
+// A mark at each byte that equals `byte`, and maybe at others above the first of them.
+constexpr uint64_t equals(uint64_t word, char byte) {
+  const uint64_t rest = word ^ (xp::each_byte * static_cast<unsigned char>(byte));
+  return (rest - xp::each_byte) & ~rest & xp::each_top;
+}
+
+// & and both angle brackets, which are one bit apart.
+constexpr uint64_t brackets(uint64_t word) {
+  constexpr uint64_t apart = xp::each_byte * ('<' ^ '>');
+  return equals(word, '&') | equals(word | apart, '>');
+}
+
+constexpr uint64_t controls_and_high(uint64_t word) {
+  return ((word - xp::each_byte * ' ') | word) & xp::each_top;
+}
+
+constexpr uint64_t special_in_text(uint64_t word) {
+  return controls_and_high(word) | brackets(word);
+}
+
+constexpr uint64_t special_in_key(uint64_t word) {
+  return special_in_text(word) | equals(word, '"');
+}
+
+// Where the text is written.
+enum class place : uint8_t { content, cdata, key };
+
+struct markup {
+  text_sink &out;
+  place where;
+  std::string_view open;  // of a CDATA section
+  std::string_view close;
+  const char *begin;
+  const char *end;
+
+  void reference(std::string_view text) const {
+    if (where == place::cdata) out.put(close);
+    out.put(text);
+    if (where == place::cdata) out.put(open);
+  }
+
+  // A control byte.
+  void control(char byte) const {
+    if (byte == '\r') return reference("&#13;");
+    if (byte != '\t' && byte != '\n') return out.put(' ');
+    if (where != place::key) return out.put(byte);
+    out.put(byte == '\t' ? "&#9;" : "&#10;");
+  }
+
+  // One of & < > and the quote.
+  void mark(const char *at) const {
+    if (where == place::cdata) {
+      if (*at == '>' && at - begin >= 2 && at[-1] == ']' && at[-2] == ']') reference({});
+      return out.put(*at);
+    }
+    switch (*at) {
+      case '&': return out.put("&amp;");
+      case '<': return out.put("&lt;");
+      case '>': return out.put("&gt;");
+      default: return out.put("&quot;");
+    }
+  }
+
+  // A run of bytes from 128 on; where it ends.
+  const char *high(const char *at) const {
+    const char *start = at;
+    while (at < end && static_cast<signed char>(*at) < 0) {
+      const int32_t size = xp_str_sequence(at, end - at);
+      // U+FFFE and U+FFFF are no characters of XML.
+      const bool none = size == 0 || (size == 3 && between(at, at + 2) == "\xEF\xBF" && at[2] >= '\xBE');
+      if (none) {
+        out.put(between(start, at));
+        out.put('?');
+      }
+      at += size == 0 ? 1 : size;
+      if (none) start = at;
+    }
+    out.put(between(start, at));
+    return at;
+  }
+
+  template <typename Marks>
+  void write(Marks marks) const {
+    for (const char *at = begin; at < end;) {
+      const char *stop = xp::scan(at, end, marks);
+      out.put(between(at, stop));
+      if (stop == end) return;
+      if (static_cast<signed char>(*stop) < 0) {
+        at = high(stop);
+      } else {
+        *stop < ' ' ? control(*stop) : mark(stop);
+        at = stop + 1;
+      }
+    }
+  }
+};
+
+}  // namespace
+
+namespace xp {
+
+// What comes before the first byte that the stage looks at is copied at once.
+void write_literal(text_sink &out, std::string_view text) {
+  const char *end = text.data() + text.size();
+  const char *rest = scan(text.data(), end, not_plain);
+  out.put(between(text.data(), rest));
+  if (rest < end) write_stage(out, XPF_LITERAL, between(rest, end));
+}
+
+void write_percent(text_sink &out, std::string_view text) {
+  write_stage(out, XPF_PLUS, text);
+}
+
+void write_quotes(text_sink &out, const xp_plist_style &style, std::string_view text) {
+  if (!needs_quotes(text, style.special)) return out.put(text);
+  out.put(style.quote.before);
+  while (!text.empty()) {
+    const size_t plain = std::min(text.find_first_of(std::string_view("\"\0", 2)), text.size());
+    out.put(text.substr(0, plain));
+    if (plain == text.size()) break;
+    out.put(text[plain] == '"' ? "\"\"" : " ");
+    text.remove_prefix(plain + 1);
+  }
+  out.put(style.quote.after);
+}
+
+void write_markup(text_sink &out, const xp_plist_style &style, std::string_view text) {
+  const char *end = text.data() + text.size();
+  const char *special = scan(text.data(), end, special_in_text);
+  if (special == end) return out.put(text);
+  const bool wraps = scan(special, end, brackets) != end;
+  if (wraps) out.put(style.quote.before);
+  const markup characters{.out = out,
+                          .where = wraps ? place::cdata : place::content,
+                          .open = style.quote.before,
+                          .close = style.quote.after,
+                          .begin = text.data(),
+                          .end = end};
+  characters.write(special_in_text);
+  if (wraps) out.put(style.quote.after);
+}
+
+void write_entities(text_sink &out, std::string_view text) {
+  const markup characters{.out = out,
+                          .where = place::key,
+                          .open = {},
+                          .close = {},
+                          .begin = text.data(),
+                          .end = text.data() + text.size()};
+  characters.write(special_in_key);
+}
+
+}  // namespace xp
