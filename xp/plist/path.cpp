@@ -1,6 +1,7 @@
 // Paths into a property list: xp_plist_get and xp_plist_set.
 
 #include "xp/array/array.h"
+#include "xp/array/array_bulk.h"
 #include "xp/dict/dict.h"
 #include "xp/format/format.h"
 #include "xp/object/ref.h"
@@ -110,12 +111,20 @@ xp::ref bury(std::string_view path, xp_obj *value) {
   return nullptr;
 }
 
+// An array that cannot grow while it takes a single element is left empty; joining one that holds the element
+// changes nothing then.
+int32_t append(const xp::ref &array, xp_obj *value) {
+  const xp::ref one = xp::ref::adopt(xp_array_new(0));
+  if (xp_array_insert(one.get(), value, 0) != 0) return -1;
+  return xp_array_join(array.get(), one.get()) < 0 ? -1 : 0;
+}
+
 int32_t store_at(const xp::ref &node, const step &at, xp_obj *value) {
   if (at.kind == step_kind::key && is_dict(node)) {
     return xp_dict_store(node.get(), at.key.data(), static_cast<int64_t>(at.key.size()), value);
   }
   if (at.kind != step_kind::index || !is_array(node)) return -1;
-  if (at.index == xp_array_length(node.get())) return xp_array_insert(node.get(), value, -1) < 0 ? -1 : 0;
+  if (at.index == xp_array_length(node.get())) return append(node, value);
   return static_cast<int32_t>(xp_array_set(node.get(), value, at.index));
 }
 

@@ -1,18 +1,11 @@
 #include "xp/plist/plist.h"
 
-#include "xp/dict/dict.h"
 #include "xp/object/deferred_release.h"
 #include "xp/object/ref.h"
-#include "xp/plist/detect.h"
-#include "xp/plist/json_tree.h"
 #include "xp/plist/plist_impl.h"
 #include "xp/plist/writer.h"
 
-#include <string.h>
-
 namespace {
-
-constexpr int32_t style_count = 9;
 
 void destroy(xp_obj *obj) {
   xp_release(static_cast<xp_plist *>(obj)->root);
@@ -37,15 +30,7 @@ constexpr xp::ops operations = {.retain = xp_obj_retain,
                                 .control = control};
 
 bool is_style(int32_t style) {
-  return style >= 0 && style < style_count;
-}
-
-xp_obj *wrap(xp::ref root, int32_t style) {
-  return xp::wrap_list(std::move(root), {.style = style, .nulls = 0, .bookmark = 0});
-}
-
-bool is_json(int32_t style) {
-  return style == XP_PLIST_JSON || style == XP_PLIST_JSON_INDENTED || style == XP_PLIST_JSON_BARE;
+  return style >= 0 && style < XP_PLIST_STYLES;
 }
 
 // What is written: the root of a property list, or the tree itself, in which style and with which setting.
@@ -102,24 +87,8 @@ uint32_t xp_plist_type() {
   return xp_plist::code;
 }
 
-xp_obj *xp_plist_new(const char *text) {
-  return xp_plist_parse(text, -1, XP_PLIST_DETECT);
-}
-
-xp_obj *xp_plist_parse(const char *text, int64_t length, int32_t style) {
-  if (text == nullptr) {
-    xp::ref root = xp::ref::adopt(xp_dict_new(0));
-    return root ? wrap(std::move(root), is_style(style) ? style : 0) : nullptr;
-  }
-  const size_t size = length < 0 ? strlen(text) : static_cast<size_t>(length);
-  if (style < 0 && xp_plist_detect({text, size}) == xp_plist_kind::json) style = XP_PLIST_JSON;
-  if (!is_json(style)) return nullptr;
-  xp::ref root = xp::ref::adopt(xp_plist_jsontree(text, static_cast<int64_t>(size)));
-  return root ? wrap(std::move(root), style) : nullptr;
-}
-
 xp_obj *xp_plist_make(xp_obj *root) {
-  return wrap(xp::ref::share(root), XP_PLIST_JSON);
+  return xp::wrap_list(xp::ref::share(root), {.style = XP_PLIST_JSON, .nulls = 0, .bookmark = 0});
 }
 
 xp_obj *xp_plist_coerce(xp_obj *obj) {

@@ -1,28 +1,48 @@
 // Property lists ("plst"): one tree of runtime objects with the style in which it was read, so that a tree
-// read from JSON is written back as JSON. For one thread at a time.
+// read from JSON is written back as JSON and one from an XML property list as that. For one thread at a time.
+//
+// Around it: value.h typed nodes, copy.h deep copies, checksum.h checksums and changes, style.h the texts of
+// the styles, writer.h writing single nodes; all in xp/plist.
 
 #ifndef XP_PLIST_PLIST_H
 #define XP_PLIST_PLIST_H
 
 #include "xp/object/object.h"
+#include "xp/plist/fault.h"
 
 #include <stdint.h>
 
+// The styles: what a text is written in, and the reader that takes one of that style. Every XML style reads
+// all forms of XML.
 enum : int32_t {
   XP_PLIST_DETECT = -1,
-  XP_PLIST_JSON = 1,           // compact, with a final line break
-  XP_PLIST_JSON_INDENTED = 2,  // one item per line, tabs
-  XP_PLIST_JSON_BARE = 8,      // compact, without a final line break
+  XP_PLIST_XML = 0,             // XML property list
+  XP_PLIST_JSON = 1,            // compact, with a final line break
+  XP_PLIST_JSON_INDENTED = 2,   // one item per line, tabs
+  XP_PLIST_SECTIONS = 3,        // [section] and name=value lines
+  XP_PLIST_QUERY = 4,           // name=value&name=value, percent-encoded
+  XP_PLIST_CSS = 5,             // name { name: value; }
+  XP_PLIST_ITEMS = 6,           // item list XML, compact
+  XP_PLIST_ITEMS_INDENTED = 7,  // item list XML, one item per line, tabs
+  XP_PLIST_JSON_BARE = 8,       // compact, without a final line break
+  XP_PLIST_STYLES = 9,
 };
 
 // "plst"
 uint32_t xp_plist_type();
 
-// Reads a text. A null text gives an empty dictionary in the style (0 when it is negative or above 8). A
-// negative style detects the kind of text: JSON reads as style 1; of other kinds none is read. Null when
-// nothing could be read: on a fault anywhere, or a second root.
+// Reads a text into a new list. A style of 0 to 8 chooses the reader, any above the XML reader. A negative
+// style detects the kind of text (xp/plist/detect.h), binary property lists among them, which are read by
+// their whole length; a zero byte ends every other text. JSON and what has no text form of its own take a
+// style by what was read: JSON 1 when detected, else the style that was asked for; binary and XML property
+// lists and dictionary files 0, XML-RPC and SOAP 6, item lists 7. A null text gives an empty dictionary in
+// the style (0 when there is no such style).
+//
+// Null when nothing could be read: on a fault anywhere, or a second root. `fault`, which may be null, then
+// tells where and why ("out of memory" when it was exhausted); with a list its reason is null.
 xp_obj *xp_plist_new(const char *text);
 xp_obj *xp_plist_parse(const char *text, int64_t length, int32_t style);
+xp_obj *xp_plist_read(const char *text, int64_t length, int32_t style, xp_plist_fault *fault);
 
 // Wraps an existing tree (retained; null for make: none), style 1. A property list is returned retained by
 // coerce.
@@ -41,7 +61,7 @@ xp_obj *xp_plist_get(xp_obj *p, const char *path);
 int32_t xp_plist_set(xp_obj *p, const char *path, xp_obj *value);
 
 // Style 0 to 8: 0, else -1. The current style. Whether keys with null values are written (at first they are
-// not). Styles 1, 2 and 8 exist for writing; a list of another style is written as style 1.
+// not).
 int32_t xp_plist_setstyle(xp_obj *p, int32_t style);
 int32_t xp_plist_getstyle(xp_obj *p);
 void xp_plist_setnulls(xp_obj *p, int32_t on);

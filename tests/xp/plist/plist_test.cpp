@@ -6,6 +6,8 @@
 #include "xp/object/number.h"
 #include "xp/object/ref.h"
 #include "xp/plist/detect.h"
+#include "xp/plist/value.h"
+#include "xp/service/data.h"
 #include "xp/string/string.h"
 
 #include <gtest/gtest.h>
@@ -178,6 +180,79 @@ TEST_F(plist, set) {
   EXPECT_EQ(at(empty, ""), R"({"a":{"b":7}})");
   EXPECT_EQ(at(empty, "/A/B"), "7") << "dictionaries made on the way ignore case";
   EXPECT_EQ(xp_plist_set(seven.get(), "/a", seven.get()), -1);
+}
+
+// What each getter makes of each kind of node.
+TEST_F(plist, typed_getters) {
+  const xp::ref list = parsed(R"({"t":true,"i":-7,"r":2.5,"s":"text","n":"12.5","y":"Yes","b":"Zm8=",
+                                  "z":null,"a":[1],"d":{}})");
+  xp_plist_set(list.get(), "/x", xp::ref::adopt(xp_data_new("fo", 2)).get());
+  const auto shown = [&](const char *path) {
+    const auto object = [](xp_obj *obj) {
+      const xp::ref owned = xp::ref::adopt(obj);
+      if (xp_type(obj) != xp_code("data")) return text_of(owned);
+      return std::string(static_cast<const char *>(xp_data_getptr(obj)),
+                         static_cast<size_t>(xp_data_length(obj)));
+    };
+    char text[8];
+    const int64_t length = xp_plist_gettext(list.get(), path, text, sizeof text);
+    EXPECT_EQ(xp_plist_gettext(list.get(), path, nullptr, 0), length);
+    const char *string = xp_plist_getstring(list.get(), path);
+    return std::to_string(xp_plist_getvalue(list.get(), path)) + " " +
+           std::to_string(xp_plist_getnumber(list.get(), path)).substr(0, 4) + " " +
+           std::to_string(xp_plist_getboolean(list.get(), path)) + " " + (string != nullptr ? string : "-") +
+           " " + object(xp_plist_getxpstr(list.get(), path)) + " " +
+           std::string(text, static_cast<size_t>(length)) + " " + object(xp_plist_getdata(list.get(), path)) +
+           " " + std::to_string(xp_plist_gettag(list.get(), path));
+  };
+  const struct {
+    const char *path, *value;
+  } cases[] = {
+      {"/t", "1 1.00 1 - \"true\" true - 1"},
+      {"/i", "-7 -7.0 1 - \"-7\" -7 - 4294967289"},
+      {"/r", "2 2.50 1 - \"2.5\" 2.5 - 2"},
+      {"/s", "0 0.00 0 text \"text\" text \xb5\xec\x6d 1954047348"},
+      {"/n", "12 12.5 1 12.5 \"12.5\" 12.5 - 892219953"},
+      {"/y", "0 0.00 1 Yes \"Yes\" Yes a\xeb 7562585"},
+      {"/b", "0 0.00 0 Zm8= \"Zm8=\" Zm8= fo 1027108186"},
+      {"/x", "0 0.00 0 - -  fo 0"},
+      {"/z", "0 0.00 0 - -  - 0"},
+      {"/a", "0 0.00 0 - -  - 0"},
+      {"/d", "0 0.00 0 - -  - 0"},
+      {"/none", "0 0.00 0 - -  - 0"},
+  };
+  for (const auto &one : cases)
+    EXPECT_EQ(shown(one.path), one.value) << one.path;
+  EXPECT_EQ(xp_plist_getboolean(nullptr, "/t"), 0);
+}
+
+TEST_F(plist, typed_setters) {
+  const xp::ref list = xp::ref::adopt(xp_plist_new(nullptr));
+  const auto set = [&](int32_t result) { return std::to_string(result) + " " + at(list, "/a/b"); };
+  EXPECT_EQ(set(xp_plist_setboolean(list.get(), "/a/b", 5)), "0 true");
+  EXPECT_EQ(set(xp_plist_setnumber(list.get(), "/a/b", -9007199254740991)), "0 -9007199254740991");
+  EXPECT_EQ(set(xp_plist_setnumber(list.get(), "/a/b", 9007199254740992)), "0 9007199254740992.0");
+  EXPECT_EQ(set(xp_plist_setnumber(list.get(), "/a/b", -0.0)), "0 -0.0");
+  EXPECT_EQ(set(xp_plist_setstring(list.get(), "/a/b", "text", 2)), "0 \"te\"");
+  EXPECT_EQ(set(xp_plist_setdata(list.get(), "/a/b", "fo", 2)), "0 \"Zm8=\"");
+  EXPECT_EQ(set(xp_plist_setdata(list.get(), "/a/b", "fo", -1)), "-1 \"Zm8=\"");
+  for (uint32_t tag : {0U, xp_code("ab"), xp_code("a-_d")}) {
+    EXPECT_EQ(xp_plist_settag(list.get(), "/a/b", tag), 0);
+    EXPECT_EQ(xp_plist_gettag(list.get(), "/a/b"), tag);
+  }
+  EXPECT_EQ(xp_plist_setboolean(list.get(), "b", 1), -1);
+  const struct {
+    const char *said, *stored;
+  } cases[] = {
+      {"TRUE", "true"},       {"false", "false"},   {"null", "-"},
+      {"-0.5e3", "-500.0"},   {"0", "0"},           {"007", "\"007\""},
+      {"1.2.3", "\"1.2.3\""}, {"1.", "\"1.\""},     {"-", "\"-\""},
+      {"", "\"\""},           {"[1,{}]", "[1,{}]"}, {"[1", "\"[1\""},
+      {"truer", "\"truer\""}, {" 1", "\" 1\""},     {"{\"a\":1}", "{\"a\":1}"},
+  };
+  for (const auto &one : cases)
+    EXPECT_EQ(set(xp_plist_seteval(list.get(), "/a/b", one.said, -1)), std::string("0 ") + one.stored)
+        << one.said;
 }
 
 TEST_F(plist, wrapping_and_styles) {
