@@ -5,19 +5,6 @@
 #include <algorithm>
 #include <iterator>
 
-// The analyser does not follow argument lists that are members.
-// NOLINTBEGIN(clang-analyzer-valist.Uninitialized)
-
-xpf_arguments::xpf_arguments(const char *format, va_list arguments) : format_(format) {
-  va_copy(first_, arguments);
-  va_copy(next_, arguments);
-}
-
-xpf_arguments::~xpf_arguments() {
-  va_end(first_);
-  va_end(next_);
-}
-
 const xpf_arguments::value *xpf_arguments::next(type kind) {
   static constexpr value none{};
   int index = at_;
@@ -33,25 +20,9 @@ const xpf_arguments::value *xpf_arguments::next(type kind) {
   return index < count_ ? &entry : &none;
 }
 
-int64_t xpf_arguments::take_integer(bool wide) {
-  if (mode_ != mode::sequence) {
-    int64_t integer = next(wide ? type::wide : type::integer)->integer;
-    return wide ? integer : static_cast<int32_t>(integer);
-  }
-  ++at_;
-  return wide ? va_arg(next_, int64_t) : va_arg(next_, int);
-}
-
-double xpf_arguments::take_real() {
-  if (mode_ != mode::sequence) return next(type::real)->real;
-  ++at_;
-  return va_arg(next_, double);
-}
-
-const void *xpf_arguments::take_pointer() {
-  if (mode_ != mode::sequence) return next(type::pointer)->pointer;
-  ++at_;
-  return va_arg(next_, const void *);
+int64_t xpf_arguments::next_integer(bool wide) {
+  int64_t integer = next(wide ? type::wide : type::integer)->integer;
+  return wide ? integer : static_cast<int32_t>(integer);
 }
 
 void xpf_arguments::load() {
@@ -67,13 +38,12 @@ void xpf_arguments::load() {
   }
 }
 
-// NOLINTEND(clang-analyzer-valist.Uninitialized)
-
 void xpf_arguments::select(int number) {
   if (number < 1) return;
   if (mode_ == mode::sequence) {
     mode_ = mode::recording;
     at_ = 0;
+    count_ = 0;
     std::fill(std::begin(table_), std::end(table_), value{});
     xpf_scan(format_, *this);
     load();

@@ -37,6 +37,7 @@ private:
   };
 
   const value *next(type kind);
+  int64_t next_integer(bool wide);
   void load();
 
   // More arguments than any literal format of ours numbers; the ones behind are never read.
@@ -46,9 +47,32 @@ private:
   va_list first_;
   va_list next_;
   mode mode_ = mode::sequence;
-  int at_ = 0;               // index of the next argument, while recording or in the table
-  int count_ = 0;            // arguments in the table
-  value table_[table_size];  // not set before it is needed
+  int at_;                   // index of the next argument, while recording or in the table
+  int count_;                // arguments in the table
+  value table_[table_size];  // like the two before not set until it is needed
 };
+
+inline xpf_arguments::xpf_arguments(const char *format, va_list arguments) : format_(format) {
+  va_copy(first_, arguments);
+  va_copy(next_, arguments);
+}
+
+inline xpf_arguments::~xpf_arguments() {
+  va_end(first_);
+  va_end(next_);
+}
+
+inline int64_t xpf_arguments::take_integer(bool wide) {
+  if (mode_ != mode::sequence) return next_integer(wide);
+  return wide ? va_arg(next_, int64_t) : va_arg(next_, int);
+}
+
+inline double xpf_arguments::take_real() {
+  return mode_ == mode::sequence ? va_arg(next_, double) : next(type::real)->real;
+}
+
+inline const void *xpf_arguments::take_pointer() {
+  return mode_ == mode::sequence ? va_arg(next_, const void *) : next(type::pointer)->pointer;
+}
 
 #endif

@@ -5,26 +5,26 @@
 
 #include <algorithm>
 
-namespace {
-
-// Writes two hexadecimal digits.
-void put_pair(char *to, unsigned char byte, bool upper) {
-  const char *digits = upper ? "0123456789ABCDEF" : "0123456789abcdef";
-  to[0] = digits[byte >> 4];
-  to[1] = digits[byte & 15];
+void xpf_hexify(char *to, const unsigned char *bytes, int64_t length, const char *digits) {
+  for (const unsigned char *end = bytes + length; bytes != end; ++bytes) {
+    *to++ = digits[*bytes >> 4];
+    *to++ = digits[*bytes & 15];
+  }
 }
 
-}  // namespace
-
-void xpf_dump(xpf_sink &out, const xpf_directive &directive, const void *bytes, int64_t length) {
+void xpfs_hexify(xpf_sink &out, const xpf_directive &directive, const void *bytes, int64_t length) {
   const auto *source = static_cast<const unsigned char *>(bytes);
-  bool upper = directive.form == 'H';
-  xpf_padded(out, directive, [&](xpf_sink &to) {
-    for (int64_t i = 0; source != nullptr && i < length && !to.stopped(); ++i) {
-      char group[3] = {' '};
-      put_pair(group + 1, source[i], upper);
-      bool separated = i > 0 && directive.has(XPF_SPACE);
-      xpf_escape(to, directive.flags, separated ? group : group + 1, separated ? 3 : 2);
+  const char *digits = directive.form == 'H' ? xpf_upper_digits : xpf_lower_digits;
+  // With spaces a piece is one byte behind its space, else as many bytes as the block has room for.
+  const bool spaced = directive.has(XPF_SPACE);
+  const int64_t piece = spaced ? 1 : 64;
+  xpf_padded(out, directive, [=](xpf_sink &to) {
+    for (int64_t i = 0; source != nullptr && i < length && !to.stopped(); i += piece) {
+      char block[1 + 2 * 64] = {' '};
+      const int64_t count = std::min(piece, length - i);
+      const bool space = spaced && i > 0;
+      xpf_hexify(block + 1, source + i, count, digits);
+      xpf_str(to, directive.flags, space ? block : block + 1, 2 * count + (space ? 1 : 0));
     }
   });
 }
@@ -37,7 +37,7 @@ void xpf_base64(xpf_sink &out, const xpf_directive &directive, const void *bytes
     for (int64_t i = 0; source != nullptr && i < length && !to.stopped(); i += group) {
       char text[group / 3 * 4];
       int64_t written = xp_b64_encode(source + i, std::min(group, length - i), alphabet, text, sizeof text);
-      xpf_escape(to, directive.flags, text, written);
+      xpf_str(to, directive.flags, text, written);
     }
   });
 }
@@ -48,8 +48,8 @@ void xpf_uuid(xpf_sink &out, const xpf_directive &directive, const void *bytes) 
   const auto *source = static_cast<const unsigned char *>(bytes);
   for (int i = 0; source != nullptr && i < 16; ++i) {
     if (i == 4 || i == 6 || i == 8 || i == 10) *at++ = '-';
-    put_pair(at, source[i], false);
+    xpf_hexify(at, source + i, 1, xpf_lower_digits);
     at += 2;
   }
-  xpf_text(out, directive, text, at - text);
+  xpfs_str(out, directive, text, at - text);
 }

@@ -239,7 +239,7 @@ xpf_value xpf_take(const xpf_directive &directive, xpf_arguments &arguments) {
     case xpf_kind::utc_time:
       value.number = arguments.take_integer(wide);
       // An unsigned int comes out of the arguments with its upper half filled by the sign.
-      if (!wide && strchr("uoxX", directive.conversion) != nullptr) value.number &= UINT32_MAX;
+      if (!wide && directive.takes_unsigned()) value.number &= UINT32_MAX;
       break;
     case xpf_kind::character:
     case xpf_kind::code: value.number = arguments.take_integer(false); break;

@@ -8,13 +8,6 @@
 
 #include <stdint.h>
 
-// What a directive prints; which members hold something is decided by its kind.
-struct xpf_value {
-  int64_t number = 0;  // an integer, a time, a code, or the length of what the pointer points to
-  double real = 0;
-  const void *pointer = nullptr;
-};
-
 // Reads the directive behind a "%" and returns what follows it. At the end of the format the conversion is 0.
 const char *xpf_parse(const char *at, xpf_arguments &arguments, xpf_directive &directive);
 

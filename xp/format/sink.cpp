@@ -4,16 +4,19 @@
 
 #include <algorithm>
 
-xpf_sink::xpf_sink(char *buffer, int64_t size) : begin_(buffer), at_(buffer), end_(buffer + size - 1) {}
-
 xpf_sink::xpf_sink(xp_writer writer, void *context)
     : begin_(chunk_), at_(chunk_), end_(chunk_ + sizeof chunk_), writer_(writer), context_(context) {}
+
+void xpf_sink::stop() {
+  stopped_ = true;
+  end_ = at_;
+}
 
 void xpf_sink::pass(const char *bytes, int64_t length) {
   int64_t result = writer_(context_, bytes, length);
   if (result < 0) {
     error_ = result;
-    stopped_ = true;
+    stop();
   }
   passed_ += length;
 }
@@ -26,11 +29,9 @@ void xpf_sink::flush() {
 }
 
 void xpf_sink::overflow_buffer(const char *bytes, int64_t length, bool indivisible) {
-  stopped_ = true;
-  if (indivisible) return;
-  int64_t fits = xps_cut(bytes, length, end_ - at_);
-  if (fits > 0) memcpy(at_, bytes, static_cast<size_t>(fits));
-  at_ += fits;
+  int64_t fits = indivisible ? 0 : xps_cut(bytes, length, end_ - at_);
+  if (fits > 0) put(bytes, fits);
+  stop();
 }
 
 void xpf_sink::overflow(const char *bytes, int64_t length, bool indivisible) {
@@ -45,14 +46,14 @@ void xpf_sink::overflow(const char *bytes, int64_t length, bool indivisible) {
     if (length > end_ - at_) {
       pass(bytes, length);
     } else {
-      text(bytes, length);
+      put(bytes, length);
     }
   }
 }
 
-void xpf_sink::fill(char byte, int64_t count) {
+void xpf_sink::overflow_fill(char byte, int64_t count) {
   if (begin_ == nullptr) {
-    passed_ += std::max<int64_t>(count, 0);
+    passed_ += count;
     return;
   }
   char block[64];
@@ -61,11 +62,7 @@ void xpf_sink::fill(char byte, int64_t count) {
     text(block, std::min<int64_t>(left, 64));
 }
 
-int64_t xpf_sink::finish() {
-  if (writer_ != nullptr) {
-    if (!stopped_) flush();
-    return error_ < 0 ? error_ : total();
-  }
-  if (begin_ != nullptr) *at_ = 0;
-  return total();
+int64_t xpf_sink::finish_writing() {
+  if (!stopped_) flush();
+  return error_ < 0 ? error_ : total();
 }

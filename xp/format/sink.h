@@ -3,6 +3,9 @@
 //
 // A buffer takes whole characters and whole escapes only. What does not fit stops the sink: nothing more is
 // taken, so that a short buffer holds a prefix of the text.
+//
+// Invariant: at_..end_ is what can be written without asking; a sink that counts or that has stopped has
+// none.
 
 #ifndef XP_FORMAT_SINK_H
 #define XP_FORMAT_SINK_H
@@ -11,6 +14,29 @@
 
 #include <stdint.h>
 #include <string.h>
+
+// Copies a text of at least one byte. Short ones, the most by far, do without a call.
+inline void xpf_copy(char *to, const char *from, size_t length) {
+  if (length > 16) {
+    memcpy(to, from, length);
+  } else if (length >= 8) {
+    char head[8], tail[8];
+    memcpy(head, from, 8);
+    memcpy(tail, from + length - 8, 8);
+    memcpy(to, head, 8);
+    memcpy(to + length - 8, tail, 8);
+  } else if (length >= 4) {
+    char head[4], tail[4];
+    memcpy(head, from, 4);
+    memcpy(tail, from + length - 4, 4);
+    memcpy(to, head, 4);
+    memcpy(to + length - 4, tail, 4);
+  } else {
+    to[0] = from[0];
+    if (length > 1) to[1] = from[1];
+    if (length > 2) to[2] = from[2];
+  }
+}
 
 class xpf_sink {
 public:
@@ -23,25 +49,37 @@ public:
   // Takes a text, in a buffer the whole characters of it that fit. A length below 1 is nothing.
   void text(const char *bytes, int64_t length) {
     if (length <= 0) return;
-    if (length <= end_ - at_ && !stopped_) {
-      memcpy(at_, bytes, static_cast<size_t>(length));
-      at_ += length;
+    if (length <= end_ - at_) {
+      put(bytes, length);
     } else {
       overflow(bytes, length, false);
     }
   }
 
-  // Takes all of the bytes, or none and stops.
+  // Takes all of the bytes, at least one, or none and stops.
   void whole(const char *bytes, int64_t length) {
     if (length <= end_ - at_) {
-      text(bytes, length);
+      put(bytes, length);
     } else {
       overflow(bytes, length, true);
     }
   }
 
   // Takes `count` times the same byte; a count below 1 is nothing.
-  void fill(char byte, int64_t count);
+  void fill(char byte, int64_t count) {
+    if (count <= 0) return;
+    if (count <= end_ - at_) {
+      memset(at_, byte, static_cast<size_t>(count));
+      at_ += count;
+    } else {
+      overflow_fill(byte, count);
+    }
+  }
+
+  // Where at least `length` bytes, more than 0, can be written directly; null when there is no such room at
+  // the moment. What has been written up to `end` counts with `advance`.
+  char *reserve(int64_t length) { return length <= end_ - at_ ? at_ : nullptr; }
+  void advance(char *end) { at_ = end; }
 
   // True when the rest of the text need not be made: the buffer is full or the writer failed.
   bool stopped() const { return stopped_; }
@@ -50,13 +88,24 @@ public:
   int64_t total() const { return passed_ + (at_ - begin_); }
 
   // Ends the text. The bytes taken, or the first negative result of the writer.
-  int64_t finish();
+  int64_t finish() {
+    if (writer_ != nullptr) return finish_writing();
+    if (begin_ != nullptr) *at_ = 0;
+    return total();
+  }
 
 private:
+  void put(const char *bytes, int64_t length) {
+    xpf_copy(at_, bytes, static_cast<size_t>(length));
+    at_ += length;
+  }
   void overflow(const char *bytes, int64_t length, bool indivisible);
   void overflow_buffer(const char *bytes, int64_t length, bool indivisible);
+  void overflow_fill(char byte, int64_t count);
+  void stop();
   void pass(const char *bytes, int64_t length);
   void flush();
+  int64_t finish_writing();
 
   char *begin_ = nullptr;  // the buffer, or chunk_
   char *at_ = nullptr;
@@ -68,5 +117,8 @@ private:
   bool stopped_ = false;
   char chunk_[512];  // collects small pieces for the writer; not initialised
 };
+
+inline xpf_sink::xpf_sink(char *buffer, int64_t size)
+    : begin_(buffer), at_(buffer), end_(buffer + size - 1) {}
 
 #endif
