@@ -6,6 +6,7 @@
 #include "xp/plist/json_tree.h"
 #include "xp/plist/plist.h"
 #include "xp/plist/plist_impl.h"
+#include "xp/plist/reader.h"
 
 #include <string.h>
 
@@ -43,10 +44,11 @@ int32_t style_of(xp_plist_kind kind) {
 }
 
 // A zero byte ends every form but the binary one.
-xp_obj *read_tree(std::string_view bytes, xp_plist_kind kind, xp_plist_fault &fault) {
+xp_obj *read_tree(std::string_view bytes, xp_plist_kind kind, int32_t &style, xp_plist_fault &fault) {
   const std::string_view text = bytes.substr(0, bytes.find('\0'));
   switch (kind) {
     case xp_plist_kind::json: return xp_plist_jsontree(text.data(), std::ssize(text));
+    case xp_plist_kind::xml: return xp::read_xml(text, style, fault);
     default: break;
   }
   fault.reason = "a form of text that has no reader";
@@ -65,7 +67,7 @@ xp_obj *read(std::string_view bytes, int32_t style, xp_plist_fault &fault) {
   const xp_plist_kind kind = style < 0 ? xp_plist_detect(bytes) : kind_of(style);
   if (style < 0) style = style_of(kind);
   fault = no_fault;
-  xp::ref root = xp::ref::adopt(read_tree(bytes, kind, fault));
+  xp::ref root = xp::ref::adopt(read_tree(bytes, kind, style, fault));
   if (!root && fault.reason == nullptr) fault.reason = "no value";
   return root ? wrap(std::move(root), style, fault) : nullptr;
 }
