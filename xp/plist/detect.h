@@ -10,7 +10,7 @@
 enum class xp_plist_kind : uint8_t {
   binary,  // begins with "bplist"
   json,
-  sections,   // [section] and name: value lines
+  sections,   // [section] and name=value lines, a colon somewhere
   arguments,  // name=value&name=value
   css,        // selector { name: value; }
   xml,        // everything else

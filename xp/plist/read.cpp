@@ -48,6 +48,9 @@ xp_obj *read_tree(std::string_view bytes, xp_plist_kind kind, int32_t &style, xp
   const std::string_view text = bytes.substr(0, bytes.find('\0'));
   switch (kind) {
     case xp_plist_kind::json: return xp_plist_jsontree(text.data(), std::ssize(text));
+    case xp_plist_kind::sections: return xp::read_sections(text, fault);
+    case xp_plist_kind::arguments: return xp::read_arguments(text, fault);
+    case xp_plist_kind::css: return xp::read_css(text, fault);
     case xp_plist_kind::xml: return xp::read_xml(text, style, fault);
     default: break;
   }

@@ -2,6 +2,7 @@
 
 #include "xp/format/engine.h"
 #include "xp/plist/byte_scan.h"
+#include "xp/plist/text_form.h"
 #include "xp/string/text.h"
 
 #include <algorithm>
@@ -23,13 +24,10 @@ std::string_view between(const char *from, const char *to) {
 
 // --- Quotes ---
 
-constexpr bool is_space(char byte) {
-  return byte == ' ' || (byte >= '\t' && byte <= '\r');
-}
-
 bool needs_quotes(std::string_view text, std::string_view special) {
-  return !text.empty() && (is_space(text.front()) || is_space(text.back()) ||
-                           text.find_first_of(special) != std::string_view::npos);
+  return !text.empty() &&
+         (xp::is_text_space(text.front()) || xp::is_text_space(text.back()) ||
+          text.starts_with(xp::byte_order_mark) || text.find_first_of(special) != std::string_view::npos);
 }
 
 // --- XML ---

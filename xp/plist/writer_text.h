@@ -17,7 +17,8 @@ void write_literal(text_sink &out, std::string_view text);
 // Percent-encoded, through the format engine's "+" directive.
 void write_percent(text_sink &out, std::string_view text);
 
-// In quotes when it holds a byte of the style's `special` or begins or ends with white space.
+// In quotes when it holds a byte of the style's `special`, begins or ends with white space, or begins with a
+// byte order mark.
 void write_quotes(text_sink &out, const xp_plist_style &style, std::string_view text);
 
 // Characters of XML: in the style's CDATA block when one of them is & < >; with entities for these and the
