@@ -51,6 +51,7 @@ xp_obj *read_tree(std::string_view bytes, xp_plist_kind kind, int32_t &style, xp
     case xp_plist_kind::sections: return xp::read_sections(text, fault);
     case xp_plist_kind::arguments: return xp::read_arguments(text, fault);
     case xp_plist_kind::css: return xp::read_css(text, fault);
+    case xp_plist_kind::binary: return xp::read_binary(bytes, fault);
     case xp_plist_kind::xml: return xp::read_xml(text, style, fault);
     default: break;
   }
