@@ -3,14 +3,11 @@
 #include "xp/string/text.h"
 
 #include "xp/format/format.h"
-#include "xp/format/sink.h"
+#include "xp/format/into_buffer.h"
+#include "xp/format/text_reader.h"
 #include "xp/string/utf8.h"
 
 namespace {
-
-bool is_space(char c) {
-  return c == ' ' || (c >= '\t' && c <= '\r');
-}
 
 // Walks over a text that ends at its length or, when that is below 0, at its zero byte.
 struct reader {
@@ -26,11 +23,7 @@ struct reader {
 
 int64_t xp_fmt_text(char *buffer, int64_t size, const char *text, int64_t length) {
   int64_t bytes = xp_str_txtlen(text, length);
-  if (buffer == nullptr) return bytes;
-  if (size < 1) return 0;
-  xpf_sink out(buffer, size);
-  out.text(text, bytes);
-  return out.finish();
+  return xpf_into_buffer(buffer, size, [&](xpf_sink &out) { out.text(text, bytes); });
 }
 
 int64_t xp_fmt_appendtext(char *buffer, int64_t size, int64_t position, const char *text, int64_t length) {
@@ -50,12 +43,12 @@ int64_t xp_fmt_validstring(const char *text) {
 
 int64_t xp_fmt_getquad(const char *text, int64_t length) {
   reader in{text, length};
-  while (is_space(in.peek()))
+  while (xpf_is_space(in.peek()))
     ++in.at;
   bool negative = in.peek() == '-';
   if (negative || in.peek() == '+') ++in.at;
   int64_t value = 0;
-  for (; in.peek() >= '0' && in.peek() <= '9'; ++in.at) {
+  for (; xpf_is_digit(in.peek()); ++in.at) {
     int64_t digit = in.peek() - '0';
     if (negative) digit = -digit;
     if (__builtin_mul_overflow(value, 10, &value) || __builtin_add_overflow(value, digit, &value)) {

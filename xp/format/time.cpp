@@ -1,21 +1,23 @@
 // Times by patterns: "#" and a letter, as the C library's strftime has them, with the words and forms of the
-// C locale and independent of any locale set. Dates are Gregorian for ever in both directions.
+// locale values in use. Dates are Gregorian for ever in both directions.
 
 #include "xp/service/time.h"
 
 #include "xp/format/engine.h"
 #include "xp/object/memory.h"
 #include "xp/service/calendar.h"
-#include "xp/service/intl.h"
+#include "xp/service/locale.h"
 
 #include <charconv>
 #include <string_view>
 
 namespace {
 
-// A broken-down time and the time itself.
+// A broken-down time, the time itself and the words to tell it in: one set of them for a whole pattern, even
+// when somebody chooses another meanwhile.
 struct moment : xp_time_parts {
   int64_t seconds;
+  const xp_intl_values &words;
 };
 
 // --- Weeks ---
@@ -85,11 +87,22 @@ constexpr alias_row aliases[] = {
     {'r', "#I:#M:#S #p"},
     {'v', "#e-#b-#Y"},
     {'+', "#a, #d #b #Y #H:#M:#S #z"},
-    {'c', xp::intl::date_and_time_form},
-    {'x', xp::intl::date_form},
-    {'X', xp::intl::time_form},
-    {'Q', xp::intl::short_time_form},
+    {'c', "#a #b #e #H:#M:#S #Y"},
 };
+
+// The pattern that a code stands for; empty when it stands for itself.
+std::string_view alias_of(char code, const xp_intl_values &words) {
+  switch (code) {
+    case 'x': return words.date_form;
+    case 'X': return words.time_form;
+    case 'Q': return words.short_time_form;
+    default: break;
+  }
+  for (const alias_row &row : aliases) {
+    if (row.code == code) return row.pattern;
+  }
+  return {};
+}
 
 void add_offset(collector &out, int32_t offset) {
   out.add(offset < 0 ? "-" : "+");
@@ -102,20 +115,22 @@ int twelve(int hour) {
   return hour % 12 == 0 ? 12 : hour % 12;
 }
 
-void add_name(collector &out, char code, const xp_time_parts &m) {
+void add_name(collector &out, char code, const moment &m) {
+  const auto weekday = static_cast<size_t>(m.weekday);
+  const auto month = static_cast<size_t>(m.month - 1);
   switch (code) {
-    case 'a': out.add(xp::intl::day_names[m.weekday].substr(0, xp::intl::short_name)); break;
-    case 'A': out.add(xp::intl::day_names[m.weekday]); break;
+    case 'a': out.add(m.words.short_day_names[weekday]); break;
+    case 'A': out.add(m.words.day_names[weekday]); break;
     case 'b':
-    case 'h': out.add(xp::intl::month_names[m.month - 1].substr(0, xp::intl::short_name)); break;
-    case 'B': out.add(xp::intl::month_names[m.month - 1]); break;
-    case 'p': out.add(m.hour < 12 ? xp::intl::am : xp::intl::pm); break;
+    case 'h': out.add(m.words.short_month_names[month]); break;
+    case 'B': out.add(m.words.month_names[month]); break;
+    case 'p': out.add(m.hour < 12 ? m.words.am : m.words.pm); break;
     case 'z': add_offset(out, m.offset); break;
     case 'Z': out.add("?"); break;
     case 'n': out.add("\n"); break;
     case 't': out.add("\t"); break;
-    case '/': out.add(xp::intl::date_separator); break;
-    case ':': out.add(xp::intl::time_separator); break;
+    case '/': out.add(m.words.date_separator); break;
+    case ':': out.add(m.words.time_separator); break;
     // "#" is itself, and so is what nobody knows.
     default: out.add({&code, 1});
   }
@@ -148,7 +163,9 @@ void add_code(collector &out, char code, const moment &m) {
   }
 }
 
-void add_pattern(collector &out, std::string_view pattern, const moment &m) {
+// Codes that stand for patterns do so in the format alone: a form of somebody's locale values that named
+// itself would never end.
+void add_pattern(collector &out, std::string_view pattern, const moment &m, bool is_alias = false) {
   for (size_t at = 0; at < pattern.size(); ++at) {
     if (pattern[at] != '#') {
       out.add(pattern.substr(at, 1));
@@ -157,14 +174,11 @@ void add_pattern(collector &out, std::string_view pattern, const moment &m) {
     ++at;
     if (at < pattern.size() && (pattern[at] == 'E' || pattern[at] == 'O')) ++at;
     if (at >= pattern.size()) return;
-    std::string_view alias;
-    for (const alias_row &row : aliases) {
-      if (row.code == pattern[at]) alias = row.pattern;
-    }
+    const std::string_view alias = is_alias ? std::string_view() : alias_of(pattern[at], m.words);
     if (alias.empty()) {
       add_code(out, pattern[at], m);
     } else {
-      add_pattern(out, alias, m);  // aliases hold no aliases
+      add_pattern(out, alias, m, true);
     }
   }
 }
@@ -180,14 +194,13 @@ std::string_view pick_pattern(const xpf_directive &directive) {
 }  // namespace
 
 void xpf_time(xpf_sink &out, const xpf_directive &directive, int64_t seconds) {
-  moment m{};
-  m.seconds = seconds == 0 ? xp_time_now() : seconds;
+  moment m{{}, seconds == 0 ? xp_time_now() : seconds, xp_intl_current()};
   xpf_directive text = directive;
   text.flags &= ~XPF_PLUS;  // it has chosen the form and is no escape here
   if (directive.kind == xpf_kind::utc_time) {
     xp_time_utc(m.seconds, &m);
   } else if (xp_time_local(m.seconds, &m) != 0) {
-    xpf_text(out, text, nullptr, 0);
+    xpfs_str(out, text, nullptr, 0);
     return;
   }
   std::string_view pattern = pick_pattern(directive);
@@ -195,13 +208,13 @@ void xpf_time(xpf_sink &out, const xpf_directive &directive, int64_t seconds) {
   collector first{stack, sizeof stack};
   add_pattern(first, pattern, m);
   if (first.used <= sizeof stack) {
-    xpf_text(out, text, stack, static_cast<int64_t>(first.used));
+    xpfs_str(out, text, stack, static_cast<int64_t>(first.used));
     return;
   }
   auto *heap = static_cast<char *>(xp_alloc(first.used));
   if (heap == nullptr) return;
   collector second{heap, first.used};
   add_pattern(second, pattern, m);
-  xpf_text(out, text, heap, static_cast<int64_t>(second.used));
+  xpfs_str(out, text, heap, static_cast<int64_t>(second.used));
   xp_free(heap);
 }

@@ -1,7 +1,7 @@
 // The locale values that texts of numbers and times need: separators, signs, words and forms. They are the C
 // locale's, whatever locale the process has set, until somebody chooses others: texts of this system are read
-// by programs, and the page has its own words for people. A program that prints for people chooses
-// others once at its start.
+// by programs, and the page has its own words for people. A program that prints for people chooses others
+// once at its start: setlocale(LC_ALL, "") and xp_intl_use(xp_intl_process()).
 //
 // Only what asks for the locale is touched by the choice: the grouping flags of the format engine, the signs
 // of its infinities, and its times. Everything else, numbers in JSON and property lists above all, stays as
@@ -26,7 +26,7 @@ struct xp_intl_grouping {
   std::array<uint8_t, 8> sizes{};        // digits per group, from the right
   uint8_t count = 0;                     // of the sizes; 0: nothing is grouped
   bool repeats = true;                   // the last size serves all further digits, else these are one group
-  std::string_view decimal_point = ".";  // of a number whose digits are grouped
+  std::string_view decimal_point = ".";  // of a number printed with a grouping flag
 
   // Whether numbers show any separator at all.
   constexpr bool groups() const { return count > 0 && !separator.empty(); }
@@ -71,6 +71,13 @@ inline constexpr xp_intl_values xp_intl_c;
 
 // The values in use. The reference stays good, though others may have been chosen since.
 const xp_intl_values &xp_intl_current();
+
+// Those of the locale that the process (its thread, if that has one of its own) had set at the first call of
+// this function, for ever. What the locale says in no UTF-8 or at no reasonable length, and a form that needs
+// what the engine's patterns lack, is the C locale's. The time separator and the short time are taken out of
+// the time, the date separator out of the date, where these have one. Flags of forms ("%-d") are dropped, a
+// zone's name is its offset.
+const xp_intl_values &xp_intl_process();
 
 // Chooses the values for the whole process. They must stay as they are for as long as it runs.
 void xp_intl_use(const xp_intl_values &values);

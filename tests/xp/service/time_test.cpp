@@ -1,21 +1,17 @@
 #include "xp/service/time.h"
 
 #include "tests/support/leak_check.h"
+#include "tests/support/time_zone.h"
 #include "xp/object/number.h"
 #include "xp/object/record.h"
 #include "xp/object/ref.h"
 #include "xp/object/type.h"
 #include "xp/service/date.h"
-#include "xp/service/intl.h"
 #include "xp/string/string.h"
 
-#include <langinfo.h>
-#include <locale.h>
-#include <stdlib.h>
 #include <string.h>
 #include <time.h>
 
-#include <algorithm>
 #include <limits>
 #include <random>
 #include <string>
@@ -24,29 +20,11 @@ namespace {
 
 using xp::ref;
 
-// Local time is that of a zone of the test's choice.
 class time_test : public leak_check {
 protected:
-  void SetUp() override {
-    leak_check::SetUp();
-    const char *zone = getenv("TZ");
-    had_zone_ = zone != nullptr;
-    if (had_zone_) zone_ = zone;
-  }
-  void TearDown() override {
-    had_zone_ ? setenv("TZ", zone_.c_str(), 1) : unsetenv("TZ");
-    tzset();
-    leak_check::TearDown();
-  }
-
-private:
-  bool had_zone_ = false;
-  std::string zone_;
+  time_zone zone_;
 };
 using date_test = time_test;
-
-// An hour ahead of UTC, two from the last Sunday of March to the last of October, changing at 01:00 UTC.
-constexpr char middle_zone[] = "MID-1MIDS,M3.5.0,M10.5.0/3";
 
 std::string text_of(xp_obj *date) {
   char buffer[64];
@@ -54,7 +32,7 @@ std::string text_of(xp_obj *date) {
 }
 
 TEST_F(time_test, parts_as_the_c_library_has_them_and_back) {
-  setenv("TZ", middle_zone, 1);
+  zone_.set(middle_zone);
   constexpr unsigned seed = 20261121;
   std::mt19937_64 random(seed);
   for (int i = 0; i < 20000; ++i) {
@@ -81,7 +59,7 @@ TEST_F(time_test, parts_as_the_c_library_has_them_and_back) {
 }
 
 TEST_F(time_test, changes_of_the_clock) {
-  setenv("TZ", middle_zone, 1);
+  zone_.set(middle_zone);
   struct {
     xp_time_parts shown;
     int64_t seconds;
@@ -100,7 +78,7 @@ TEST_F(time_test, changes_of_the_clock) {
   }
   EXPECT_EQ(xp_time_offset(1774745999), 3600);
   EXPECT_EQ(xp_time_offset(1774746000), 7200);
-  setenv("TZ", "WEST+3:30", 1);
+  zone_.set("WEST+3:30");
   EXPECT_EQ(xp_time_offset(0), -12600);
 }
 
@@ -155,32 +133,6 @@ TEST_F(time_test, clocks_and_ticks) {
   EXPECT_LE(deadline, xp_tick_now() + 20 * XP_TICKS_PER_MS);
   for (int64_t limit : {int64_t{-1}, INT64_MAX, INT64_MAX / 1000})
     EXPECT_EQ(xp_tick_after(limit), INT64_MAX);
-}
-
-TEST_F(time_test, words_and_forms_are_those_of_the_c_locale) {
-  locale_t c = newlocale(LC_ALL_MASK, "C", nullptr);
-  auto value = [c](nl_item item) { return std::string(nl_langinfo_l(item, c)); };
-  for (int i = 0; i < 12; ++i) {
-    const std::string_view name = xp::intl::month_names[i];
-    EXPECT_EQ(name, value(MON_1 + i));
-    EXPECT_EQ(name.substr(0, xp::intl::short_name), value(ABMON_1 + i));
-    if (i >= 7) continue;
-    EXPECT_EQ(xp::intl::day_names[i], value(DAY_1 + i));
-    EXPECT_EQ(xp::intl::day_names[i].substr(0, xp::intl::short_name), value(ABDAY_1 + i));
-  }
-  EXPECT_EQ(xp::intl::am, value(AM_STR));
-  EXPECT_EQ(xp::intl::pm, value(PM_STR));
-  struct {
-    std::string_view form;
-    nl_item item;
-  } const forms[] = {
-      {xp::intl::date_form, D_FMT}, {xp::intl::date_and_time_form, D_T_FMT}, {xp::intl::time_form, T_FMT}};
-  for (auto [form, item] : forms) {
-    std::string pattern(form);
-    std::replace(pattern.begin(), pattern.end(), '#', '%');
-    EXPECT_EQ(pattern, value(item));
-  }
-  freelocale(c);
 }
 
 TEST_F(date_test, texts_that_tell_a_time) {
@@ -278,7 +230,7 @@ TEST_F(date_test, text_is_the_utc_time_and_reads_back) {
 }
 
 TEST_F(date_test, milliseconds_order_and_local_times) {
-  setenv("TZ", middle_zone, 1);
+  zone_.set(middle_zone);
   ref late = ref::adopt(xp_date_msnew(-1));
   ref early = ref::adopt(xp_date_msnew(-1000));
   EXPECT_EQ(xp_value(late.get()), -1);
