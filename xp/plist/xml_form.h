@@ -59,6 +59,9 @@ public:
   const char *opens(std::string_view name, const xp_xml_attributes &attributes) override;
   const char *closes() override;
 
+  // The same for a name of at most 8 bytes, as a big-endian number; 0 for a longer one.
+  const char *opens(uint64_t name);
+
 private:
   const char *open_plist();
   const char *open_leaf(uint64_t word);

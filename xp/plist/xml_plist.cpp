@@ -52,8 +52,11 @@ const char *xml_plist_form::open_leaf(uint64_t leaf) {
 }
 
 const char *xml_plist_form::opens(std::string_view name, const xp_xml_attributes & /*attributes*/) {
+  return opens(word(name));
+}
+
+const char *xml_plist_form::opens(uint64_t element) {
   if (leaf_ != 0) return "an element inside a value";
-  const uint64_t element = word(name);
   switch (element) {
     case word("plist"): return open_plist();
     case word("dict"): return tree_.open_dict();

@@ -18,7 +18,6 @@ namespace xp {
 
 namespace {
 
-constexpr std::string_view blanks = " \t\r\n";
 constexpr uint64_t lowest_magnitude = uint64_t{1} << 63U;  // that of the smallest integer
 
 int64_t size_of(std::string_view text) {
@@ -26,9 +25,11 @@ int64_t size_of(std::string_view text) {
 }
 
 std::string_view trimmed(std::string_view text) {
-  const size_t first = text.find_first_not_of(blanks);
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(blanks) - first + 1);
+  while (!text.empty() && is_blank(text.front()))
+    text.remove_prefix(1);
+  while (!text.empty() && is_blank(text.back()))
+    text.remove_suffix(1);
+  return text;
 }
 
 // An object that is there unless memory was exhausted.
@@ -75,10 +76,6 @@ bool read_real(std::string_view text, double &value) {
 }
 
 }  // namespace
-
-bool is_blank(std::string_view text) {
-  return text.find_first_not_of(blanks) == std::string_view::npos;
-}
 
 xml_value xml_string(std::string_view text) {
   return made(xp_str_make(text.data(), size_of(text)));

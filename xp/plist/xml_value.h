@@ -11,7 +11,16 @@
 
 namespace xp {
 
-bool is_blank(std::string_view text);
+inline bool is_blank(char byte) {
+  return byte == ' ' || byte == '\n' || byte == '\t' || byte == '\r';
+}
+
+inline bool is_blank(std::string_view text) {
+  for (const char byte : text) {
+    if (!is_blank(byte)) return false;
+  }
+  return true;
+}
 
 xml_value xml_string(std::string_view text);
 xml_value xml_integer(std::string_view text);

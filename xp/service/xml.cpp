@@ -11,6 +11,8 @@
 
 namespace {
 
+using namespace std::string_view_literals;
+
 constexpr const char *out_of_memory = "out of memory";
 constexpr const char *not_predefined = "a reference to an entity that XML does not predefine";
 
@@ -135,17 +137,18 @@ private:
 
   const char *open_element(const char *name, const char **pairs) {
     if (++depth_ > XP_XML_DEEPEST) return "elements nested too deep";
-    if (strlen(name) > XP_XML_LONGEST_NAME) return "an element's name that is too long";
+    const std::string_view element = name;
+    if (element.size() > XP_XML_LONGEST_NAME) return "an element's name that is too long";
     const xp_xml_attributes attributes = {.pairs = pairs,
                                           .count = XML_GetSpecifiedAttributeCount(parser_) / 2};
     if (attributes.count > 0) {
       const char *reason = check(attributes);
       if (reason != nullptr) return reason;
     }
-    return handler_.opens(context_, name, &attributes);
+    return handler_.opens(context_, element, &attributes);
   }
 
-  const char *check(const xp_xml_attributes &attributes) {
+  [[nodiscard]] const char *check(const xp_xml_attributes &attributes) {
     if (attributes.count > XP_XML_MOST_ATTRIBUTES) return "too many attributes";
     for (int64_t i = 0; i < attributes.count; ++i) {
       if (strlen(attributes.pairs[2 * i]) > XP_XML_LONGEST_NAME)
@@ -158,8 +161,8 @@ private:
   raw_text markup() const {
     const auto at = static_cast<size_t>(XML_GetCurrentByteIndex(parser_));
     const auto size = static_cast<size_t>(XML_GetCurrentByteCount(parser_));
-    const bool big = text_.starts_with("\xFE\xFF") || text_.starts_with(std::string_view("\0<", 2));
-    const bool little = text_.starts_with("\xFF\xFE") || text_.starts_with(std::string_view("<\0", 2));
+    const bool big = text_.starts_with("\xFE\xFF") || text_.starts_with("\0<"sv);
+    const bool little = text_.starts_with("\xFF\xFE") || text_.starts_with("<\0"sv);
     const std::string_view bytes = text_.substr(std::min(at, text_.size()), size);
     return {bytes.data(), bytes.size(), big || little ? size_t{2} : size_t{1}, big ? size_t{1} : size_t{0}};
   }
@@ -171,18 +174,18 @@ private:
     if (reason != nullptr) me.stop(reason);
   }
 
-  static void closes(void *self, const char *name) {
+  static void closes(void *self, const char * /*name*/) {
     auto &me = *static_cast<reader *>(self);
     if (me.stopped()) return;
     --me.depth_;
-    const char *reason = me.handler_.closes(me.context_, name);
+    const char *reason = me.handler_.closes(me.context_);
     if (reason != nullptr) me.stop(reason);
   }
 
   static void text(void *self, const char *bytes, int length) {
     auto &me = *static_cast<reader *>(self);
     if (me.stopped()) return;
-    const char *reason = me.handler_.text(me.context_, bytes, length);
+    const char *reason = me.handler_.text(me.context_, {bytes, static_cast<size_t>(length)});
     if (reason != nullptr) me.stop(reason);
   }
 

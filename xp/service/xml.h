@@ -14,6 +14,8 @@
 
 #include <stdint.h>
 
+#include <string_view>
+
 // Limits; one past any of them is a fault.
 enum : int64_t {
   XP_XML_DEEPEST = 2048,             // elements open at a time
@@ -34,12 +36,13 @@ struct xp_xml_attributes {
   int64_t count;             // of attributes
 };
 
-// What is called with each event; all three must be there. Null goes on; otherwise the result is the reason,
-// a literal, for which reading stops there. A text may come in several pieces, none of them empty.
+// What is called with each event; all three must be there. Names and texts are borrowed for the time of the
+// call; a text may come in several pieces, none of them empty. Null goes on; otherwise the result is the
+// reason, a literal, for which reading stops there.
 struct xp_xml_handler {
-  const char *(*opens)(void *context, const char *name, const xp_xml_attributes *attributes);
-  const char *(*closes)(void *context, const char *name);
-  const char *(*text)(void *context, const char *bytes, int64_t length);
+  const char *(*opens)(void *context, std::string_view name, const xp_xml_attributes *attributes);
+  const char *(*closes)(void *context);  // the innermost open element
+  const char *(*text)(void *context, std::string_view piece);
 };
 
 // Reads a whole text. 0; or -1 when it is not well-formed, passes a limit, a handler stopped it, or memory is
