@@ -23,17 +23,17 @@ std::map<int, std::string> open_descriptors() {
   return found;
 }
 
-void warm_up_shared_objects() {
+}  // namespace
+
+void leak_check::warm_up() {
   for (int64_t i = 0; i < 10; ++i)
     xp_release(xp_number_new(i));
   for (int64_t i = 0; i < 2; ++i)
     xp_release(xp_boolean_new(i));
 }
 
-}  // namespace
-
 void leak_check::SetUp() {
-  warm_up_shared_objects();
+  warm_up();
   forgive();
 }
 

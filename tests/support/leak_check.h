@@ -12,6 +12,10 @@
 #include <string>
 
 class leak_check : public testing::Test {
+public:
+  // Makes the objects that live for ever.
+  static void warm_up();
+
 protected:
   void SetUp() override;
   void TearDown() override;
