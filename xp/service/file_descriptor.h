@@ -1,5 +1,5 @@
 // Descriptors: owned until the end of the block, read and written at an offset without being interrupted.
-// Internal to this folder.
+// Part of no object: for code that opens files itself, here and in the layers above.
 
 #ifndef XP_SERVICE_FILE_DESCRIPTOR_H
 #define XP_SERVICE_FILE_DESCRIPTOR_H
