@@ -1,23 +1,25 @@
-// Chains of a million containers of one kind, released on a thread whose stack holds a few hundred calls.
+// Chains of a million containers of one kind and of all kinds, released on a thread whose stack holds a few
+// hundred calls.
 
 #include "tests/support/leak_check.h"
+#include "tests/support/objects.h"
 #include "xp/array/array.h"
 #include "xp/array/list.h"
 #include "xp/array/tuple.h"
 #include "xp/dict/dict.h"
-#include "xp/object/number.h"
-#include "xp/object/ref.h"
 #include "xp/plist/plist.h"
 #include "xp/service/bag.h"
 #include "xp/string/kinds.h"
 
 #include <pthread.h>
 
+#include <iterator>
+
 namespace {
 
 using xp::ref;
 
-class deep_release : public leak_check {};
+using deep_release = leak_check;
 
 // A new container that holds `inner` alone.
 using wrapper = xp_obj *(*)(xp_obj *inner);
@@ -53,15 +55,15 @@ void *release_all(void *chain) {
   return nullptr;
 }
 
-TEST_F(deep_release, a_million_levels_of_each_kind) {
+TEST_F(deep_release, a_million_levels_of_each_kind_and_of_all_of_them) {
   pthread_attr_t small_stack;
   ASSERT_EQ(pthread_attr_init(&small_stack), 0);
   ASSERT_EQ(pthread_attr_setstacksize(&small_stack, size_t{256} * 1024), 0);
-  for (wrapper wrap : kinds) {
-    ref innermost = ref::adopt(xp_number_new(4711));
+  for (size_t kind = 0; kind <= std::size(kinds); ++kind) {
+    ref innermost = num(4711);
     ref chain = innermost;
-    for (int i = 0; i < 1000000; ++i)
-      chain = ref::adopt(wrap(chain.get()));
+    for (size_t i = 0; i < 1000000; ++i)
+      chain = ref::adopt(kinds[kind < std::size(kinds) ? kind : i % std::size(kinds)](chain.get()));
     ASSERT_EQ(xp_refs(innermost.get()), 2);
     pthread_t thread;
     ASSERT_EQ(pthread_create(&thread, &small_stack, release_all, chain.leak()), 0);
