@@ -1,14 +1,13 @@
 #include "xp/array/list.h"
 
 #include "tests/support/leak_check.h"
+#include "tests/support/objects.h"
+#include "tests/support/threads.h"
 #include "xp/object/number.h"
-#include "xp/object/ref.h"
+#include "xp/object/object.h"
 #include "xp/service/traversal.h"
 
-#include <stdint.h>
-
 #include <atomic>
-#include <thread>
 #include <vector>
 
 namespace {
@@ -19,95 +18,81 @@ using values = std::vector<int64_t>;
 class list : public leak_check {
 protected:
   static ref make(uint32_t flags = 0) { return ref::adopt(xp_list_new(flags)); }
-
   static int64_t take(xp_obj *value) { return xp_value(ref::adopt(value).get()); }
-
-  static values content(const ref &l, bool forward = true) {
+  static values content(const ref &l) {
     values found;
     ref walk = ref::adopt(xp_trav_make(l.get()));
-    while (xp_obj *value = forward ? xp_trav_next(walk.get()) : xp_trav_prev(walk.get()))
+    while (xp_obj *value = xp_trav_next(walk.get()))
       found.push_back(take(value));
     return found;
   }
 };
 
 TEST_F(list, nulls_and_wrong_types_are_harmless) {
-  ref number = ref::adopt(xp_number_new(77));
-  for (xp_obj *l : {static_cast<xp_obj *>(nullptr), number.get()}) {
-    EXPECT_EQ(xp_list_append(l, number.get()) + xp_list_insert(l, number.get()), 0);
-    EXPECT_EQ(xp_list_remove(l, number.get()) + xp_list_length(l), 0);
-    EXPECT_EQ(xp_list_next(l, nullptr), nullptr);
-    EXPECT_EQ(xp_list_prev(l, number.get()), nullptr);
-    EXPECT_EQ(xp_list_head(l), nullptr);
-    EXPECT_EQ(xp_list_tail(l), nullptr);
-    EXPECT_EQ(xp_list_shift(l), nullptr);
-    EXPECT_EQ(xp_list_travnew(l), nullptr);
-    xp_list_drain(l);
-    ref other = make();
-    EXPECT_EQ(xp_list_join(l, other.get()) & xp_list_merge(other.get(), l), -1);
-    EXPECT_EQ(xp_list_delete(l, nullptr) + xp_list_movetofront(l, nullptr) + xp_list_movetoback(l, nullptr),
-              0);
-    EXPECT_EQ(xp_list_includes(l, nullptr) + xp_list_present(l, nullptr), 0);
-    EXPECT_EQ(xp_list_find(l, nullptr), xp_list_scan(l, nullptr, nullptr));
-    EXPECT_EQ(xp_list_copy(l), nullptr);
-    EXPECT_EQ(xp_list_empty(l), 1);
-    EXPECT_EQ(xp_list_enum(l, nullptr, nullptr), 0);
-    xp_list_reverse(l);
-  }
+  ref number = num(77);
   ref l = make();
-  EXPECT_EQ(xp_list_remove(l.get(), nullptr), 0);
-  EXPECT_EQ(xp_list_shift(l.get()), nullptr);
+  for (xp_obj *bad : {static_cast<xp_obj *>(nullptr), number.get()}) {
+    expect(
+        {xp_list_append(bad, number.get()), xp_list_insert(bad, number.get()),
+         xp_list_remove(bad, number.get()), xp_list_length(bad), xp_list_delete(bad, nullptr),
+         xp_list_movetofront(bad, nullptr), xp_list_movetoback(bad, nullptr), xp_list_includes(bad, nullptr),
+         xp_list_present(bad, nullptr), xp_list_enum(bad, nullptr, nullptr), xp_list_empty(bad)},
+        "0 0 0 0 0 0 0 0 0 0 1");
+    expect({xp_list_next(bad, nullptr), xp_list_prev(bad, number.get()), xp_list_head(bad), xp_list_tail(bad),
+            xp_list_shift(bad), xp_list_travnew(bad), xp_list_find(bad, nullptr),
+            xp_list_scan(bad, nullptr, nullptr), xp_list_copy(bad)},
+           "null null null null null null null null null");
+    expect({xp_list_join(bad, l.get()), xp_list_merge(l.get(), bad)}, "-1 -1");
+    xp_list_drain(bad);
+    xp_list_reverse(bad);
+  }
+  expect({xp_list_remove(l.get(), nullptr), xp_list_shift(l.get())}, "0 null");
 }
 
 TEST_F(list, walks_pass_over_null_values) {
   ref l = make();
-  ref value = ref::adopt(xp_number_new(50));
-  EXPECT_EQ(xp_list_append(l.get(), nullptr), 1);
-  EXPECT_EQ(xp_list_append(l.get(), value.get()), 2);
-  EXPECT_EQ(xp_list_append(l.get(), nullptr), 3);
+  ref value = num(50);
+  expect({xp_list_append(l.get(), nullptr), xp_list_append(l.get(), value.get()),
+          xp_list_append(l.get(), nullptr)},
+         "1 2 3");
   EXPECT_EQ(content(l), (values{50}));
-  EXPECT_EQ(take(xp_list_head(l.get())), 50);
-  EXPECT_EQ(xp_list_next(l.get(), value.get()), nullptr);
-  EXPECT_EQ(take(xp_list_shift(l.get())), 50);
-  EXPECT_EQ(xp_list_shift(l.get()), nullptr);
-  EXPECT_EQ(xp_list_length(l.get()), 2);
+  EXPECT_EQ(xp_instanceof(l.get(), xp_trav_type()), 1);
+  expect({xp_list_head(l.get()), xp_list_next(l.get(), value.get()), xp_list_shift(l.get()),
+          xp_list_shift(l.get()), xp_list_length(l.get())},
+         "50 null 50 null 2");
 }
 
 TEST_F(list, adopted_and_raw_values_are_stored_as_they_are) {
   ref adopting = make(XP_LIST_ADOPT | XP_LIST_WEAK);
   xp_list_append(adopting.get(), xp_number_new(50));
   xp_list_append(adopting.get(), xp_number_new(60));
-  ref value = ref::adopt(xp_list_head(adopting.get()));
-  EXPECT_EQ(xp_refs(value.get()), 2) << "adopting lists are never weak";
+  EXPECT_EQ(xp_refs(ref::adopt(xp_list_head(adopting.get())).get()), 2) << "adopting lists are never weak";
   EXPECT_EQ(content(ref::adopt(xp_duplicate(adopting.get(), XP_DUP_SHALLOW))), (values{50, 60}));
 
-  ref raw = make(XP_LIST_RAW | XP_LIST_WEAK | XP_LIST_RECYCLE);
+  ref plain = make(XP_LIST_RAW | XP_LIST_WEAK | XP_LIST_RECYCLE);
   for (uintptr_t i = 1; i <= 3; ++i)
-    xp_list_append(raw.get(), reinterpret_cast<xp_obj *>(i));
-  EXPECT_EQ(xp_list_remove(raw.get(), reinterpret_cast<xp_obj *>(uintptr_t{2})), 1);
-  EXPECT_EQ(xp_list_shift(raw.get()), reinterpret_cast<xp_obj *>(uintptr_t{1}));
-  ref copy = ref::adopt(xp_duplicate(raw.get(), 0));
-  EXPECT_EQ(xp_list_tail(copy.get()), reinterpret_cast<xp_obj *>(uintptr_t{3}));
+    xp_list_append(plain.get(), raw(i));
+  EXPECT_EQ(xp_list_remove(plain.get(), raw(2)), 1);
+  EXPECT_EQ(xp_list_shift(plain.get()), raw(1));
+  ref copy = ref::adopt(xp_duplicate(plain.get(), 0));
+  EXPECT_EQ(xp_list_tail(copy.get()), raw(3));
 }
 
 TEST_F(list, weak_members_go_when_a_walk_meets_them) {
   ref l = make(XP_LIST_WEAK);
   std::vector<ref> held;
   for (int64_t i = 0; i < 6; ++i) {
-    held.push_back(ref::adopt(xp_number_new(100 + i)));
+    held.push_back(num(100 + i));
     xp_list_append(l.get(), held.back().get());
   }
   held[0] = held[2] = held[5] = nullptr;
-  EXPECT_EQ(xp_list_length(l.get()), 6) << "no walk has met them";
-  EXPECT_EQ(take(xp_list_head(l.get())), 101);
-  EXPECT_EQ(xp_list_length(l.get()), 5);
-  EXPECT_EQ(xp_list_remove(l.get(), held[3].get()), 1);
-  EXPECT_EQ(xp_list_length(l.get()), 3);
-  EXPECT_EQ(take(xp_list_tail(l.get())), 104);
-  EXPECT_EQ(xp_list_length(l.get()), 2);
+  // The length counts whom no walk has met yet.
+  expect({xp_list_length(l.get()), xp_list_head(l.get()), xp_list_length(l.get()),
+          xp_list_remove(l.get(), held[3].get()), xp_list_length(l.get()), xp_list_tail(l.get()),
+          xp_list_length(l.get())},
+         "6 101 5 1 3 104 2");
   held[1] = nullptr;
-  EXPECT_EQ(take(xp_list_shift(l.get())), 104);
-  EXPECT_EQ(xp_list_length(l.get()), 0);
+  expect({xp_list_shift(l.get()), xp_list_length(l.get())}, "104 0");
 }
 
 TEST_F(list, a_traversal_survives_what_happens_to_its_list) {
@@ -115,7 +100,7 @@ TEST_F(list, a_traversal_survives_what_happens_to_its_list) {
     std::vector<ref> held;
     ref l = make(flags);
     for (int64_t i = 0; i < 5; ++i) {
-      held.push_back(ref::adopt(xp_number_new(100 + i)));
+      held.push_back(num(100 + i));
       xp_list_append(l.get(), held.back().get());
     }
     ref walk = ref::adopt(xp_list_travnew(l.get()));
@@ -148,7 +133,7 @@ TEST_F(list, a_walk_goes_on_when_its_callback_takes_members_out) {
   for (const plan &p : plans) {
     ref l = make();
     for (int64_t i = 100; i < 104; ++i)
-      xp_list_append(l.get(), ref::adopt(xp_number_new(i)).get());
+      xp_list_append(l.get(), num(i).get());
     struct state {
       const plan *p;
       values met;
@@ -157,7 +142,7 @@ TEST_F(list, a_walk_goes_on_when_its_callback_takes_members_out) {
       auto *s = static_cast<state *>(context);
       s->met.push_back(xp_value(value));
       for (int64_t drop : s->met.back() == 101 ? s->p->drops : values{})
-        EXPECT_EQ(xp_list_delete(from, ref::adopt(xp_number_new(drop)).get()), 1);
+        EXPECT_EQ(xp_list_delete(from, num(drop).get()), 1);
       return s->met.back() == 103 ? 1 : 0;
     };
     EXPECT_EQ(xp_list_enum(l.get(), visit, &at), p.meets.back() == 103 ? -1 : 0);
@@ -168,24 +153,18 @@ TEST_F(list, a_walk_goes_on_when_its_callback_takes_members_out) {
 TEST_F(list, a_locked_one_serves_four_threads) {
   ref l = make(XP_LIST_LOCKED | XP_LIST_RECYCLE);
   std::atomic<int64_t> taken = 0;
-  auto work = [&](int64_t number) {
+  run_on_threads(4, [&](int number) {
     for (int64_t i = 0; i < 1000; ++i) {
-      ref own = ref::adopt(xp_number_new(1000 * (number + 1)));
-      ref other = ref::adopt(xp_number_new(1));
+      ref own = num(1000 * (number + 1));
       EXPECT_GT(xp_list_append(l.get(), own.get()), 0);
-      EXPECT_GT(xp_list_insert(l.get(), other.get()), 0);
+      EXPECT_GT(xp_list_insert(l.get(), num(1).get()), 0);
       ref behind = ref::adopt(xp_list_next(l.get(), own.get()));
       EXPECT_GE(xp_list_length(l.get()), 1);
       taken += xp_list_remove(l.get(), own.get());
       taken += take(xp_list_shift(l.get())) != 0;
       if (i % 100 == 0) content(l);
     }
-  };
-  std::vector<std::thread> threads;
-  for (int64_t i = 0; i < 4; ++i)
-    threads.emplace_back(work, i);
-  for (std::thread &thread : threads)
-    thread.join();
+  });
   EXPECT_EQ(xp_list_length(l.get()), 8000 - taken);
 }
 

@@ -9,11 +9,8 @@
 #include "xp/object/ref.h"
 #include "xp/service/traversal.h"
 
-#include <stdint.h>
-
 #include <algorithm>
 #include <random>
-#include <string>
 #include <vector>
 
 namespace {

@@ -1,16 +1,12 @@
 #include "xp/array/sort.h"
 
 #include "tests/support/leak_check.h"
-#include "xp/object/number.h"
-#include "xp/object/ref.h"
-#include "xp/string/string.h"
-
-#include <stdint.h>
+#include "tests/support/objects.h"
+#include "xp/object/object.h"
 
 #include <algorithm>
 #include <cmath>
 #include <random>
-#include <string>
 #include <vector>
 
 namespace {
@@ -18,11 +14,8 @@ namespace {
 using items = std::vector<xp_obj *>;
 constexpr uint32_t seed = 20240131;
 
-class sort : public leak_check {};
+using sort = leak_check;
 
-xp_obj *raw(uint64_t value) {
-  return reinterpret_cast<xp_obj *>(value);
-}
 uint64_t value_of(xp_obj *item) {
   return reinterpret_cast<uintptr_t>(item);
 }
@@ -65,7 +58,7 @@ TEST_F(sort, ties_are_broken_by_address_whatever_the_input_order) {
   std::vector<xp::ref> owned;
   items values;
   for (const char *text : {"abc", "ABC", "aBc", "abd", "ABD"}) {
-    owned.push_back(xp::ref::adopt(xp_str_new(text)));
+    owned.push_back(str(text));
     values.push_back(owned.back().get());
   }
   items wanted = values;
@@ -80,30 +73,27 @@ TEST_F(sort, ties_are_broken_by_address_whatever_the_input_order) {
 }
 
 struct hostile_order {
+  int64_t (*compare)(hostile_order &, uint64_t, uint64_t);
   std::mt19937 random{seed};
   uint64_t calls = 0;
+
+  static int64_t ask(void *context, xp_obj *a, xp_obj *b, void *) {
+    auto &self = *static_cast<hostile_order *>(context);
+    ++self.calls;
+    return self.compare(self, value_of(a), value_of(b));
+  }
 };
 
-using hostile_compare = int64_t (*)(void *, xp_obj *, xp_obj *, void *);
+using hostile_compare = int64_t (*)(hostile_order &, uint64_t, uint64_t);
 const hostile_compare hostile_compares[] = {
-    [](void *context, xp_obj *, xp_obj *, void *) -> int64_t {
-      return ++static_cast<hostile_order *>(context)->calls, 1;
+    [](hostile_order &, uint64_t, uint64_t) -> int64_t { return 1; },
+    [](hostile_order &, uint64_t, uint64_t) -> int64_t { return -1; },
+    [](hostile_order &, uint64_t a, uint64_t b) -> int64_t { return a <= b ? -1 : 1; },
+    [](hostile_order &order, uint64_t, uint64_t) -> int64_t {
+      return static_cast<int64_t>(order.random() % 3) - 1;
     },
-    [](void *context, xp_obj *, xp_obj *, void *) -> int64_t {
-      return ++static_cast<hostile_order *>(context)->calls, -1;
-    },
-    [](void *context, xp_obj *a, xp_obj *b, void *) -> int64_t {
-      ++static_cast<hostile_order *>(context)->calls;
-      return value_of(a) <= value_of(b) ? -1 : 1;
-    },
-    [](void *context, xp_obj *, xp_obj *, void *) -> int64_t {
-      auto *order = static_cast<hostile_order *>(context);
-      ++order->calls;
-      return static_cast<int64_t>(order->random() % 3) - 1;
-    },
-    [](void *context, xp_obj *a, xp_obj *b, void *) -> int64_t {
-      ++static_cast<hostile_order *>(context)->calls;
-      return (value_of(a) + 1) % 3 == value_of(b) % 3 ? -1 : 1;  // rock, paper, scissors
+    [](hostile_order &, uint64_t a, uint64_t b) -> int64_t {
+      return (a + 1) % 3 == b % 3 ? -1 : 1;  // rock, paper, scissors
     },
 };
 
@@ -111,13 +101,13 @@ TEST_F(sort, a_hostile_comparison_neither_loses_items_nor_runs_long) {
   for (size_t which = 0; which < std::size(hostile_compares); ++which) {
     for (size_t count : {2u, 8u, 9u, 100u, 129u, 5000u}) {
       SCOPED_TRACE("comparison " + std::to_string(which) + ", " + std::to_string(count) + " items");
-      hostile_order order;
+      hostile_order order{.compare = hostile_compares[which]};
       // Exactly as large as it has to be, so that the address sanitizer sees a step outside.
       items values(count);
       for (size_t i = 0; i < count; ++i)
         values[i] = raw(i / 2 + 1);
       items before = values;
-      xp_sort(&order, static_cast<int64_t>(count), values.data(), hostile_compares[which], nullptr);
+      xp_sort(&order, static_cast<int64_t>(count), values.data(), hostile_order::ask, nullptr);
       std::sort(values.begin(), values.end());
       EXPECT_EQ(values, before) << "the same items in some order";
       double levels = std::log2(static_cast<double>(count)) + 1;
@@ -190,8 +180,8 @@ TEST_F(sort, searching_finds_exactly_what_is_there) {
     EXPECT_EQ(search(32 * count), -1 - static_cast<int64_t>(count));
   }
   EXPECT_EQ(xp_search(nullptr, 3, nullptr, raw(16), by_sixteens, nullptr), -1);
-  xp::ref number = xp::ref::adopt(xp_number_new(70));
-  xp::ref equal = xp::ref::adopt(xp_number_new(70));
+  xp::ref number = num(70);
+  xp::ref equal = num(70);
   items one = {number.get()};
   EXPECT_EQ(xp_search(nullptr, 1, one.data(), equal.get(), nullptr, nullptr), 0);
 }

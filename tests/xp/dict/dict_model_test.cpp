@@ -13,7 +13,6 @@
 #include <map>
 #include <random>
 #include <set>
-#include <string>
 #include <utility>
 #include <vector>
 
@@ -106,11 +105,7 @@ protected:
     for (const auto &[key, entry] : model) {
       if (entry.value != 0 || !has(XP_DICT_SKIPNULLS)) wanted.emplace_back(entry.spelling, entry.value);
     }
-    std::sort(wanted.begin(), wanted.end(), [](const auto &a, const auto &b) {
-      return std::lexicographical_compare(
-          a.first.begin(), a.first.end(), b.first.begin(), b.first.end(),
-          [](char x, char y) { return static_cast<unsigned char>(x) < static_cast<unsigned char>(y); });
-    });
+    std::sort(wanted.begin(), wanted.end());
     return wanted;
   }
 
