@@ -3,84 +3,73 @@
 #include "xp/string/edit.h"
 
 #include "tests/support/leak_check.h"
-#include "xp/object/ref.h"
+#include "tests/support/objects.h"
 #include "xp/service/traversal.h"
 #include "xp/string/parts.h"
 #include "xp/string/scan.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <random>
-#include <string>
-#include <string_view>
 #include <vector>
 
 namespace {
 
 using namespace std::string_view_literals;
 
-class string_edit : public leak_check {};
+using string_edit = leak_check;
 
-xp::ref make(std::string_view text) {
-  return xp::ref::adopt(xp_str_make(text.data(), static_cast<int64_t>(text.size())));
-}
-
-// The text of a new reference; "(null)" for none, "(same)" for the string it was made from.
-std::string text_of(xp_obj *obj, const xp::ref &source = {}) {
+// The text of a new reference; "(same)" for the string it was made from.
+std::string text_unless(xp_obj *obj, const xp::ref &source) {
   xp::ref s = xp::ref::adopt(obj);
-  if (!s) return "(null)";
-  if (s.get() == source.get()) return "(same)";
-  return {xp_str_getptr(s.get()), static_cast<size_t>(xp_str_length(s.get()))};
+  return s.get() == source.get() ? "(same)" : text_of(s.get());
 }
 
 TEST_F(string_edit, substr) {
-  xp::ref s = make("abcd");
+  xp::ref s = str("abcd");
   struct {
     int64_t from, count;
     const char *expected;
   } rows[] = {{1, 2, "bc"}, {0, 4, "(same)"}, {0, -1, "(same)"}, {-3, 2, "ab"},         {2, 99, "cd"},
               {3, 1, "d"},  {4, 1, ""},       {9, -1, ""},       {1, INT64_MAX, "bcd"}, {1, 0, ""}};
   for (const auto &r : rows)
-    EXPECT_EQ(text_of(xp_str_substr(s.get(), r.from, r.count), s), r.expected) << r.from << " " << r.count;
+    EXPECT_EQ(text_unless(xp_str_substr(s.get(), r.from, r.count), s), r.expected)
+        << r.from << " " << r.count;
   EXPECT_EQ(xp_str_substr(nullptr, 0, 1), nullptr);
 }
 
 TEST_F(string_edit, extract_takes_one_part_after_the_other) {
-  xp::ref s = make("<A>one</a><a></A><a>rest");
+  xp::ref s = str("<A>one</a><a></A><a>rest");
   int64_t at = 0;
-  EXPECT_EQ(text_of(xp_str_extract(s.get(), "<a>", "</a>", 0, &at)), "one");
-  EXPECT_EQ(at, 10);
-  EXPECT_EQ(text_of(xp_str_extract(s.get(), "<a>", "</a>", 0, &at)), "");
-  EXPECT_EQ(text_of(xp_str_extract(s.get(), "<a>", "</a>", 0, &at)), "(null)");
-  EXPECT_EQ(at, 17) << "a miss moves nothing";
-  EXPECT_EQ(text_of(xp_str_extract(s.get(), "<a>", nullptr, 0, &at)), "rest");
-  EXPECT_EQ(at, 24);
-  EXPECT_EQ(text_of(xp_str_extract(s.get(), "", "", 0, &at)), "");
+  auto next = [&](const char *from, const char *to) {
+    const std::string part = taken(xp_str_extract(s.get(), from, to, 0, &at));
+    return part + "@" + std::to_string(at);
+  };
+  expect({next("<a>", "</a>"), next("<a>", "</a>"), next("<a>", "</a>"), next("<a>", nullptr), next("", "")},
+         "one@10 @17 null@17 rest@24 @24");
   at = 25;
-  EXPECT_EQ(xp_str_extract(s.get(), "", "", 0, &at), nullptr);
-  EXPECT_EQ(text_of(xp_str_extract(s.get(), "<a>", "</A>", XP_FIND_EXACT, nullptr)), "");
-  EXPECT_EQ(text_of(xp_str_extract(s.get(), nullptr, nullptr, 0, nullptr), s), "(same)");
-  EXPECT_EQ(text_of(xp_str_extract(s.get(), nullptr, ">", 0, nullptr)), "<A");
+  expect({next("", "")}, "null@25");
+  expect({xp_str_extract(s.get(), "<a>", "</A>", XP_FIND_EXACT, nullptr),
+          text_unless(xp_str_extract(s.get(), nullptr, nullptr, 0, nullptr), s),
+          xp_str_extract(s.get(), nullptr, ">", 0, nullptr)},
+         " (same) <A");
 }
 
 TEST_F(string_edit, bytes_and_characters) {
-  xp::ref s = make("a\xC3\xA9\xE2\x82\0z\xF0\x9F"sv);
+  xp::ref s = str("a\xC3\xA9\xE2\x82\0z\xF0\x9F"sv);
   struct {
     int64_t at;
     int32_t byte;
     std::string_view glyph;
-  } rows[] = {{-1, -1, "(null)"}, {0, 'a', "a"},         {1, 0xC3, "\xC3\xA9"},
-              {2, 0xA9, "\xA9"},  {3, 0xE2, "\xE2\x82"}, {5, 0, "\0"sv},
-              {6, 'z', "z"},      {7, 0xF0, "\xF0\x9F"}, {9, -1, "(null)"}};
-  for (const auto &r : rows) {
-    EXPECT_EQ(xp_str_charat(s.get(), r.at), r.byte) << r.at;
-    EXPECT_EQ(text_of(xp_str_glyphat(s.get(), r.at)), r.glyph) << r.at;
-  }
+  } rows[] = {{-1, -1, "null"},  {0, 'a', "a"},         {1, 0xC3, "\xC3\xA9"},
+              {2, 0xA9, "\xA9"}, {3, 0xE2, "\xE2\x82"}, {5, 0, "\0"sv},
+              {6, 'z', "z"},     {7, 0xF0, "\xF0\x9F"}, {9, -1, "null"}};
+  for (const auto &[at, byte, glyph] : rows)
+    expect({xp_str_charat(s.get(), at), xp_str_glyphat(s.get(), at)},
+           std::to_string(byte) + " " + std::string(glyph));
 }
 
 TEST_F(string_edit, copies_fit_their_buffers) {
-  xp::ref s = make("ab\xC3\xA9");
+  xp::ref s = str("ab\xC3\xA9");
   EXPECT_EQ(xp_str_get(s.get(), nullptr, 0), 4);
   for (int64_t size = 0; size <= 6; ++size) {
     char whole[8] = "#######", ended[8] = "#######", prefixed[8] = "#######";
@@ -95,7 +84,7 @@ TEST_F(string_edit, copies_fit_their_buffers) {
     EXPECT_EQ(prefixed[behind_one + 1], '#');
   }
   char big[300] = {};
-  EXPECT_EQ(xp_str_pget(make(std::string(256, 'x')).get(), big, sizeof big), 255);
+  EXPECT_EQ(xp_str_pget(str(std::string(256, 'x')).get(), big, sizeof big), 255);
   EXPECT_EQ(big[255], 'x');
   EXPECT_EQ(big[256], 0);
   EXPECT_EQ(xp_str_cget(nullptr, big, 1), 0);
@@ -104,7 +93,7 @@ TEST_F(string_edit, copies_fit_their_buffers) {
 std::vector<std::string> walk(xp_obj *t, xp_obj *(*step)(xp_obj *)) {
   std::vector<std::string> parts;
   for (xp_trav_reset(t); xp_obj *part = step(t);)
-    parts.push_back(text_of(part));
+    parts.push_back(taken(part));
   return parts;
 }
 
@@ -127,7 +116,7 @@ TEST_F(string_edit, walks_the_parts_in_both_directions) {
   for (auto &r : rows) {
     SCOPED_TRACE(r.text);
     xp::ref t = xp::ref::adopt(
-        xp_str_travnew(make(r.text).get(), r.separator.data(), static_cast<int64_t>(r.separator.size())));
+        xp_str_travnew(str(r.text).get(), r.separator.data(), static_cast<int64_t>(r.separator.size())));
     EXPECT_EQ(walk(t.get(), xp_trav_next), r.expected);
     EXPECT_EQ(xp_trav_next(t.get()), nullptr) << "one that has ended stays ended";
     EXPECT_EQ(xp_control(t.get(), XP_CTL_TRAVERSE, XP_TRAV_COUNT, nullptr),
@@ -135,19 +124,16 @@ TEST_F(string_edit, walks_the_parts_in_both_directions) {
     std::reverse(r.expected.begin(), r.expected.end());
     EXPECT_EQ(walk(t.get(), xp_trav_prev), r.expected);
   }
-  xp::ref t = xp::ref::adopt(xp_str_travnew(make("a,b,c").get(), ",", -1));
-  EXPECT_EQ(text_of(xp_trav_next(t.get())), "a");
-  EXPECT_EQ(text_of(xp_trav_next(t.get())), "b");
-  EXPECT_EQ(xp_trav_count(t.get()), 3) << "counting moves nothing";
-  EXPECT_EQ(text_of(xp_trav_prev(t.get())), "a");
-  EXPECT_EQ(text_of(xp_trav_prev(t.get())), "(null)");
+  xp::ref t = xp::ref::adopt(xp_str_travnew(str("a,b,c").get(), ",", -1));
+  expect({xp_trav_next(t.get()), xp_trav_next(t.get()), xp_trav_count(t.get()), xp_trav_prev(t.get()),
+          xp_trav_prev(t.get())},
+         "a b 3 a null");
 }
 
 TEST_F(string_edit, join) {
-  EXPECT_EQ(text_of(xp_str_join("/", "a", "", "b", nullptr)), "a//b");
-  EXPECT_EQ(text_of(xp_str_join(nullptr, "a", "b", nullptr)), "ab");
-  EXPECT_EQ(text_of(xp_str_join("/", "a", nullptr)), "a");
-  EXPECT_EQ(text_of(xp_str_join("/", nullptr)), "");
+  expect({xp_str_join("/", "a", "", "b", nullptr), xp_str_join(nullptr, "a", "b", nullptr),
+          xp_str_join("/", "a", nullptr), xp_str_join("/", nullptr)},
+         "a//b ab a ");
 }
 
 TEST_F(string_edit, replace) {
@@ -160,8 +146,8 @@ TEST_F(string_edit, replace) {
               {"abc", "x", "y", 0, "(same)"},     {"abc", "", "y", 0, "(same)"},
               {"ab", "b", "bb", 7, "abb"},        {"ab", "a", "a", XP_FIND_EXACT, "ab"}};
   for (const auto &r : rows) {
-    xp::ref s = make(r.text);
-    EXPECT_EQ(text_of(xp_str_replace(s.get(), r.from, -1, r.to, -1, r.flags), s), r.expected) << r.text;
+    xp::ref s = str(r.text);
+    EXPECT_EQ(text_unless(xp_str_replace(s.get(), r.from, -1, r.to, -1, r.flags), s), r.expected) << r.text;
   }
   EXPECT_EQ(xp_str_replace(nullptr, "a", 1, "b", 1, 0), nullptr);
 }
@@ -175,14 +161,14 @@ TEST_F(string_edit, replacing_separators_is_joining_the_parts_anew) {
     for (char &c : text)
       c = "ab;:"[random() % 4];
     const std::string separator = random() % 2 == 0 ? ";" : ";:";
-    xp::ref s = make(text);
+    xp::ref s = str(text);
     xp::ref t = xp::ref::adopt(xp_str_travnew(s.get(), separator.data(), -1));
     std::string joined;
     for (const std::string &part : walk(t.get(), xp_trav_next))
       joined += part + "<>";
     joined.resize(joined.size() - 2);
     xp::ref replaced = xp::ref::adopt(xp_str_replace(s.get(), separator.data(), -1, "<>", 2, XP_FIND_EXACT));
-    ASSERT_EQ(text_of(xp_retain(replaced.get())), joined) << "seed " << seed << " round " << round;
+    ASSERT_EQ(text_of(replaced.get()), joined) << "seed " << seed << " round " << round;
   }
 }
 
@@ -195,13 +181,13 @@ TEST_F(string_edit, clean) {
               {"\n\0\n"sv, " \0\n"sv},
               {"a\0\n"sv, "(same)"}};
   for (const auto &r : rows) {
-    xp::ref s = make(r.text);
-    EXPECT_EQ(text_of(xp_str_clean(s.get()), s), r.expected);
+    xp::ref s = str(r.text);
+    EXPECT_EQ(text_unless(xp_str_clean(s.get()), s), r.expected);
   }
 }
 
 TEST_F(string_edit, scan_reads_fields_of_every_kind) {
-  xp::ref s = make("https://host.example:8443 /a b? +17 -5 dEaD 1.5e3 [x] 100%");
+  xp::ref s = str("https://host.example:8443 /a b? +17 -5 dEaD 1.5e3 [x] 100%");
   xp_obj *scheme = nullptr, *host = nullptr, *path = nullptr, *word = nullptr, *other = nullptr;
   uint64_t port = 0, hex = 0;
   int64_t plus = 0, minus = 0, at = 0, percent = 0;
@@ -209,60 +195,37 @@ TEST_F(string_edit, scan_reads_fields_of_every_kind) {
   EXPECT_EQ(xp_str_scan(s.get(), "%[a-z]://%t:%u %t? %d %d %x %f %s%n %*3u%%", &scheme, &host, &port, &path,
                         &plus, &minus, &hex, &real, &word, &at),
             10);
-  EXPECT_EQ(text_of(scheme) + " " + text_of(host) + " " + text_of(path) + " " + text_of(word),
-            "https host.example /a b [x]");
-  EXPECT_EQ(port, 8443u);
-  EXPECT_EQ(plus, 17);
-  EXPECT_EQ(minus, -5);
-  EXPECT_EQ(hex, 0xDEADu);
+  expect({scheme, host, path, word, port, plus, minus, hex, at},
+         "https host.example /a b [x] 8443 17 -5 57005 53");
   EXPECT_EQ(real, 1500);
-  EXPECT_EQ(at, 53);
-  EXPECT_EQ(xp_str_scan(make("1234]x").get(), "%2d%d%[^\\[[:digit:]]", &plus, &percent, &other), 3);
-  EXPECT_EQ(plus * 100 + percent, 1234);
-  EXPECT_EQ(text_of(other), "]x");
-  EXPECT_EQ(xp_str_scan(make("k=").get(), "%t=%t", nullptr, &other), 2);
-  EXPECT_EQ(text_of(other), "");
+  EXPECT_EQ(xp_str_scan(str("1234]x").get(), "%2d%d%[^\\[[:digit:]]", &plus, &percent, &other), 3);
+  expect({plus, percent, other}, "12 34 ]x");
+  EXPECT_EQ(xp_str_scan(str("k=").get(), "%t=%t", nullptr, &other), 2);
+  expect({other}, "");
 }
 
 TEST_F(string_edit, scan_stores_all_or_nothing) {
-  struct {
-    const char *text, *pattern;
-  } misses[] = {{"12x", "%d"},
-                {"x", "%d"},
-                {"", "%d"},
-                {"9223372036854775808", "%d"},
-                {"1;", "%d,"},
-                {"1", "%d,"},
-                {"1", "%q"},
-                {"1", "%"},
-                {"1", "%3"},
-                {"a", "%[a"},
-                {"a", "%[]"},
-                {"-1", "%u"},
-                {"+1", "%x"},
-                {"inf", "%f"},
-                {"+-1", "%d"},
-                {"1 ", "%d"},
-                {"18446744073709551616", "%u"},
-                {"-", "%f"},
-                {" a", "%s"}};
-  for (const auto &r : misses) {
+  auto misses = pairs_of(
+      "12x>%d x>%d >%d 9223372036854775808>%d 1;>%d, 1>%d, 1>%q 1>% 1>%3 a>%[a a>%[] -1>%u "
+      "+1>%x inf>%f +-1>%d 18446744073709551616>%u ->%f");
+  misses.insert(misses.end(), {{"1 ", "%d"}, {" a", "%s"}});
+  for (const auto &[text, pattern] : misses) {
     xp_obj *untouched = nullptr;
-    EXPECT_EQ(xp_str_scan(make(r.text).get(), r.pattern, &untouched), -1) << r.text << " " << r.pattern;
+    EXPECT_EQ(xp_str_scan(str(text).get(), pattern.c_str(), &untouched), -1) << text << " " << pattern;
     EXPECT_EQ(untouched, nullptr);
   }
   // The word is not made, or its leak would show.
   xp_obj *word = nullptr;
-  EXPECT_EQ(xp_str_scan(make("a b c").get(), "%s %s %*d", &word, &word), -1);
+  EXPECT_EQ(xp_str_scan(str("a b c").get(), "%s %s %*d", &word, &word), -1);
   int64_t n[17] = {};
   const std::string sixteen = "%n%n%n%n%n%n%n%n%n%n%n%n%n%n%n%n";
-  EXPECT_EQ(xp_str_scan(make("").get(), sixteen.c_str(), n, n, n, n, n, n, n, n, n, n, n, n, n, n, n, n), 16);
-  EXPECT_EQ(xp_str_scan(make("").get(), (sixteen + "%n").c_str(), n, n, n, n, n, n, n, n, n, n, n, n, n, n, n,
-                        n, n),
-            -1);
+  EXPECT_EQ(xp_str_scan(str("").get(), sixteen.c_str(), n, n, n, n, n, n, n, n, n, n, n, n, n, n, n, n), 16);
+  EXPECT_EQ(
+      xp_str_scan(str("").get(), (sixteen + "%n").c_str(), n, n, n, n, n, n, n, n, n, n, n, n, n, n, n, n, n),
+      -1);
   EXPECT_EQ(xp_str_scan(nullptr, ""), -1);
-  EXPECT_EQ(xp_str_scan(make("").get(), ""), 0);
-  EXPECT_EQ(xp_str_scan(make("9223372036854775807").get(), "%d", n), 1);
+  EXPECT_EQ(xp_str_scan(str("").get(), ""), 0);
+  EXPECT_EQ(xp_str_scan(str("9223372036854775807").get(), "%d", n), 1);
   EXPECT_EQ(n[0], INT64_MAX);
 }
 
