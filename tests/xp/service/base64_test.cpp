@@ -1,19 +1,19 @@
 #include "xp/service/base64.h"
 
 #include "tests/support/leak_check.h"
-#include "xp/object/ref.h"
+#include "tests/support/objects.h"
 #include "xp/service/data.h"
 
 #include <string.h>
 
 #include <random>
-#include <string>
+#include <vector>
 
 namespace {
 
 using xp::ref;
 
-class base64_data_test : public leak_check {};
+using base64_test = leak_check;
 
 std::string base64(const std::string &bytes, uint32_t flags) {
   auto length = static_cast<int64_t>(bytes.size());
@@ -23,38 +23,9 @@ std::string base64(const std::string &bytes, uint32_t flags) {
   return text;
 }
 
-TEST(base64_test, known_texts) {
-  struct {
-    std::string bytes;
-    std::string standard;
-    std::string url;
-  } const cases[] = {
-      {"", "", ""},
-      {"f", "Zg==", "Zg"},
-      {"fo", "Zm8=", "Zm8"},
-      {"foo", "Zm9v", "Zm9v"},
-      {"foob", "Zm9vYg==", "Zm9vYg"},
-      {"\xfb\xff\xfe", "+//+", "-__-"},
-      {std::string("\0\0\xff", 3), "AAD/", "AAD_"},
-  };
-  for (const auto &[bytes, standard, url] : cases) {
-    EXPECT_EQ(base64(bytes, 0), standard);
-    EXPECT_EQ(base64(bytes, XP_B64_URL), url);
-  }
-}
-
-TEST(base64_test, a_short_buffer_takes_whole_groups) {
-  char buffer[16];
-  for (int64_t capacity : {-1, 0, 1, 3, 4, 5, 7, 8, 9}) {
-    memset(buffer, '#', sizeof buffer);
-    int64_t expected = capacity < 4 ? 0 : capacity < 8 ? 4 : 8;
-    EXPECT_EQ(xp_b64_encode("foob", 4, 0, buffer, capacity), expected) << capacity;
-    EXPECT_EQ(buffer[expected], '#');
-  }
-  EXPECT_EQ(xp_b64_encode("foob", 4, XP_B64_URL, buffer, 5), 4);
-  EXPECT_EQ(xp_b64_encode("foob", 4, XP_B64_URL, buffer, 6), 6);
-  EXPECT_EQ(xp_b64_encode(nullptr, 4, 0, buffer, 16), 0);
-  EXPECT_EQ(xp_b64_encode("x", INT64_MAX, 0, nullptr, 0), 0);
+TEST_F(base64_test, known_texts) {
+  for (const auto &[bytes, texts] : pairs_of(">, f>Zg==,Zg fo>Zm8=,Zm8 foo>Zm9v,Zm9v \xfb\xff\xfe>+//+,-__-"))
+    EXPECT_EQ(base64(bytes, 0) + "," + base64(bytes, XP_B64_URL), texts);
 }
 
 // The content, or "!" for what is not base64.
@@ -67,7 +38,7 @@ std::string decoded(const std::string &text, uint32_t flags) {
   return bytes;
 }
 
-TEST(base64_test, strict_decoding_takes_one_text_for_each_content) {
+TEST_F(base64_test, strict_decoding_takes_one_text_for_each_content) {
   for (const char *text :
        {"Z", "Zg", "Zg=", "Zg===", "Zm8", "Zm8==", "Zm9v=", "Zm9v====", "=",
         "====", "Zg==Zg==", "Zh==", "Zm9=", "Zm 9v", "Zm9v\n", "Zm-v", "Z_==", "Zm9\xc3", "Zg=v"}) {
@@ -77,36 +48,21 @@ TEST(base64_test, strict_decoding_takes_one_text_for_each_content) {
     EXPECT_EQ(decoded(text, XP_B64_URL), "!") << text;
 }
 
-TEST(base64_test, lenient_decoding_takes_what_people_write) {
-  struct {
-    const char *text;
-    const char *bytes;
-  } const cases[] = {
-      {" Z g = \r\n= ", "f"},
-      {"Zg=", "f"},
-      {"Zg", "f"},
-      {"Zm8", "fo"},
-      {"Zh", "f"},
-      {"Zm9v\n\tYmFy", "foobar"},
-      {"+_-/", "\xfb\xff\xbf"},
-      {"", ""},
-      {"  ", ""},
-      {"Z", "!"},
-      {"Zg===", "!"},
-      {"Zm8==", "!"},
-      {"Zm9v=", "!"},
-      {"=", "!"},
-      {"Zg==Zg", "!"},
-      {"Zm.v", "!"},
-      {"Zm\v9v", "!"},
-  };
-  for (auto [text, bytes] : cases) {
+TEST_F(base64_test, lenient_decoding_takes_what_people_write) {
+  EXPECT_EQ(decoded(" Z g = \r\n= ", XP_B64_LENIENT), "f");
+  EXPECT_EQ(decoded("Zm9v\n\tYmFy", XP_B64_LENIENT), "foobar");
+  EXPECT_EQ(decoded("  ", XP_B64_LENIENT), "");
+  for (const auto &[text, bytes] : pairs_of("Zg=>f Zg>f Zm8>fo Zh>f +_-/>\xfb\xff\xbf")) {
     EXPECT_EQ(decoded(text, XP_B64_LENIENT), bytes) << text;
     EXPECT_EQ(decoded(text, XP_B64_LENIENT | XP_B64_URL), bytes) << text;
   }
+  for (const char *text : {"Z", "Zg===", "Zm8==", "Zm9v=", "=", "Zg==Zg", "Zm.v", "Zm\v9v"}) {
+    EXPECT_EQ(decoded(text, XP_B64_LENIENT), "!") << text;
+    EXPECT_EQ(decoded(text, XP_B64_LENIENT | XP_B64_URL), "!") << text;
+  }
 }
 
-TEST(base64_test, round_trips) {
+TEST_F(base64_test, round_trips) {
   constexpr unsigned seed = 20261121;
   std::mt19937 random(seed);
   for (int i = 0; i < 5000; ++i) {
@@ -132,33 +88,43 @@ TEST(base64_test, round_trips) {
   }
 }
 
-TEST(base64_test, short_buffers_take_what_fits) {
-  char buffer[16];
-  for (int64_t capacity : {-1, 0, 1, 5, 6, 7}) {
+// Writes `whole` into buffers of every size; what is expected of each is the longest of its parts that fits.
+template <typename Write>
+void expect_parts(const std::string &whole, const std::vector<int64_t> &parts, Write write) {
+  for (int64_t capacity = -1; capacity < std::ssize(whole) + 2; ++capacity) {
+    char buffer[16];
     memset(buffer, '#', sizeof buffer);
-    const int64_t expected = capacity < 0 ? 0 : capacity < 6 ? capacity : 6;
-    EXPECT_EQ(xp_b64_decode("Zm9vYmFy", -1, 0, buffer, capacity), expected);
-    EXPECT_EQ(memcmp(buffer, "foobar", static_cast<size_t>(expected)), 0);
-    EXPECT_EQ(buffer[expected], '#');
+    int64_t fits = 0;
+    for (int64_t part : parts)
+      fits = part <= capacity ? part : fits;
+    EXPECT_EQ(write(buffer, capacity), fits) << capacity;
+    EXPECT_EQ(std::string_view(buffer, static_cast<size_t>(fits) + 1),
+              whole.substr(0, static_cast<size_t>(fits)) + "#");
   }
-  for (int64_t capacity = 0; capacity <= 11; ++capacity) {
-    memset(buffer, '#', sizeof buffer);
-    const int64_t expected = capacity < 4 ? 0 : capacity < 5 ? 4 : capacity < 9 ? 5 : 9;
-    EXPECT_EQ(xp_b64_lines("foobar", 6, 0, 4, buffer, capacity), expected) << capacity;
-    EXPECT_EQ(memcmp(buffer, "Zm9v\nYmFy", static_cast<size_t>(expected)), 0);
-    EXPECT_EQ(buffer[expected], '#');
-  }
-  EXPECT_EQ(xp_b64_lines("x", INT64_MAX / 4 * 3 - 3, 0, 4, nullptr, 0), 0);
-  EXPECT_EQ(xp_b64_decode(nullptr, 4, 0, buffer, 16), 0);
 }
 
-TEST_F(base64_data_test, text_becomes_data) {
+TEST_F(base64_test, short_buffers_take_whole_groups_of_text_and_any_bytes) {
+  expect_parts("Zm9vYg==", {4, 8},
+               [](char *to, int64_t room) { return xp_b64_encode("foob", 4, 0, to, room); });
+  expect_parts("Zm9vYg", {4, 6},
+               [](char *to, int64_t room) { return xp_b64_encode("foob", 4, XP_B64_URL, to, room); });
+  expect_parts("Zm9v\nYmFy", {4, 5, 9},
+               [](char *to, int64_t room) { return xp_b64_lines("foobar", 6, 0, 4, to, room); });
+  expect_parts("foobar", {1, 2, 3, 4, 5, 6},
+               [](char *to, int64_t room) { return xp_b64_decode("Zm9vYmFy", -1, 0, to, room); });
+  char buffer[16];
+  expect(
+      {xp_b64_encode(nullptr, 4, 0, buffer, 16), xp_b64_encode("x", INT64_MAX, 0, nullptr, 0),
+       xp_b64_lines("x", INT64_MAX / 4 * 3 - 3, 0, 4, nullptr, 0), xp_b64_decode(nullptr, 4, 0, buffer, 16)},
+      "0 0 0 0");
+}
+
+TEST_F(base64_test, text_becomes_data) {
   ref data = ref::adopt(xp_b64_data("Zm9vYmE=", -1, 0));
   ASSERT_EQ(xp_data_length(data.get()), 5);
   EXPECT_EQ(memcmp(xp_data_getptr(data.get()), "fooba", 5), 0);
   EXPECT_EQ(xp_data_length(ref::adopt(xp_b64_data("", 0, 0)).get()), 0);
-  EXPECT_EQ(xp_b64_data("Zm9vYmE", -1, 0), nullptr);
-  EXPECT_EQ(xp_b64_data(nullptr, 0, 0), nullptr);
+  expect({xp_b64_data("Zm9vYmE", -1, 0), xp_b64_data(nullptr, 0, 0)}, "null null");
 }
 
 }  // namespace

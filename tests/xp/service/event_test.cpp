@@ -1,8 +1,8 @@
 #include "xp/service/event.h"
 
 #include "tests/support/leak_check.h"
+#include "tests/support/objects.h"
 #include "tests/support/threads.h"
-#include "xp/object/ref.h"
 #include "xp/service/thread.h"
 #include "xp/service/time.h"
 
@@ -12,22 +12,16 @@ namespace {
 
 using xp::ref;
 
-class event_test : public leak_check {};
+using event_test = leak_check;
 
 TEST_F(event_test, one_setting_lets_one_waiter_through_or_all) {
-  ref once = ref::adopt(xp_event_new(XP_EVENT_SET));
-  EXPECT_EQ(xp_event_set(once.get()), 0);  // settings do not add up
-  EXPECT_EQ(xp_event_wait(once.get(), -1), 1);
-  EXPECT_EQ(xp_event_wait(once.get(), 0), 0);
+  ref once = ref::adopt(xp_event_new(XP_EVENT_SET));  // settings do not add up
+  expect({xp_event_set(once.get()), xp_event_wait(once.get(), -1), xp_event_wait(once.get(), 0)}, "0 1 0");
   ref manual = ref::adopt(xp_event_new(XP_EVENT_MANUAL));
-  EXPECT_EQ(xp_event_wait(manual.get(), 0), 0);
-  xp_event_set(manual.get());
-  EXPECT_EQ(xp_event_wait(manual.get(), 0), 1);
-  EXPECT_EQ(xp_event_wait(manual.get(), 1000), 1);
-  EXPECT_EQ(xp_event_reset(manual.get()), 0);
-  EXPECT_EQ(xp_event_wait(manual.get(), 0), 0);
-  for (int32_t result : {xp_event_set(nullptr), xp_event_reset(nullptr), xp_event_wait(nullptr, 0)})
-    EXPECT_EQ(result, -1);
+  expect({xp_event_wait(manual.get(), 0), xp_event_set(manual.get()), xp_event_wait(manual.get(), 0),
+          xp_event_wait(manual.get(), 1000), xp_event_reset(manual.get()), xp_event_wait(manual.get(), 0)},
+         "0 0 1 1 0 0");
+  expect({xp_event_set(nullptr), xp_event_reset(nullptr), xp_event_wait(nullptr, 0)}, "-1 -1 -1");
 }
 
 TEST_F(event_test, time_runs_out) {

@@ -1,40 +1,32 @@
 #include "xp/service/stream.h"
 
 #include "tests/support/leak_check.h"
-#include "xp/object/number.h"
-#include "xp/object/ref.h"
+#include "tests/support/objects.h"
+#include "tests/support/temp_folder.h"
+#include "tests/support/threads.h"
+#include "xp/object/object.h"
 #include "xp/service/file.h"
 #include "xp/service/stream_kinds.h"
 #include "xp/string/string.h"
 
-#include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <random>
-#include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
 namespace {
 
 using xp::ref;
-namespace fs = std::filesystem;
 
 constexpr unsigned seed = 1137;
-
-std::string text(xp_obj *taken) {
-  ref s = ref::adopt(taken);
-  return s ? std::string(xp_str_getptr(s.get()), static_cast<size_t>(xp_str_length(s.get()))) : "(null)";
-}
 
 // Opens, reads to the end and closes.
 std::string drain(xp_obj *s) {
   EXPECT_EQ(xp_strm_open(s, XP_STRM_READ), 0);
-  std::string all = text(xp_strm_string(s, -1));
+  std::string all = taken(xp_strm_string(s, -1));
   EXPECT_EQ(xp_strm_close(s), 0);
   return all;
 }
@@ -49,24 +41,11 @@ ref memory(const std::string &content) {
 
 class stream_test : public leak_check {
 protected:
-  void SetUp() override {
-    leak_check::SetUp();
-    std::string pattern = (fs::temp_directory_path() / "stream_test_XXXXXX").string();
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    folder_ = pattern;
-  }
-  void TearDown() override {
-    fs::remove_all(folder_);
-    leak_check::TearDown();
-  }
-
-  std::string path(const std::string &name) const { return folder_ + "/" + name; }
-  ref file(const std::string &name) const {
-    return ref::adopt(xp_strm_newfile(ref::adopt(xp_str_new(path(name).c_str())).get()));
-  }
+  std::string path(const std::string &name) const { return folder_.path() / name; }
+  ref file(const std::string &name) const { return ref::adopt(xp_strm_newfile(str(path(name)).get())); }
 
 private:
-  std::string folder_;
+  temp_folder folder_;
 };
 
 // Deals random calls to streams and to a string that stands for what they should do.
@@ -135,62 +114,55 @@ TEST_F(stream_test, files_memory_and_guards_hold_what_a_string_would) {
   }
   for (const ref &s : streams) {
     EXPECT_EQ(xp_strm_ioctl(s.get(), XP_STRM_SEEK, 0, nullptr), 0);
-    EXPECT_EQ(text(xp_strm_string(s.get(), -1)), expected.content);
+    EXPECT_EQ(taken(xp_strm_string(s.get(), -1)), expected.content);
     EXPECT_EQ(xp_strm_close(s.get()), 0);
   }
-  EXPECT_EQ(text(xp_strm_memstring(streams[1].get())), expected.content);
+  EXPECT_EQ(taken(xp_strm_memstring(streams[1].get())), expected.content);
 }
 
 TEST_F(stream_test, the_status_follows_the_protocol) {
   ref s = memory("abc");
   char byte = 0;
-  EXPECT_EQ(xp_strm_status(s.get()), XP_STRM_CLOSED);
-  EXPECT_EQ(xp_strm_read(s.get(), &byte, 1), 0);
-  EXPECT_EQ(xp_strm_write(s.get(), "x", 1), 0);
-  EXPECT_EQ(xp_strm_seek(s.get(), 1), 0);
+  expect({xp_strm_status(s.get()) == XP_STRM_CLOSED, xp_strm_read(s.get(), &byte, 1),
+          xp_strm_write(s.get(), "x", 1), xp_strm_seek(s.get(), 1)},
+         "1 0 0 0");
   EXPECT_EQ(xp_strm_open(s.get(), XP_STRM_READ), 0);
+  for (const int64_t refused :
+       {xp_strm_write(s.get(), "x", 1), int64_t{xp_strm_ioctl(s.get(), XP_STRM_SYNC, 0, nullptr)},
+        xp_strm_seek(s.get(), -1), xp_strm_write(nullptr, "x", 1)})
+    EXPECT_EQ(refused, XP_ERR_REFUSED);
   EXPECT_EQ(xp_strm_status(s.get()), XP_STRM_OPEN);
-  EXPECT_EQ(xp_strm_write(s.get(), "x", 1), XP_ERR_REFUSED);
-  EXPECT_EQ(xp_strm_ioctl(s.get(), XP_STRM_SYNC, 0, nullptr), XP_ERR_REFUSED);
-  EXPECT_EQ(xp_strm_seek(s.get(), -1), XP_ERR_REFUSED);
-  EXPECT_EQ(xp_strm_status(s.get()), XP_STRM_OPEN);
-  EXPECT_EQ(text(xp_strm_string(s.get(), 3)), "abc");
-  EXPECT_EQ(xp_strm_seek(s.get(), 1), 1);
-  EXPECT_EQ(text(xp_strm_string(s.get(), 1)), "(null)");
-  EXPECT_EQ(xp_strm_close(s.get()), 0);
-  EXPECT_EQ(xp_strm_close(s.get()), 0);
+  expect({xp_strm_string(s.get(), 3), xp_strm_seek(s.get(), 1), xp_strm_string(s.get(), 1),
+          xp_strm_close(s.get()), xp_strm_close(s.get())},
+         "abc 1 null 0 0");
+  expect({xp_instanceof(s.get(), xp_strm_type()), xp_instanceof(s.get(), xp_code("stmm"))}, "1 1");
 
-  EXPECT_EQ(xp_instanceof(s.get(), xp_strm_type()), 1);
-  EXPECT_EQ(xp_instanceof(s.get(), xp_code("stmm")), 1);
-  const ref word = ref::adopt(xp_str_new("stmm"));
+  const ref word = str("stmm");
   EXPECT_EQ(xp_strm_open(word.get(), 0), XP_ERR_REFUSED);
   EXPECT_EQ(xp_strm_newtee(s.get(), word.get()), nullptr);
-  EXPECT_EQ(xp_strm_write(nullptr, "x", 1), XP_ERR_REFUSED);
-
-  EXPECT_EQ(xp_refs(word.get()), 1);
-  EXPECT_EQ(xp_strm_ioctl(s.get(), XP_STRM_HOLD, 0, word.get()), 0);
-  EXPECT_EQ(xp_strm_ioctl(s.get(), XP_STRM_HOLD, 0, word.get()), 0);
-  EXPECT_EQ(xp_refs(word.get()), 2);
+  expect({xp_strm_ioctl(s.get(), XP_STRM_HOLD, 0, word.get()),
+          xp_strm_ioctl(s.get(), XP_STRM_HOLD, 0, word.get()), xp_refs(word.get())},
+         "0 0 2");
   s = nullptr;
   EXPECT_EQ(xp_refs(word.get()), 1);
 }
 
 TEST_F(stream_test, file_streams_open_regular_files_as_asked) {
   ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
-  fs::create_directory(path("folder"));
+  std::filesystem::create_directory(path("folder"));
   EXPECT_EQ(xp_strm_open(file("none").get(), XP_STRM_READ), XP_ERR_ABSENT);
   EXPECT_EQ(xp_strm_open(file("pipe").get(), XP_STRM_READ), XP_ERR_KIND);
   EXPECT_EQ(xp_strm_open(file("pipe").get(), XP_STRM_WRITE), XP_ERR_KIND);
   EXPECT_EQ(xp_strm_open(file("folder").get(), XP_STRM_READ), XP_ERR_KIND);
   const ref s = file("new");
   EXPECT_EQ(xp_strm_length(s.get()), XP_ERR_ABSENT);
-  EXPECT_EQ(xp_strm_open(s.get(), XP_STRM_WRITE | XP_STRM_FRESH), 0);
-  EXPECT_EQ(xp_strm_writef(s.get(), "%d-%s", 7, "x"), 3);
-  EXPECT_EQ(xp_strm_ioctl(s.get(), XP_STRM_SYNC, 0, nullptr), 0);
-  EXPECT_EQ(xp_strm_open(s.get(), XP_STRM_WRITE | XP_STRM_FRESH), XP_ERR_EXISTS);
-  EXPECT_EQ(xp_strm_status(s.get()), XP_ERR_EXISTS);
-  EXPECT_EQ(xp_strm_write(s.get(), "x", 1), XP_ERR_EXISTS);
-  EXPECT_EQ(xp_strm_close(s.get()), XP_ERR_EXISTS);
+  expect({xp_strm_open(s.get(), XP_STRM_WRITE | XP_STRM_FRESH), xp_strm_writef(s.get(), "%d-%s", 7, "x"),
+          xp_strm_ioctl(s.get(), XP_STRM_SYNC, 0, nullptr)},
+         "0 3 0");
+  for (const int64_t exists :
+       {int64_t{xp_strm_open(s.get(), XP_STRM_WRITE | XP_STRM_FRESH)}, int64_t{xp_strm_status(s.get())},
+        xp_strm_write(s.get(), "x", 1), int64_t{xp_strm_close(s.get())}})
+    EXPECT_EQ(exists, XP_ERR_EXISTS);
   EXPECT_EQ(xp_strm_status(s.get()), XP_STRM_CLOSED);
   EXPECT_EQ(drain(s.get()), "7-x");
   // Left open: the last reference closes the descriptor, which the fixture looks for.
@@ -198,21 +170,17 @@ TEST_F(stream_test, file_streams_open_regular_files_as_asked) {
 }
 
 TEST_F(stream_test, texts_are_read_from_where_they_are) {
+  const auto read = [](xp_obj *made) { return drain(ref::adopt(made).get()); };
   const std::string zeros("a\0b", 3);
-  const ref string = ref::adopt(xp_str_make(zeros.data(), 3));
-  EXPECT_EQ(drain(ref::adopt(xp_strm_newconst(zeros.data(), 3)).get()), zeros);
-  EXPECT_EQ(drain(ref::adopt(xp_strm_newconst("text", -1)).get()), "text");
-  EXPECT_EQ(drain(ref::adopt(xp_strm_newconst(nullptr, 0)).get()), "");
-  EXPECT_EQ(drain(ref::adopt(xp_strm_newstring(string.get())).get()), zeros);
-  EXPECT_EQ(drain(ref::adopt(xp_strm_newformat("%s=%d", "k", 12)).get()), "k=12");
-  const ref number = ref::adopt(xp_number_new(-42));
+  const ref number = num(-42);
   const ref object = ref::adopt(xp_strm_newobject(number.get()));
-  EXPECT_EQ(xp_strm_length(object.get()), 3);
-  EXPECT_EQ(drain(object.get()), "-42");
-  EXPECT_EQ(drain(object.get()), "-42");
+  expect({read(xp_strm_newconst(zeros.data(), 3)), read(xp_strm_newconst("text", -1)),
+          read(xp_strm_newconst(nullptr, 0)), read(xp_strm_newstring(str(zeros).get())),
+          read(xp_strm_newformat("%s=%d", "k", 12)), xp_strm_length(object.get()), drain(object.get()),
+          drain(object.get())},
+         zeros + " text  " + zeros + " k=12 3 -42 -42");
   EXPECT_EQ(xp_strm_write(object.get(), "x", 1), XP_ERR_REFUSED);
-  EXPECT_EQ(xp_strm_newstring(number.get()), nullptr);
-  EXPECT_EQ(xp_strm_newobject(nullptr), nullptr);
+  expect({xp_strm_newstring(number.get()), xp_strm_newobject(nullptr)}, "null null");
 }
 
 TEST_F(stream_test, chains_pass_everything_on) {
@@ -224,16 +192,16 @@ TEST_F(stream_test, chains_pass_everything_on) {
   const ref copy = ref::adopt(xp_strm_newmem());
   const ref tee = ref::adopt(xp_strm_newtee(sequence.get(), copy.get()));
   EXPECT_EQ(drain(tee.get()), "one twoone ");
-  EXPECT_EQ(text(xp_strm_memstring(copy.get())), "one twoone ");
+  EXPECT_EQ(taken(xp_strm_memstring(copy.get())), "one twoone ");
   EXPECT_EQ(xp_strm_status(a.get()), XP_STRM_CLOSED);
 
   const ref left = ref::adopt(xp_strm_newmem());
   const ref both = ref::adopt(xp_strm_newtee(left.get(), copy.get()));
   ASSERT_EQ(xp_strm_open(both.get(), XP_STRM_WRITE | XP_STRM_APPEND), 0);
-  EXPECT_EQ(xp_strm_writeobj(both.get(), ref::adopt(xp_number_new(5)).get()), 1);
+  EXPECT_EQ(xp_strm_writeobj(both.get(), num(5).get()), 1);
   EXPECT_EQ(xp_strm_close(both.get()), 0);
-  EXPECT_EQ(text(xp_strm_memstring(left.get())), "5");
-  EXPECT_EQ(text(xp_strm_memstring(copy.get())), "one twoone 5");
+  EXPECT_EQ(taken(xp_strm_memstring(left.get())), "5");
+  EXPECT_EQ(taken(xp_strm_memstring(copy.get())), "one twoone 5");
 
   const ref null = ref::adopt(xp_strm_newnull());
   EXPECT_EQ(drain(null.get()), "");
@@ -286,7 +254,7 @@ TEST_F(stream_test, filters_change_what_passes_in_both_directions) {
                             static_cast<int64_t>(std::min<size_t>(7, content.size() - i))),
               0);
   EXPECT_EQ(xp_strm_close(filtered.get()), 0);
-  const std::string changed = text(xp_strm_memstring(inner.get()));
+  const std::string changed = taken(xp_strm_memstring(inner.get()));
   EXPECT_EQ(changed.substr(0, 4), "1032");
   EXPECT_EQ(changed.size(), content.size());
   EXPECT_EQ(drain(filtered.get()), content);
@@ -305,19 +273,14 @@ TEST_F(stream_test, scannable_streams_look_ahead_without_passing) {
   char bytes[3] = {};
   EXPECT_EQ(xp_strm_peek(s.get(), bytes, 3), 3);
   EXPECT_EQ(memcmp(bytes, "one", 3), 0);
-  EXPECT_EQ(xp_strm_scan(s.get(), '\n', 5), 5);
   EXPECT_EQ(xp_strm_scan(s.get(), '\n', 4), XP_ERR_FULL);
-  EXPECT_EQ(xp_strm_tell(s.get()), 0);
-  EXPECT_EQ(text(xp_strm_readline(s.get(), 4)), "one");
-  EXPECT_EQ(text(xp_strm_readline(s.get(), 0)), "");
-  EXPECT_EQ(text(xp_strm_readline(s.get(), 4999)), "(null)");
-  EXPECT_EQ(text(xp_strm_readline(s.get(), 5000)), line);
-  EXPECT_EQ(xp_strm_tell(s.get()), 5007);
-  EXPECT_EQ(text(xp_strm_readline(s.get(), 3)), "(null)");
-  EXPECT_EQ(xp_strm_scan(s.get(), '\n', -1), 4);
-  EXPECT_EQ(text(xp_strm_readline(s.get(), 4)), "last");
-  EXPECT_EQ(xp_strm_readline(s.get(), -1), nullptr);
-  EXPECT_EQ(xp_strm_peek(s.get(), bytes, 3), 0);
+  expect({xp_strm_scan(s.get(), '\n', 5), xp_strm_tell(s.get()), xp_strm_readline(s.get(), 4),
+          xp_strm_readline(s.get(), 0), xp_strm_readline(s.get(), 4999), xp_strm_readline(s.get(), 5000),
+          xp_strm_tell(s.get())},
+         "5 0 one  null " + line + " 5007");
+  expect({xp_strm_readline(s.get(), 3), xp_strm_scan(s.get(), '\n', -1), xp_strm_readline(s.get(), 4),
+          xp_strm_readline(s.get(), -1), xp_strm_peek(s.get(), bytes, 3)},
+         "null 4 last null 0");
   EXPECT_EQ(drain(s.get()), "one\r\n\n" + line + "\nlast");
 }
 
@@ -355,16 +318,12 @@ TEST_F(stream_test, threads_share_a_guarded_stream) {
   const ref inner = ref::adopt(xp_strm_newmem());
   const ref s = ref::adopt(xp_strm_newguarded(inner.get()));
   ASSERT_EQ(xp_strm_open(s.get(), 0), 0);
-  std::vector<std::thread> running;
-  for (int t = 0; t < threads; ++t)
-    running.emplace_back([&s, t] {
-      const std::string word(10, static_cast<char>('a' + t));
-      for (int i = 0; i < writes; ++i)
-        EXPECT_EQ(xp_strm_write(s.get(), word.data(), 10), 10);
-    });
-  for (std::thread &t : running)
-    t.join();
-  const std::string all = text(xp_strm_memstring(inner.get()));
+  run_on_threads(threads, [&](int index) {
+    const std::string word(10, static_cast<char>('a' + index));
+    for (int i = 0; i < writes; ++i)
+      EXPECT_EQ(xp_strm_write(s.get(), word.data(), 10), 10);
+  });
+  const std::string all = taken(xp_strm_memstring(inner.get()));
   ASSERT_EQ(all.size(), size_t{threads} * writes * 10);
   for (size_t i = 0; i < all.size(); i += 10)
     ASSERT_EQ(all.substr(i, 10), std::string(10, all[i]));

@@ -1,42 +1,31 @@
 #include "xp/service/thread.h"
 
 #include "tests/support/leak_check.h"
+#include "tests/support/objects.h"
 #include "tests/support/threads.h"
-#include "xp/object/ref.h"
 #include "xp/service/main_queue.h"
 
 #include <pthread.h>
 #include <sched.h>
-#include <semaphore.h>
 
 #include <atomic>
+#include <semaphore>
 #include <vector>
 
 namespace {
 
 using xp::ref;
 
-class thread_test : public leak_check {};
-class main_queue_test : public leak_check {};
+using thread_test = leak_check;
+using main_queue_test = leak_check;
 
-class semaphore {
-public:
-  semaphore() { sem_init(&sem_, 0, 0); }
-  ~semaphore() { sem_destroy(&sem_); }
-  void post() { sem_post(&sem_); }
-  void wait() { sem_wait(&sem_); }
-
-private:
-  sem_t sem_;
-};
+int64_t wait_for_semaphore(void * /*ignored*/, void *argument) {
+  static_cast<std::counting_semaphore<> *>(argument)->acquire();
+  return 0;
+}
 
 int64_t answer(void *ignored, void *argument) {
   return ignored == nullptr ? *static_cast<int64_t *>(argument) * 2 : -1;
-}
-
-int64_t wait_for_semaphore(void * /*ignored*/, void *argument) {
-  static_cast<semaphore *>(argument)->wait();
-  return 0;
 }
 
 TEST_F(thread_test, joining_gives_what_the_thread_returned) {
@@ -44,14 +33,13 @@ TEST_F(thread_test, joining_gives_what_the_thread_returned) {
   ref thread = ref::adopt(xp_thr_new(answer, &argument));
   ASSERT_TRUE(thread);
   int64_t result = 0;
-  EXPECT_EQ(xp_thr_join(thread.get(), &result), 0);
-  EXPECT_EQ(result, 42);
-  EXPECT_EQ(xp_thr_join(thread.get(), &result), -1);
-  EXPECT_EQ(xp_thr_detach(thread.get()), -1);
+  expect({xp_thr_join(thread.get(), &result), result, xp_thr_join(thread.get(), &result),
+          xp_thr_detach(thread.get())},
+         "0 42 -1 -1");
 }
 
 TEST_F(thread_test, a_detached_thread_outlives_its_object) {
-  static semaphore go;  // outlives the threads, whose end nobody here sees
+  static std::counting_semaphore<> go(0);  // outlives the threads, whose end nobody here sees
   ref detached = ref::adopt(xp_thr_new(wait_for_semaphore, &go));
   EXPECT_EQ(xp_thr_detach(detached.get()), 0);
   EXPECT_EQ(xp_thr_detach(detached.get()), -1);
@@ -60,15 +48,14 @@ TEST_F(thread_test, a_detached_thread_outlives_its_object) {
   ref forgotten = ref::adopt(xp_thr_new(wait_for_semaphore, &go));
   detached = nullptr;
   forgotten = nullptr;
-  go.post();
-  go.post();
+  go.release(2);
 }
 
 struct self_join {
   std::atomic<xp_obj *> thread = nullptr;
   int32_t result = 7;
   int32_t second = 7;
-  semaphore done;
+  std::binary_semaphore done{0};
 };
 
 int64_t join_myself(void * /*ignored*/, void *argument) {
@@ -77,7 +64,7 @@ int64_t join_myself(void * /*ignored*/, void *argument) {
     sched_yield();
   test->result = xp_thr_join(test->thread, nullptr);
   test->second = xp_thr_join(test->thread, nullptr);
-  test->done.post();
+  test->done.release();
   return 0;
 }
 
@@ -85,7 +72,7 @@ TEST_F(thread_test, a_thread_that_joins_itself_is_detached) {
   self_join test;
   ref thread = ref::adopt(xp_thr_new(join_myself, &test));
   test.thread = thread.get();
-  test.done.wait();
+  test.done.acquire();
   EXPECT_EQ(test.result, 0);
   EXPECT_EQ(test.second, -1);
   EXPECT_EQ(xp_thr_join(thread.get(), nullptr), -1);
@@ -127,9 +114,7 @@ TEST_F(thread_test, the_stack_is_one_mebibyte) {
   // The C library may set a little aside for thread-local memory.
   EXPECT_GE(size, size_t{1} << 20);
   EXPECT_LT(size, (size_t{1} << 20) + 65536);
-  EXPECT_EQ(xp_thr_new(nullptr, nullptr), nullptr);
-  EXPECT_EQ(xp_thr_join(nullptr, nullptr), -1);
-  EXPECT_EQ(xp_thr_detach(nullptr), -1);
+  expect({xp_thr_new(nullptr, nullptr), xp_thr_join(nullptr, nullptr), xp_thr_detach(nullptr)}, "null -1 -1");
 }
 
 // What the posted work wrote, in the order in which it ran.
@@ -155,24 +140,18 @@ void note_and_pump(void *argument) {
 
 TEST_F(main_queue_test, work_runs_in_order_and_new_work_waits_for_the_next_pump) {
   ran.clear();
-  EXPECT_EQ(xp_main_pump(), 0);
-  EXPECT_EQ(xp_main_post(note_and_post, number(1)), 0);
-  EXPECT_EQ(xp_main_post(note, number(2)), 0);
-  EXPECT_EQ(xp_main_pump(), 2);
-  EXPECT_EQ(ran, (std::vector<int>{1, 2}));
-  EXPECT_EQ(xp_main_pump(), 1);
+  expect({xp_main_pump(), xp_main_post(note_and_post, number(1)), xp_main_post(note, number(2)),
+          xp_main_pump(), ran.size(), xp_main_pump(), xp_main_post(nullptr, nullptr)},
+         "0 0 0 2 2 1 -1");
   EXPECT_EQ(ran, (std::vector<int>{1, 2, 100}));
-  EXPECT_EQ(xp_main_post(nullptr, nullptr), -1);
-}
 
-TEST_F(main_queue_test, work_that_pumps_keeps_the_order) {
+  // Work that pumps keeps the order.
   ran.clear();
   xp_main_post(note_and_pump, number(1));
   xp_main_post(note, number(2));
   xp_main_post(note, number(3));
-  EXPECT_EQ(xp_main_pump(), 1);
+  expect({xp_main_pump(), xp_main_pump()}, "1 0");
   EXPECT_EQ(ran, (std::vector<int>{1, 2, 3}));
-  EXPECT_EQ(xp_main_pump(), 0);
 }
 
 TEST_F(main_queue_test, each_threads_work_runs_in_its_order) {

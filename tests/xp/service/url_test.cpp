@@ -1,13 +1,11 @@
 #include "xp/service/url.h"
 
 #include "tests/support/leak_check.h"
-#include "xp/object/ref.h"
+#include "tests/support/objects.h"
 #include "xp/service/file.h"
 #include "xp/service/url_percent.h"
-#include "xp/string/string.h"
 
 #include <random>
-#include <string>
 #include <utility>
 #include <vector>
 
@@ -17,15 +15,6 @@ using xp::ref;
 using url_test = leak_check;
 
 constexpr unsigned seed = 3986;
-
-std::string text(const ref &obj) {
-  ref s = ref::adopt(xp_str_coerce(obj.get()));
-  return s ? std::string(xp_str_getptr(s.get()), static_cast<size_t>(xp_str_length(s.get()))) : "(null)";
-}
-
-std::string text(xp_obj *taken) {
-  return text(ref::adopt(taken));
-}
 
 ref parse(const std::string &s) {
   return ref::adopt(xp_url_new(s.data(), static_cast<int64_t>(s.size())));
@@ -40,73 +29,34 @@ std::string bytes(std::mt19937 &random, std::string_view of, size_t longest) {
 
 TEST_F(url_test, the_standards_references_resolve) {
   const ref base = parse("http://a/b/c/d;p?q");
-  const std::pair<const char *, const char *> cases[] = {
-      // 5.4.1, normal
-      {"g:h", "g:h"},
-      {"g", "http://a/b/c/g"},
-      {"./g", "http://a/b/c/g"},
-      {"g/", "http://a/b/c/g/"},
-      {"/g", "http://a/g"},
-      {"//g", "http://g"},
-      {"?y", "http://a/b/c/d;p?y"},
-      {"g?y", "http://a/b/c/g?y"},
-      {"#s", "http://a/b/c/d;p?q#s"},
-      {"g#s", "http://a/b/c/g#s"},
-      {"g?y#s", "http://a/b/c/g?y#s"},
-      {";x", "http://a/b/c/;x"},
-      {"g;x", "http://a/b/c/g;x"},
-      {"g;x?y#s", "http://a/b/c/g;x?y#s"},
-      {"", "http://a/b/c/d;p?q"},
-      {".", "http://a/b/c/"},
-      {"./", "http://a/b/c/"},
-      {"..", "http://a/b/"},
-      {"../", "http://a/b/"},
-      {"../g", "http://a/b/g"},
-      {"../..", "http://a/"},
-      {"../../", "http://a/"},
-      {"../../g", "http://a/g"},
-      // 5.4.2, abnormal
-      {"../../../g", "http://a/g"},
-      {"../../../../g", "http://a/g"},
-      {"/./g", "http://a/g"},
-      {"/../g", "http://a/g"},
-      {"g.", "http://a/b/c/g."},
-      {".g", "http://a/b/c/.g"},
-      {"g..", "http://a/b/c/g.."},
-      {"..g", "http://a/b/c/..g"},
-      {"./../g", "http://a/b/g"},
-      {"./g/.", "http://a/b/c/g/"},
-      {"g/./h", "http://a/b/c/g/h"},
-      {"g/../h", "http://a/b/c/h"},
-      {"g;x=1/./y", "http://a/b/c/g;x=1/y"},
-      {"g;x=1/../y", "http://a/b/c/y"},
-      {"g?y/./x", "http://a/b/c/g?y/./x"},
-      {"g?y/../x", "http://a/b/c/g?y/../x"},
-      {"g#s/./x", "http://a/b/c/g#s/./x"},
-      {"g#s/../x", "http://a/b/c/g#s/../x"},
-      {"http:g", "http:g"},
-  };
+  // What follows "http://a" in the result; then the references that change the host.
+  const auto cases = pairs_of(
+      "g>/b/c/g ./g>/b/c/g g/>/b/c/g/ /g>/g ?y>/b/c/d;p?y g?y>/b/c/g?y #s>/b/c/d;p?q#s g#s>/b/c/g#s "
+      "g?y#s>/b/c/g?y#s ;x>/b/c/;x g;x>/b/c/g;x g;x?y#s>/b/c/g;x?y#s >/b/c/d;p?q .>/b/c/ ./>/b/c/ "
+      "..>/b/ ../>/b/ ../g>/b/g ../..>/ ../../>/ ../../g>/g ../../../g>/g ../../../../g>/g /./g>/g "
+      "/../g>/g g.>/b/c/g. .g>/b/c/.g g..>/b/c/g.. ..g>/b/c/..g ./../g>/b/g ./g/.>/b/c/g/ "
+      "g/./h>/b/c/g/h g/../h>/b/c/h g;x=1/./y>/b/c/g;x=1/y g;x=1/../y>/b/c/y g?y/./x>/b/c/g?y/./x "
+      "g?y/../x>/b/c/g?y/../x g#s/./x>/b/c/g#s/./x g#s/../x>/b/c/g#s/../x ");
   for (const auto &[reference, expected] : cases)
-    EXPECT_EQ(text(xp_url_resolve(base.get(), parse(reference).get())), expected) << reference;
-  EXPECT_EQ(text(xp_url_resolve(parse("http://h").get(), parse("x").get())), "http://h/x");
-  EXPECT_EQ(text(xp_url_resolve(parse("a:/b/c").get(), parse("..//g").get())), "a:/.//g");
-  EXPECT_EQ(text(xp_url_resolve(parse("a/b").get(), parse("x").get())), "(null)");
+    EXPECT_EQ(taken(xp_url_resolve(base.get(), parse(reference).get())), std::string("http://a") + expected)
+        << reference;
+  for (const char *absolute : {"g:h", "http:g"})
+    expect({xp_url_resolve(base.get(), parse(absolute).get())}, absolute);
+  expect({xp_url_resolve(base.get(), parse("//g").get()),
+          xp_url_resolve(parse("http://h").get(), parse("x").get()),
+          xp_url_resolve(parse("a:/b/c").get(), parse("..//g").get()),
+          xp_url_resolve(parse("a/b").get(), parse("x").get())},
+         "http://g http://h/x a:/.//g null");
 }
 
 TEST_F(url_test, parts_read_as_they_stand) {
   const ref u = parse("foo://us%20er:pw@[2001:db8::7]:8042/over/th%65re?name=ferret#no%20se");
   ASSERT_TRUE(u);
   const xp_url_parts &parts = *xp_url_getparts(u.get());
-  EXPECT_EQ(parts.scheme, "foo");
-  EXPECT_EQ(parts.user, "us%20er:pw");
-  EXPECT_EQ(parts.host, "[2001:db8::7]");
-  EXPECT_EQ(parts.query, "name=ferret");
-  EXPECT_EQ(xp_url_port(u.get()), 8042);
-  EXPECT_EQ(text(xp_url_user(u.get())), "us er:pw");
-  EXPECT_EQ(text(xp_url_host(u.get())), "2001:db8::7");
-  EXPECT_EQ(text(xp_url_path(u.get())), "/over/there");
-  EXPECT_EQ(text(xp_url_fragment(u.get())), "no se");
-  EXPECT_EQ(text(xp_url_make(&parts)), text(u));
+  expect({parts.scheme, parts.user, parts.host, parts.query, xp_url_port(u.get()), xp_url_host(u.get()),
+          xp_url_path(u.get()), xp_url_user(u.get()), xp_url_fragment(u.get())},
+         "foo us%20er:pw [2001:db8::7] name=ferret 8042 2001:db8::7 /over/there us er:pw no se");
+  EXPECT_EQ(taken(xp_url_make(&parts)), text_of(u.get()));
 
   const ref bare = parse("x:?#");
   EXPECT_EQ(xp_url_getparts(bare.get())->host.data(), nullptr);
@@ -139,10 +89,10 @@ TEST_F(url_test, the_grammar_is_kept) {
 }
 
 TEST_F(url_test, equal_urls_have_one_normal_form) {
-  EXPECT_EQ(text(xp_url_normal(parse("HTTP://U@EXAMPLE.com:80/%7euser/%c3%a9/a/./b/../c?%2f%41#%3D").get())),
-            "http://U@example.com:80/~user/%C3%A9/a/c?%2FA#%3D");
-  EXPECT_EQ(text(xp_url_normal(parse("../%41/./b").get())), "../A/./b");
-  EXPECT_EQ(text(xp_url_normal(parse("a:/b/..//c").get())), "a:/.//c");
+  auto normal = [](const char *text) { return xp_url_normal(parse(text).get()); };
+  expect({normal("HTTP://U@EXAMPLE.com:80/%7euser/%c3%a9/a/./b/../c?%2f%41#%3D"), normal("../%41/./b"),
+          normal("a:/b/..//c")},
+         "http://U@example.com:80/~user/%C3%A9/a/c?%2FA#%3D ../A/./b a:/.//c");
 }
 
 TEST_F(url_test, any_text_that_parses_comes_back) {
@@ -153,10 +103,10 @@ TEST_F(url_test, any_text_that_parses_comes_back) {
     const ref u = parse(s);
     if (!u) continue;
     ++parsed;
-    ASSERT_EQ(text(u), s);
-    ASSERT_EQ(text(xp_url_make(xp_url_getparts(u.get()))), s) << "seed " << seed;
+    ASSERT_EQ(text_of(u.get()), s);
+    ASSERT_EQ(taken(xp_url_make(xp_url_getparts(u.get()))), s) << "seed " << seed;
     const ref normal = ref::adopt(xp_url_normal(u.get()));
-    ASSERT_EQ(text(xp_url_normal(normal.get())), text(normal)) << s << ", seed " << seed;
+    ASSERT_EQ(taken(xp_url_normal(normal.get())), text_of(normal.get())) << s << ", seed " << seed;
     const ref base = parse("s://h/p/q?r");
     const ref whole = ref::adopt(xp_url_resolve(base.get(), u.get()));
     ASSERT_TRUE(whole) << s << ", seed " << seed;
@@ -170,27 +120,24 @@ TEST_F(url_test, what_is_coded_decodes_to_the_same_bytes) {
   for (int i = 0; i < 2000; ++i) {
     const std::string s = bytes(random, "", 40);
     const auto place = static_cast<xp_url_place>(random() % (XP_URL_ARGUMENT + 1));
-    const std::string coded = text(xp_url_encode(s.data(), static_cast<int64_t>(s.size()), place));
+    const std::string coded = taken(xp_url_encode(s.data(), static_cast<int64_t>(s.size()), place));
     for (const uint32_t flags : {0U, static_cast<uint32_t>(XP_URL_STRICT)})
-      ASSERT_EQ(text(xp_url_decode(coded.data(), static_cast<int64_t>(coded.size()), flags)), s)
+      ASSERT_EQ(taken(xp_url_decode(coded.data(), static_cast<int64_t>(coded.size()), flags)), s)
           << "seed " << seed;
     ASSERT_TRUE(parse("?" + (place == XP_URL_HOST ? "" : coded))) << coded;
   }
-  EXPECT_EQ(text(xp_url_encode("a-._~/?:@&=+;$,% \x7f\xC3", -1, XP_URL_UNRESERVED)),
-            "a-._~%2F%3F%3A%40%26%3D%2B%3B%24%2C%25%20%7F%C3");
-  EXPECT_EQ(text(xp_url_encode("/?#&=+;'", -1, XP_URL_ARGUMENT)), "/?%23%26%3D%2B%3B'");
-  EXPECT_EQ(text(xp_url_encode("/?#[", -1, XP_URL_PATH)), "/%3F%23%5B");
-  EXPECT_EQ(text(xp_url_decode("%4a%4A%%4%zz+%", -1, 0)), "JJ%%4%zz+%");
-  EXPECT_EQ(text(xp_url_decode("a+b%2B", -1, XP_URL_PLUS)), "a b+");
-  EXPECT_EQ(xp_url_decode("a%4", -1, XP_URL_STRICT), nullptr);
-  EXPECT_EQ(text(xp_url_decode(nullptr, 0, 0)), "");
+  expect({xp_url_encode("a-._~/?:@&=+;$,% \x7f\xC3", -1, XP_URL_UNRESERVED),
+          xp_url_encode("/?#&=+;'", -1, XP_URL_ARGUMENT), xp_url_encode("/?#[", -1, XP_URL_PATH)},
+         "a-._~%2F%3F%3A%40%26%3D%2B%3B%24%2C%25%20%7F%C3 /?%23%26%3D%2B%3B' /%3F%23%5B");
+  expect({xp_url_decode("%4a%4A%%4%zz+%", -1, 0), xp_url_decode("a+b%2B", -1, XP_URL_PLUS),
+          xp_url_decode("a%4", -1, XP_URL_STRICT), xp_url_decode(nullptr, 0, 0)},
+         "JJ%%4%zz+% a b+ null ");
 }
 
 using pairs = std::vector<std::pair<std::string, std::string>>;
 
 int64_t collect(xp_obj *name, xp_obj *value, void *context) {
-  static_cast<pairs *>(context)->emplace_back(text(ref::share(name)),
-                                              value == nullptr ? "-" : text(ref::share(value)));
+  static_cast<pairs *>(context)->emplace_back(text_of(name), value == nullptr ? "-" : text_of(value));
   return 0;
 }
 
@@ -203,19 +150,15 @@ pairs arguments(xp_obj *u) {
 TEST_F(url_test, arguments_are_found_added_and_taken_away) {
   const ref u = parse("local://app/x?a=1&&b&c=&a=2+3%26&%61=4#f");
   EXPECT_EQ(arguments(u.get()), (pairs{{"a", "1"}, {"b", "-"}, {"c", ""}, {"a", "2 3&"}, {"a", "4"}}));
-  EXPECT_EQ(text(xp_url_getarg(u.get(), "a", -1)), "1");
-  EXPECT_EQ(text(xp_url_getarg(u.get(), "b", -1)), "");
-  EXPECT_EQ(xp_url_getarg(u.get(), "A", -1), nullptr);
-  EXPECT_EQ(text(xp_url_removearg(u.get(), "a", -1)), "local://app/x?b&c=#f");
-  EXPECT_EQ(text(xp_url_removearg(parse("x?a#f").get(), "a", -1)), "x#f");
-  const ref same = ref::adopt(xp_url_removearg(u.get(), "z", -1));
-  EXPECT_EQ(same.get(), u.get());
-  const ref value = ref::adopt(xp_str_new("x&y=z+ \xC3\xA9"));
-  EXPECT_EQ(text(xp_url_addarg(parse("h#f").get(), "k&", -1, value.get())), "h?k%26=x%26y%3Dz%2B%20%C3%A9#f");
-  EXPECT_EQ(text(xp_url_addarg(parse("h?a").get(), "b", -1, nullptr)), "h?a&b");
-  EXPECT_EQ(text(xp_url_setarg(u.get(), "a", -1, parse("u:v").get())), "local://app/x?b&c=&a=u:v#f");
-  EXPECT_EQ(text(xp_url_format("local://%s/%d", "app", 7)), "local://app/7");
-  EXPECT_EQ(xp_url_format("local://%s", "a b"), nullptr);
+  expect({xp_url_getarg(u.get(), "a", -1), xp_url_getarg(u.get(), "b", -1), xp_url_getarg(u.get(), "A", -1),
+          xp_url_removearg(u.get(), "a", -1), xp_url_removearg(parse("x?a#f").get(), "a", -1)},
+         "1  null local://app/x?b&c=#f x#f");
+  EXPECT_EQ(ref::adopt(xp_url_removearg(u.get(), "z", -1)).get(), u.get());
+  expect({xp_url_addarg(parse("h#f").get(), "k&", -1, str("x&y=z+ \xC3\xA9").get()),
+          xp_url_addarg(parse("h?a").get(), "b", -1, nullptr),
+          xp_url_setarg(u.get(), "a", -1, parse("u:v").get()), xp_url_format("local://%s/%d", "app", 7),
+          xp_url_format("local://%s", "a b")},
+         "h?k%26=x%26y%3Dz%2B%20%C3%A9#f h?a&b local://app/x?b&c=&a=u:v#f local://app/7 null");
 
   std::mt19937 random(seed);
   pairs expected;
@@ -223,9 +166,8 @@ TEST_F(url_test, arguments_are_found_added_and_taken_away) {
   for (int i = 0; i < 200; ++i) {
     const std::string name = bytes(random, "", 8);
     const std::string content = bytes(random, "", 8);
-    const ref object = ref::adopt(xp_str_make(content.data(), static_cast<int64_t>(content.size())));
-    grown =
-        ref::adopt(xp_url_addarg(grown.get(), name.data(), static_cast<int64_t>(name.size()), object.get()));
+    grown = ref::adopt(
+        xp_url_addarg(grown.get(), name.data(), static_cast<int64_t>(name.size()), str(content).get()));
     expected.emplace_back(name, content);
   }
   EXPECT_EQ(arguments(grown.get()), expected) << "seed " << seed;
@@ -234,12 +176,12 @@ TEST_F(url_test, arguments_are_found_added_and_taken_away) {
 TEST_F(url_test, files_and_their_urls_name_each_other) {
   const ref f = ref::adopt(xp_file_new("/a b/%41/\xC3\xA9?#", -1));
   const ref u = ref::adopt(xp_url_coerce(f.get()));
-  EXPECT_EQ(text(u), "file:///a%20b/%2541/%C3%A9%3F%23");
-  EXPECT_EQ(text(xp_file_coerce(u.get())), text(f));
+  EXPECT_EQ(text_of(u.get()), "file:///a%20b/%2541/%C3%A9%3F%23");
+  EXPECT_EQ(taken(xp_file_coerce(u.get())), text_of(f.get()));
   for (const char *good : {"file:/a/b", "FILE://LOCALHOST/a/b", "file:///a/./b?x#y", "file:///a/%62"})
-    EXPECT_EQ(text(xp_file_coerce(ref::adopt(xp_str_new(good)).get())), "/a/b") << good;
+    EXPECT_EQ(taken(xp_file_coerce(str(good).get())), "/a/b") << good;
   for (const char *bad : {"file://host/a", "file:///a%2Fb", "file:///a%00b", "file:a", "file:"})
-    EXPECT_EQ(xp_file_coerce(ref::adopt(xp_str_new(bad)).get()), nullptr) << bad;
+    EXPECT_EQ(xp_file_coerce(str(bad).get()), nullptr) << bad;
   EXPECT_EQ(xp_file_cfnew(parse("local://app/x").get()), nullptr);
 }
 
