@@ -5,6 +5,7 @@
 #include "ipc/message_port.h"
 #include "ipc/session.h"
 #include "tests/ipc/records.h"
+#include "tests/support/objects.h"
 #include "tests/support/temp_folder.h"
 
 #include <algorithm>
@@ -182,11 +183,10 @@ TEST_F(call_test, requests_that_cannot_carry_their_header) {
 
 TEST_F(call_test, states) {
   xp_obj *c = client_.get();
-  EXPECT_EQ(ipc_connect(c, 1, 0, 0), IpcErrBadState);
-  EXPECT_EQ(ipc_connect_to(c, wire_->peer(), 1, 0, 0), IpcErrBadState);
-  EXPECT_EQ(ipc_connect_mach(c, 1, 0, 0), IpcErrBadState);
-  EXPECT_EQ(ipc_receive(c, nullptr, nullptr, 0, 0), IpcErrBadState);
-  EXPECT_EQ(ipc_poll(c), IpcErrBadState);
+  for (const int32_t refused :
+       {ipc_connect(c, 1, 0, 0), ipc_connect_to(c, wire_->peer(), 1, 0, 0), ipc_connect_mach(c, 1, 0, 0),
+        ipc_receive(c, nullptr, nullptr, 0, 0), ipc_poll(c)})
+    EXPECT_EQ(refused, IpcErrBadState);
   uint32_t uid = 12345;
   EXPECT_EQ(ipc_peer_uid(c, &uid), 0);
   EXPECT_EQ(uid, geteuid());

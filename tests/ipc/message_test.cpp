@@ -6,6 +6,7 @@
 #include "ipc/ntld.h"
 #include "ipc/ntld_raw.h"
 #include "tests/ipc/records.h"
+#include "tests/support/objects.h"
 #include "xp/string/string.h"
 
 #include <memory>
@@ -25,23 +26,16 @@ int32_t load(const xp::ref &m, const std::string &bytes) {
 TEST_F(message_test, buffer_arithmetic) {
   for (auto [capacity, room] : {std::pair(int64_t{IPC_MBUF_STANDARD}, 266168), {0, 4024}, {10, 10}})
     EXPECT_EQ(ipc_mbuf_getmax(xp::ref::adopt(ipc_mbuf_alloc(capacity)).get()), room);
-  EXPECT_EQ(ipc_mbuf_alloc(-1), nullptr);
-  EXPECT_EQ(ipc_mbuf_alloc(INT64_MAX), nullptr);
+  expect({ipc_mbuf_alloc(-1), ipc_mbuf_alloc(INT64_MAX)}, "null null");
 
   xp::ref b = xp::ref::adopt(ipc_mbuf_alloc(10));
   xp_obj *p = b.get();
-  EXPECT_EQ(ipc_mbuf_set(p, "0123456789abc", 13), 10);
-  EXPECT_EQ(ipc_mbuf_consume(p, 4), 6);
-  EXPECT_EQ(*ipc_mbuf_getptr(p), '4');
-  EXPECT_EQ(ipc_mbuf_getmax(p), 6);
-  EXPECT_EQ(ipc_mbuf_setlen(p, 7), 6);
-  EXPECT_EQ(ipc_mbuf_setlen(p, 2), 2);
-  EXPECT_EQ(ipc_mbuf_consume(p, 3), 0);
-  EXPECT_EQ(ipc_mbuf_consume(p, -3), 0);
+  expect({ipc_mbuf_set(p, "0123456789abc", 13), ipc_mbuf_consume(p, 4), *ipc_mbuf_getptr(p) - '0',
+          ipc_mbuf_getmax(p), ipc_mbuf_setlen(p, 7), ipc_mbuf_setlen(p, 2), ipc_mbuf_consume(p, 3),
+          ipc_mbuf_consume(p, -3)},
+         "10 6 4 6 6 2 0 0");
   ipc_mbuf_rewind(p);
-  EXPECT_EQ(ipc_mbuf_getlen(p), 6);
-  EXPECT_EQ(ipc_mbuf_set(p, ipc_mbuf_getptr(p), 3), 3);
-  EXPECT_EQ(ipc_mbuf_set(p, "x", -1), 0);
+  expect({ipc_mbuf_getlen(p), ipc_mbuf_set(p, ipc_mbuf_getptr(p), 3), ipc_mbuf_set(p, "x", -1)}, "6 3 0");
 }
 
 TEST_F(message_test, kept_buffers_come_back_empty) {
@@ -60,19 +54,17 @@ TEST_F(message_test, kept_buffers_come_back_empty) {
 TEST_F(message_test, wire_transcript) {
   xp::ref m = message();
   xp_obj *p = m.get();
-  EXPECT_EQ(ipc_msg_start_params(p), 0);
-  EXPECT_EQ(ipc_msg_set_param_long(p, xp_code("long"), 1), 0);
-  EXPECT_EQ(ipc_msg_set_param_quad(p, xp_code("quad"), -2), 0);
-  EXPECT_EQ(ipc_msg_set_param_tag(p, xp_code("tag "), xp_code("HXrf")), 0);
-  EXPECT_EQ(ipc_msg_set_param_cstr(p, xp_code("cstr"), "abc"), 0);
-  EXPECT_EQ(ipc_msg_set_param_pstr(p, xp_code("pstr"), reinterpret_cast<const uint8_t *>("\2xyz")), 0);
-  xp::ref string = xp::ref::adopt(xp_str_new("h\xC3\xA4"));
-  EXPECT_EQ(ipc_msg_set_param_xpstr(p, xp_code("xstr"), string.get()), 0);
-  EXPECT_EQ(ipc_msg_set_param_xpstr(p, xp_code("none"), nullptr), 0);
-  EXPECT_EQ(ipc_msg_set_param(p, xp_code("whon"), xp_code("ctag"), "HXrf", 4), 0);
-  EXPECT_EQ(ipc_msg_end_params(p), 0);
-  EXPECT_EQ(ipc_msg_set_header(p, {.msgn = __builtin_bswap32(7), .ptyp = 0x1000000, .ptid = 0}), 0);
-  EXPECT_EQ(ipc_msg_package(p), 0);
+  expect({ipc_msg_start_params(p), ipc_msg_set_param_long(p, xp_code("long"), 1),
+          ipc_msg_set_param_quad(p, xp_code("quad"), -2),
+          ipc_msg_set_param_tag(p, xp_code("tag "), xp_code("HXrf")),
+          ipc_msg_set_param_cstr(p, xp_code("cstr"), "abc"),
+          ipc_msg_set_param_pstr(p, xp_code("pstr"), reinterpret_cast<const uint8_t *>("\2xyz")),
+          ipc_msg_set_param_xpstr(p, xp_code("xstr"), str("h\xC3\xA4").get()),
+          ipc_msg_set_param_xpstr(p, xp_code("none"), nullptr),
+          ipc_msg_set_param(p, xp_code("whon"), xp_code("ctag"), "HXrf", 4), ipc_msg_end_params(p),
+          ipc_msg_set_header(p, {.msgn = __builtin_bswap32(7), .ptyp = 0x1000000, .ptid = 0}),
+          ipc_msg_package(p)},
+         "0 0 0 0 0 0 0 0 0 0 0 0");
   const std::string expected =
       record("msgd", "data",
              record("call", "long", "APIC") +
@@ -93,24 +85,21 @@ TEST_F(message_test, wire_transcript) {
   xp_obj *q = copy.get();
   int32_t number;
   int64_t quad;
-  uint32_t word, length;
-  EXPECT_EQ(ipc_msg_get_param_long(q, xp_code("long"), &number), 0);
-  EXPECT_EQ(ipc_msg_get_param_quad(q, xp_code("quad"), &quad), 0);
-  EXPECT_EQ(number + quad, -1);
-  EXPECT_EQ(ipc_msg_get_param_tag(q, xp_code("tag "), &word), 0);
-  EXPECT_EQ(word, xp_code("HXrf"));
-  EXPECT_EQ(ipc_msg_get_info_param(q, xp_code("tag "), &word, &length), 0);
-  EXPECT_EQ(word, xp_code("text"));
-  EXPECT_EQ(length, 4u);
-  EXPECT_EQ(ipc_msg_get_name(q, &word), 0);
-  EXPECT_EQ(word, xp_code("APIC"));
-  EXPECT_EQ(ipc_msg_get_word(q, xp_code("ptyp"), &word), 0);
-  EXPECT_EQ(word, 0x1000000u);
-  xp_obj *text;
-  EXPECT_EQ(ipc_msg_get_param_xpstr(q, xp_code("xstr"), &text), 0);
-  EXPECT_EQ(xp_str_cmpq(xp::ref::adopt(text).get(), "h\xC3\xA4", -1), 0);
-  EXPECT_EQ(ipc_msg_get_param_xpstr(q, xp_code("none"), &text), 0);
-  EXPECT_EQ(text, nullptr);
+  uint32_t tag, name, type, length, ptyp;
+  xp_obj *text, *none;
+  expect({ipc_msg_get_param_long(q, xp_code("long"), &number),
+          ipc_msg_get_param_quad(q, xp_code("quad"), &quad), number, quad},
+         "0 0 1 -2");
+  expect({ipc_msg_get_param_tag(q, xp_code("tag "), &tag),
+          ipc_msg_get_info_param(q, xp_code("tag "), &type, &length), length, ipc_msg_get_name(q, &name),
+          ipc_msg_get_word(q, xp_code("ptyp"), &ptyp), ptyp},
+         "0 0 4 0 0 16777216");
+  EXPECT_EQ(tag, xp_code("HXrf"));
+  EXPECT_EQ(type, xp_code("text"));
+  EXPECT_EQ(name, xp_code("APIC"));
+  expect({ipc_msg_get_param_xpstr(q, xp_code("xstr"), &text),
+          ipc_msg_get_param_xpstr(q, xp_code("none"), &none), text, none},
+         "0 0 h\xC3\xA4 null");
   EXPECT_EQ(memcmp(ipc_msg_get_param_ptr(q, xp_code("cstr")), "abc", 3), 0);
   EXPECT_EQ(xp_ntld_raw_count(ipc_msg_get_content_ptr(q)), 8u);
 }
@@ -216,40 +205,35 @@ TEST_F(message_test, full_to_the_last_byte) {
 TEST_F(message_test, loading_received_bytes) {
   xp::ref m = message();
   const std::string good = reply_bytes(3, record("rslt", "long", be32(5)));
-  int32_t number;
   uint32_t name;
-  EXPECT_EQ(load(m, good), 0);
-  EXPECT_EQ(ipc_msg_get_param_long(m.get(), xp_code("rslt"), &number), 0);
-  EXPECT_EQ(number, 5);
-  // Bytes behind the record do not count.
-  EXPECT_EQ(load(m, good + "tail"), 0);
+  // Whether the bytes load, whether the parameter can be read, and the parameter.
+  auto loaded = [&](const std::string &bytes) {
+    int32_t number;
+    const int32_t loads = load(m, bytes), reads = ipc_msg_get_param_long(m.get(), xp_code("rslt"), &number);
+    return loads != 0 ? "no message" : reads != 0 ? "no block" : std::to_string(number);
+  };
+  EXPECT_EQ(loaded(good), "5");
+  // Bytes behind the record do not count, and a loaded message takes nothing more.
+  EXPECT_EQ(loaded(good + "tail"), "5");
   EXPECT_EQ(bytes_of(m.get()), good);
-  // A loaded message takes nothing more.
   EXPECT_EQ(ipc_msg_set_param_ex(m.get(), 1, 1, nullptr, 0, 0), IpcErrBadMessage);
   EXPECT_EQ(ipc_msg_start_params(m.get()), IpcErrBadMessage);
   // Cut anywhere it is no message, and what it held before is gone.
   for (size_t cut = 0; cut < good.size(); ++cut) {
-    ASSERT_EQ(load(m, good), 0);
-    ASSERT_EQ(load(m, good.substr(0, cut)), IpcErrBadMessage);
+    ASSERT_EQ(loaded(good), "5");
+    ASSERT_EQ(loaded(good.substr(0, cut)), "no message");
     ASSERT_EQ(ipc_msg_get_name(m.get(), &name), IpcErrBadMessage);
     ASSERT_EQ(ipc_msg_size(m.get()), 0);
   }
-  EXPECT_EQ(load(m, lying("msgd", "data", 0xFFFFFFF4, "abcd")), IpcErrBadMessage);
-
+  EXPECT_EQ(loaded(lying("msgd", "data", 0xFFFFFFF4, "abcd")), "no message");
   // Only the parameter block lies: the header can be read, the block counts as absent.
-  const std::string bad_block = reply_bytes(3, lying("rslt", "long", 400, be32(5)));
-  EXPECT_EQ(load(m, bad_block), 0);
+  EXPECT_EQ(loaded(reply_bytes(3, lying("rslt", "long", 400, be32(5)))), "no block");
   EXPECT_EQ(ipc_msg_get_name(m.get(), &name), 0);
-  EXPECT_EQ(ipc_msg_get_param_long(m.get(), xp_code("rslt"), &number), IpcErrBadMessage);
   EXPECT_EQ(ipc_msg_get_content_ptr(m.get()), nullptr);
   EXPECT_EQ(ipc_msg_get_param_ptr(m.get(), xp_code("rslt")), nullptr);
-  // A good one in the same message afterwards is read.
-  EXPECT_EQ(load(m, good), 0);
-  EXPECT_EQ(ipc_msg_get_param_long(m.get(), xp_code("rslt"), &number), 0);
-  // Short numbers are padded with zero bytes at their end.
-  EXPECT_EQ(load(m, reply_bytes(3, record("rslt", "long", "\1\2"))), 0);
-  EXPECT_EQ(ipc_msg_get_param_long(m.get(), xp_code("rslt"), &number), 0);
-  EXPECT_EQ(number, 0x01020000);
+  EXPECT_EQ(loaded(good), "5") << "a good one in the same message afterwards is read";
+  EXPECT_EQ(loaded(reply_bytes(3, record("rslt", "long", "\1\2"))), std::to_string(0x01020000))
+      << "short numbers are padded with zero bytes at their end";
 }
 
 TEST_F(message_test, bytes_that_imitate_an_object_are_read_as_bytes) {

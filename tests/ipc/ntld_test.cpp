@@ -2,11 +2,10 @@
 
 #include "ipc/ntld_raw.h"
 #include "tests/ipc/records.h"
-#include "xp/object/number.h"
+#include "tests/support/objects.h"
 #include "xp/object/record.h"
 #include "xp/object/type.h"
 #include "xp/service/data.h"
-#include "xp/string/string.h"
 
 #include <functional>
 #include <memory>
@@ -182,16 +181,16 @@ TEST_F(ntld_test, package_is_exact_at_every_depth) {
 }
 
 TEST_F(ntld_test, runtime_objects_serialise_and_come_back) {
-  xp::ref text = xp::ref::adopt(xp_str_new("hello"));
+  xp::ref text = str("hello");
   xp::ref packed = xp::ref::adopt(xp_ntld_package(text.get(), xp_code("word")));
   auto *bytes = static_cast<const char *>(xp_data_getptr(packed.get()));
   ASSERT_EQ(std::string(bytes, static_cast<size_t>(xp_data_length(packed.get()))),
             record("word", "xstr", "hello"));
   xp::ref back = xp::ref::adopt(xp_deserialize(text.get(), xp_code("word"), bytes));
-  EXPECT_EQ(xp_str_cmpq(back.get(), "hello", -1), 0);
+  expect({back}, "hello");
 
   uint8_t number[20];
-  xp::ref seven = xp::ref::adopt(xp_number_new(7));
+  xp::ref seven = num(7);
   EXPECT_EQ(xp_serialize(seven.get(), xp_code("numb"), number, sizeof number), 20);
   EXPECT_EQ(std::string(number, number + 20), record("numb", "xnum", "\0\0\0\0\0\0\0\7"s));
   EXPECT_EQ(xp_serialize(seven.get(), xp_code("numb"), number, 19), 0);
@@ -206,17 +205,14 @@ TEST_F(ntld_test, readers_take_builders_and_bytes) {
   auto copy = std::make_unique<uint8_t[]>(filled.size());
   memcpy(copy.get(), filled.data(), filled.size());
   for (const void *p : {static_cast<const void *>(b.get()), static_cast<const void *>(copy.get())}) {
-    EXPECT_EQ(xp_ntld_verify(p, static_cast<uint32_t>(filled.size())), filled.size());
-    EXPECT_EQ(xp_ntld_count(p), 5u);
-    EXPECT_EQ(xp_ntld_getlongbyname(p, xp_code("numb")), -2);
-    EXPECT_EQ(xp_ntld_getlongbyindex(p, 0), -2);
-    EXPECT_EQ(xp_ntld_getlongbyname(p, xp_code("text")), 0);
-    EXPECT_EQ(xp_ntld_gettagbyindex(p, 1), xp_code("HXrf"));
-    EXPECT_EQ(xp_ntld_gettagbyname(p, xp_code("numb")), 0u);
     char text[4] = "xyz";
-    EXPECT_EQ(xp_ntld_getbytesbyname(p, xp_code("text"), nullptr, 0), 2u);
-    EXPECT_EQ(xp_ntld_getbytesbyindex(p, 2, text, 1), 1u);
-    EXPECT_STREQ(text, "ayz");
+    expect({xp_ntld_verify(p, static_cast<uint32_t>(filled.size())) == filled.size(), xp_ntld_count(p),
+            xp_ntld_getlongbyname(p, xp_code("numb")), xp_ntld_getlongbyindex(p, 0),
+            xp_ntld_getlongbyname(p, xp_code("text")), xp_ntld_gettagbyname(p, xp_code("numb")),
+            xp_ntld_getbytesbyname(p, xp_code("text"), nullptr, 0), xp_ntld_getbytesbyindex(p, 2, text, 1),
+            text},
+           "1 5 -2 -2 0 0 2 1 ayz");
+    EXPECT_EQ(xp_ntld_gettagbyindex(p, 1), xp_code("HXrf"));
     EXPECT_EQ(xp_ntld_getbyindex(p, 5), nullptr);
     const uint8_t *sub = xp_ntld_getbyname(p, xp_code("sub1"));
     EXPECT_EQ(xp_ntld_count(sub), 2u);

@@ -62,7 +62,7 @@ inline xp::ref request_of(uint32_t name, std::string_view text = "") {
   return m;
 }
 
-inline std::string text_of(xp_obj *message) {
+inline std::string text_in(xp_obj *message) {
   uint32_t size = 0;
   ipc_msg_get_param(message, xp_code("text"), 0, nullptr, &size);
   std::string text(size, 0);

@@ -21,7 +21,7 @@ constexpr uint32_t endpoint = xp_code("TEST");
 
 // Answers a request's text with itself.
 int32_t echo(xp_obj *request, xp_obj *reply, uint32_t, uint32_t, void *) {
-  std::string text = text_of(request);
+  std::string text = text_in(request);
   ipc_msg_start_params(reply);
   ipc_msg_set_param(reply, xp_code("text"), xp_code("text"), text.data(), static_cast<uint32_t>(text.size()));
   return 0;
@@ -50,7 +50,7 @@ protected:
     xp::ref request = request_of(xp_code("ECHO"), text);
     xp::ref reply = xp::ref::adopt(ipc_msg_alloc(0));
     int32_t code = ipc_call(c.get(), request.get(), reply.get());
-    return code == 0 ? text_of(reply.get()) : "error " + std::to_string(code);
+    return code == 0 ? text_in(reply.get()) : "error " + std::to_string(code);
   }
 
   int32_t session_;

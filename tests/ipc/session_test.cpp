@@ -3,6 +3,7 @@
 #include "ipc/clock.h"
 #include "ipc/session_impl.h"
 #include "tests/ipc/records.h"
+#include "tests/support/objects.h"
 #include "tests/support/temp_folder.h"
 #include "tests/support/threads.h"
 
@@ -39,18 +40,12 @@ protected:
 };
 
 TEST_F(session_test, parsing) {
-  const std::pair<const char *, uint32_t> cases[] = {{"100005", 100005},
-                                                     {"0", 0},
-                                                     {"12\n", 12},
-                                                     {"", 0},
-                                                     {"x1", 0},
-                                                     {"-5", 0},
-                                                     {"4294967294", 0xFFFFFFFE},
-                                                     {"4294967295", 0},
-                                                     {"4294967296", 0},
-                                                     {"99999999999999999999", 0}};
-  for (const auto &[text, number] : cases)
-    EXPECT_EQ(ipc_session_parse(text, static_cast<int64_t>(strlen(text))), number) << text;
+  const std::string texts[] = {"100005", "0",          "12\n",       "",           "x1",
+                               "-5",     "4294967294", "4294967295", "4294967296", "99999999999999999999"};
+  std::string numbers;
+  for (const std::string &text : texts)
+    numbers += std::to_string(ipc_session_parse(text.data(), std::ssize(text))) + " ";
+  EXPECT_EQ(numbers, "100005 0 12 0 0 0 4294967294 0 0 0 ");
   EXPECT_EQ(ipc_session_parse("123", 2), 12u);
   EXPECT_EQ(ipc_session_parse("123", -1), 0u);
   // Numbers that need no look-up.
@@ -110,21 +105,15 @@ TEST_F(session_test, first_use_by_several_threads) {
   EXPECT_EQ(right, 8);
 }
 
-TEST(clock_test, differences_wrap) {
+TEST(clock_test, time_passes_and_differences_wrap) {
   EXPECT_EQ(ipc_time_diff(0xFFFFFFF0, 0x10), 32u);
   EXPECT_EQ(static_cast<int32_t>(ipc_time_diff(0x10, 0xFFFFFFF0)), -32);
-}
-
-TEST(clock_test, time_passes) {
   uint32_t start = ipc_time_msecs();
   ipc_sleep(-5);
-  EXPECT_FALSE(ipc_time_expired(start, 20));
-  EXPECT_FALSE(ipc_time_expired(start, -1));
+  expect({ipc_time_expired(start, 20), ipc_time_expired(start, -1)}, "0 0");
   ipc_sleep(30);
   EXPECT_GE(ipc_time_diff(start, ipc_time_msecs()), 30u);
-  EXPECT_TRUE(ipc_time_expired(start, 20));
-  EXPECT_FALSE(ipc_time_expired(start, -1));
-  EXPECT_TRUE(ipc_time_expired(start, -2));
+  expect({ipc_time_expired(start, 20), ipc_time_expired(start, -1), ipc_time_expired(start, -2)}, "1 0 1");
 }
 
 }  // namespace
