@@ -1,9 +1,6 @@
 #include "tests/webview/webview_fixture.h"
 #include "xp/object/boolean.h"
-#include "xp/object/number.h"
 #include "xp/service/thread.h"
-
-#include <gtest/gtest.h>
 
 #include <cmath>
 
@@ -14,7 +11,7 @@ protected:
   // A request of this number.
   static xp::ref numbered(int64_t number) {
     xp::ref request = xp::ref::adopt(xp_dict_new(0));
-    xp_dict_adopt(request.get(), "id", -1, xp_number_new(number));
+    xp_dict_store(request.get(), "id", -1, num(number).get());
     return request;
   }
 
@@ -32,7 +29,7 @@ protected:
 
 TEST_F(bridge_test, a_request_is_parsed_numbered_and_answered_at_once) {
   answer = [](uint32_t, xp_obj *request) {
-    xp_dict_adopt(request, "result", -1, xp_str_new("it's \"so\""));
+    xp_dict_store(request, "result", -1, str("it's \"so\"").get());
     return int64_t{0};
   };
   engine().post(5, R"({"method":"host-info","args":{"a":[1]},"id":77,"result":"forged"})");
@@ -292,11 +289,10 @@ TEST_F(bridge_test, an_answer_outlives_its_wrapper) {
 TEST_F(bridge_test, an_answer_needs_a_number) {
   const xp::ref request = xp::ref::adopt(xp_dict_new(0));
   EXPECT_EQ(xp_webview_respond(wrapper(), request.get()), -1);
-  xp_dict_adopt(request.get(), "id", -1, xp_str_new("3"));
-  EXPECT_EQ(xp_webview_respond(wrapper(), request.get()), -1);
-  EXPECT_EQ(xp_webview_respond(wrapper(), wrapper()), -1);
-  EXPECT_EQ(xp_webview_respond(request.get(), request.get()), -1);
-  EXPECT_EQ(xp_main_pump(), 0);
+  xp_dict_store(request.get(), "id", -1, str("3").get());
+  expect({xp_webview_respond(wrapper(), request.get()), xp_webview_respond(wrapper(), wrapper()),
+          xp_webview_respond(request.get(), request.get()), xp_main_pump()},
+         "-1 -1 -1 0");
 }
 
 }  // namespace

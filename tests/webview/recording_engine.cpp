@@ -116,24 +116,15 @@ void recording_engine::background(uint32_t rgb) {
 }
 
 xp_engine_value page_number(double number) {
-  xp_engine_value value;
-  value.is = xp_engine_value::kind::number;
-  value.number = number;
-  return value;
+  return {.is = xp_engine_value::kind::number, .number = number, .boolean = false, .text = {}};
 }
 
 xp_engine_value page_text(std::string text) {
-  xp_engine_value value;
-  value.is = xp_engine_value::kind::text;
-  value.text = std::move(text);
-  return value;
+  return {.is = xp_engine_value::kind::text, .number = 0, .boolean = false, .text = std::move(text)};
 }
 
 xp_engine_value page_boolean(bool boolean) {
-  xp_engine_value value;
-  value.is = xp_engine_value::kind::boolean;
-  value.boolean = boolean;
-  return value;
+  return {.is = xp_engine_value::kind::boolean, .number = 0, .boolean = boolean, .text = {}};
 }
 
 xp_engine_result page_result(xp_engine_value value) {

@@ -4,26 +4,11 @@
 #define TESTS_WEBVIEW_WEBVIEW_FIXTURE_H
 
 #include "tests/support/leak_check.h"
+#include "tests/support/objects.h"
 #include "tests/webview/recording_engine.h"
 #include "webview/webview.h"
 #include "xp/dict/dict.h"
-#include "xp/object/ref.h"
-#include "xp/plist/plist.h"
 #include "xp/service/main_queue.h"
-#include "xp/string/string.h"
-
-// The text of an object, "null" for none; a dictionary as JSON with its keys in order.
-inline std::string text_of(xp_obj *obj) {
-  if (obj == nullptr) return "null";
-  const bool dict = xp_type(obj) == xp_dict_type();
-  const xp::ref text =
-      xp::ref::adopt(dict ? xp_plist_string(obj, XP_PLIST_JSON_BARE, 0) : xp_str_coerce(obj));
-  return {xp_str_getptr(text.get()), static_cast<size_t>(xp_str_length(text.get()))};
-}
-
-inline xp::ref str(const char *text) {
-  return xp::ref::adopt(xp_str_new(text));
-}
 
 class webview_fixture : public leak_check {
 public:

@@ -1,7 +1,7 @@
 // The bridge, the scheme and the loads over the real engine.
 
+#include "tests/support/objects.h"
 #include "tests/webview/gtk/page_fixture.h"
-#include "xp/string/string.h"
 
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -13,11 +13,7 @@
 
 namespace {
 
-class engine_test : public page_fixture {};
-
-xp::ref str(const std::string &text) {
-  return xp::ref::adopt(xp_str_make(text.data(), static_cast<int64_t>(text.size())));
-}
+using engine_test = page_fixture;
 
 // --- The bridge ---
 
@@ -197,10 +193,9 @@ TEST_F(engine_test, a_refused_navigation_leaves_the_page) {
 
 TEST_F(engine_test, scripts_whose_value_cannot_leave_the_page_are_no_errors) {
   load_page("<p>");
-  EXPECT_EQ(evaluate("Promise.resolve(1)"), "null");
-  EXPECT_EQ(evaluate("(function () {})"), "null");
-  EXPECT_EQ(evaluate("({ a: [1, 'x'] })"), "{\"a\":[1,\"x\"]}");
-  EXPECT_EQ(evaluate("'a\\u0000b'"), std::string("a\0b", 3));
+  expect({evaluate("Promise.resolve(1)"), evaluate("(function () {})"), evaluate("({ a: [1, 'x'] })"),
+          evaluate("'a\\u0000b'")},
+         std::string("null null {\"a\":[1,\"x\"]} a\0b", 29));
   EXPECT_NE(evaluate("nobody").find("error: "), std::string::npos);
 }
 

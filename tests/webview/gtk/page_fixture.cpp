@@ -1,14 +1,13 @@
 #include "tests/webview/gtk/page_fixture.h"
 
+#include "tests/support/leak_check.h"
+#include "tests/support/objects.h"
 #include "webview/gtk/platform.h"
 #include "xp/array/tuple.h"
 #include "xp/dict/dict.h"
-#include "xp/object/number.h"
 #include "xp/object/type.h"
-#include "xp/plist/plist.h"
 #include "xp/service/main_queue.h"
 #include "xp/service/thread.h"
-#include "xp/string/string.h"
 
 #include <algorithm>
 
@@ -29,14 +28,8 @@ int32_t post_to_main_loop(xp_work work, void *argument) {
   return 0;
 }
 
-std::string text_of(xp_obj *obj) {
-  const xp::ref text = xp::ref::adopt(xp_str_coerce(obj));
-  return text ? std::string(xp_str_getptr(text.get()), static_cast<size_t>(xp_str_length(text.get())))
-              : "null";
-}
-
 std::string member(xp_obj *dict, const char *key) {
-  return text_of(xp::ref::adopt(xp_dict_fetch(dict, key, -1)).get());
+  return taken(xp_dict_fetch(dict, key, -1));
 }
 
 // Gives a request's own arguments back as its result.
@@ -59,8 +52,7 @@ void page_fixture::SetUpTestSuite() {
 }
 
 void page_fixture::SetUp() {
-  for (int64_t i = 0; i < 10; ++i)
-    xp_release(xp_number_new(i));
+  leak_check::warm_up();
   objects_ = xp::live_objects();
 }
 
@@ -83,7 +75,7 @@ xp_obj *page_fixture::wrapper(const char *policy) {
 
 void page_fixture::load(const std::string &address) {
   events.clear();
-  xp_webview_seturl(wrapper(), xp::ref::adopt(xp_str_new(address.c_str())).get());
+  xp_webview_seturl(wrapper(), str(address).get());
   xp_webview_load(wrapper());
   EXPECT_TRUE(wait_for([this] { return count("22") + count("23") > 0; })) << address;
 }
@@ -162,18 +154,14 @@ int64_t page_fixture::on_resource(xp_obj *request) {
   seen[address] = {.method = member(request, "method"), .data = member(request, "data")};
   const auto page = pages.find(address);
   if (page == pages.end()) return -1;
-  xp_dict_adopt(request, "response", -1,
-                xp_str_make(page->second.data(), static_cast<int64_t>(page->second.size())));
-  xp_dict_adopt(request, "mimetype", -1, xp_str_new("text/html; charset=utf-8"));
+  xp_dict_store(request, "response", -1, str(page->second).get());
+  xp_dict_store(request, "mimetype", -1, str("text/html; charset=utf-8").get());
   return 0;
 }
 
 int64_t page_fixture::on_request(xp_obj *wrapper, xp_obj *request) {
-  if (request == nullptr) {
-    requests.emplace_back("null");
-    return 0;
-  }
-  requests.push_back(text_of(xp::ref::adopt(xp_plist_string(request, XP_PLIST_JSON_BARE, 0)).get()));
+  requests.push_back(text_of(request));
+  if (request == nullptr) return 0;
   const xp::ref work = xp::ref::adopt(xp_tuple_new(2, wrapper, request));
   const xp::ref thread = xp::ref::adopt(xp_thr_new(answer_request, xp_retain(work.get())));
   if (!thread) {

@@ -1,8 +1,8 @@
 // Pages of a web server: whose certificate is accepted, and who may use the bridge.
 
+#include "tests/support/objects.h"
 #include "tests/webview/gtk/page_fixture.h"
 #include "xp/dict/dict.h"
-#include "xp/object/number.h"
 
 #include <gtest/gtest.h>
 #include <libsoup/soup.h>
@@ -97,7 +97,7 @@ TEST_F(server_test, a_foreign_page_cannot_reach_the_bridge) {
   EXPECT_EQ(evaluate("location.protocol + window.posted"), "http:1");
   // An answer that comes late is not run into it.
   const xp::ref late = xp::ref::adopt(xp_dict_new(0));
-  xp_dict_adopt(late.get(), "id", -1, xp_number_new(1));
+  xp_dict_store(late.get(), "id", -1, num(1).get());
   EXPECT_EQ(xp_webview_respond(wrapper(), late.get()), 0);
   run_for(200);
   EXPECT_TRUE(requests.empty());
