@@ -3,7 +3,7 @@
 #include "ipc/errors.h"
 #include "setup/daemon_request.h"
 #include "tests/setup/scripted_daemon.h"
-#include "xp/string/string.h"
+#include "tests/support/objects.h"
 
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -50,10 +50,9 @@ TEST_F(apic, sends_records_and_hands_the_reply_out) {
   EXPECT_EQ(daemon.take_requests(), words{"4117 indx=-2"});
   const uint8_t *block = vane_apic_getdata(reply);
   EXPECT_EQ(described(block), " host:server void: rslt=0");
-  const xp::ref host = xp::ref::adopt(cv_setup_ntld_getstr(block, xp_code("host")));
-  EXPECT_EQ(xp_str_cmpq(host.get(), "server", -1), 0);
-  EXPECT_EQ(cv_setup_ntld_getstr(block, xp_code("void")), nullptr);
-  EXPECT_EQ(cv_setup_ntld_getstr(nullptr, xp_code("host")), nullptr);
+  expect({cv_setup_ntld_getstr(block, xp_code("host")), cv_setup_ntld_getstr(block, xp_code("void")),
+          cv_setup_ntld_getstr(nullptr, xp_code("host"))},
+         "server null null");
   vane_apic_stop(reply);
   EXPECT_EQ(vane_apic_call(vane_apic_start(0x4117, 0), nullptr), 0) << "a reply that is not wanted ends here";
   for (const auto &[code, expected] : {std::pair(1U, -7), {2U, 12}, {3U, int32_t(IpcErrBadMessage)}})

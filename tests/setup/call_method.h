@@ -4,13 +4,10 @@
 #define TESTS_SETUP_CALL_METHOD_H
 
 #include "setup/dispatcher.h"
+#include "tests/support/objects.h"
 #include "xp/array/tuple.h"
 #include "xp/dict/dict.h"
-#include "xp/object/ref.h"
 #include "xp/plist/plist.h"
-#include "xp/string/string.h"
-
-#include <string>
 
 inline xp::ref parse_json(const std::string &text) {
   const xp::ref list =
@@ -21,9 +18,7 @@ inline xp::ref parse_json(const std::string &text) {
 // A request's "result" as compact JSON text with its keys in byte order; "none" when it has none.
 inline std::string result_of(xp_obj *request) {
   const xp::ref result = xp::ref::adopt(xp_dict_fetch(request, "result", -1));
-  if (!result) return "none";
-  const xp::ref text = xp::ref::adopt(xp_plist_string(result.get(), XP_PLIST_JSON_BARE, 0));
-  return {xp_str_getptr(text.get()), static_cast<size_t>(xp_str_length(text.get()))};
+  return result ? taken(xp_plist_string(result.get(), XP_PLIST_JSON_BARE, 0)) : "none";
 }
 
 inline std::string call_request(const std::string &json) {

@@ -109,22 +109,17 @@ TEST_F(methods_framework, each_option_has_a_bit_of_its_own) {
 }
 
 TEST_F(methods_framework, open_page_opens_the_pages_of_its_table) {
-  const std::pair<const char *, lines> rows[] = {
-      {R"("assets")", {"page 0 mine"}},
-      {R"("info")", {"page 0 info"}},
-      {R"("feedback")", {"page 0 dexf"}},
-      {R"("assist")", {"page 0 asst"}},
-      {R"("Problem")", {"page 0 dexh"}},
-      {R"("SCRIPTS")", {"page 0 dexs"}},
-      {R"("ticket")", {"page 0 tckt"}},
-      {R"("")", {}},
-      {R"("infos")", {}},
-      {"7", {}},
+  const auto open = [](const std::string &page) {
+    return call_method("open-page", R"({"page":)" + page + "}");
   };
-  for (const auto &[page, calls] : rows) {
-    EXPECT_EQ(call_method("open-page", std::string(R"({"page":)") + page + "}"), "none");
-    EXPECT_EQ(take_calls(), calls) << page;
+  for (const auto &[page, code] : pairs_of("assets>mine info>info feedback>dexf assist>asst Problem>dexh "
+                                           "SCRIPTS>dexs ticket>tckt")) {
+    EXPECT_EQ(open("\"" + page + "\""), "none");
+    EXPECT_EQ(take_calls(), lines{"page 0 " + code}) << page;
   }
+  for (const char *page : {R"("")", R"("infos")", "7"})
+    EXPECT_EQ(open(page), "none");
+  EXPECT_EQ(take_calls(), lines{});
 }
 
 TEST_F(methods_framework, ensure_logon_reports_whichever_call_failed) {

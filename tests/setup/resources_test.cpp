@@ -2,15 +2,12 @@
 
 #include "setup/dispatcher.h"
 #include "tests/support/leak_check.h"
+#include "tests/support/objects.h"
 #include "tests/support/temp_folder.h"
 #include "webview/webview.h"
 #include "xp/dict/dict.h"
-#include "xp/object/ref.h"
-#include "xp/string/string.h"
 
 #include <sys/stat.h>
-
-#include <string>
 
 namespace {
 
@@ -41,12 +38,11 @@ protected:
   // What event 11 answers for an address: "media type|content".
   static std::string answer(const std::string &url) {
     const xp::ref event = xp::ref::adopt(xp_dict_new(XP_DICT_NOCASE));
-    xp_dict_adopt(event.get(), "url", -1, xp_str_make(url.data(), static_cast<int64_t>(url.size())));
+    xp_dict_store(event.get(), "url", -1, str(url).get());
     EXPECT_EQ(cv_setup_ui_callback(nullptr, XP_WEBVIEW_RESOURCE, event.get(), 0), 0);
     const auto part = [&](const char *key) {
       const xp::ref value = xp::ref::adopt(xp_dict_fetch(event.get(), key, -1));
-      return value ? std::string(xp_str_getptr(value.get()), static_cast<size_t>(xp_str_length(value.get())))
-                   : "-";
+      return value ? text_of(value.get()) : "-";
     };
     return part("mimetype") + "|" + part("response");
   }
@@ -55,34 +51,22 @@ protected:
 };
 
 TEST_F(resources, maps_addresses_to_files) {
-  const std::pair<std::string, std::string> rows[] = {
-      {"local://app/setup.html", "text/html|<p>{{no placeholder}}\r\n"},
-      {"local://app/setup.html?x=1", "text/html|-"},
-      {"local://app/readme", "text/html|readme"},
-      {"local://app/readme?x=1", "text/html|readme"},
-      {"local://app/readme?v=1.5/6", "text/html|readme"},
-      {"local://app/site.css", "text/css|body{}"},
-      {"local://app/css/nested/site.css", "text/css|body{}"},
-      {"local://app/deep/inner.css", "text/css|-"},
-      {"local://app/empty.js", "text/javascript|"},
-      {"local://app/logo.png", "-|" + std::string("\x89PNG\0\1", 6)},
-      {"local://app/.hidden", "-|hidden"},
-      {"local:///top.html", "text/html|top"},
-      {"top", "text/html|top"},
-      {"local://app/SETUP.html", "text/html|-"},
-      {"local://other/setup.html", "text/html|-"},
-      {"", "text/html|-"},
+  EXPECT_EQ(answer("local://app/setup.html"), "text/html|<p>{{no placeholder}}\r\n");
+  EXPECT_EQ(answer("local://app/logo.png"), "-|" + std::string("\x89PNG\0\1", 6));
+  EXPECT_EQ(answer(""), "text/html|-");
+  const auto rows = pairs_of(
+      "local://app/setup.html?x=1>text/html|- local://app/readme>text/html|readme "
+      "local://app/readme?x=1>text/html|readme local://app/readme?v=1.5/6>text/html|readme "
+      "local://app/site.css>text/css|body{} local://app/css/nested/site.css>text/css|body{} "
+      "local://app/deep/inner.css>text/css|- local://app/empty.js>text/javascript| "
+      "local://app/.hidden>-|hidden "
+      "local:///top.html>text/html|top top>text/html|top local://app/SETUP.html>text/html|- "
+      "local://other/setup.html>text/html|- "
       // Media types alone.
-      {"local://app/a.HTML", "text/html|-"},
-      {"local://app/a.Css?x.js", "text/css|-"},
-      {"local://app/a.min.svg", "image/svg+xml|-"},
-      {"local://app/a.html5", "-|-"},
-      {"local://app/a.htm", "-|-"},
-      {"local://app/a.", "-|-"},
-      {"local://app.css/a", "text/html|-"},
-      {"local://app/a?b.css", "text/html|-"},
-      {"local://app/.css", "text/css|-"},
-  };
+      "local://app/a.HTML>text/html|- local://app/a.Css?x.js>text/css|- "
+      "local://app/a.min.svg>image/svg+xml|- "
+      "local://app/a.html5>-|- local://app/a.htm>-|- local://app/a.>-|- local://app.css/a>text/html|- "
+      "local://app/a?b.css>text/html|- local://app/.css>text/css|-");
   for (const auto &[url, expected] : rows)
     EXPECT_EQ(answer(url), expected) << url;
 }
