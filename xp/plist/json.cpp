@@ -20,10 +20,15 @@ public:
 
   int64_t run() {
     for (skip_blank(); at_ < end_; skip_blank()) {
+      token_ = at_;
       if (int64_t result = token(); result != XP_JSON_OK) return result;
     }
+    token_ = end_;
     return container_ == nullptr ? XP_JSON_OK : XP_JSON_TRUNCATED;
   }
+
+  // Where the last token began; the end of a text that was read to its end.
+  const char *last_token() const { return token_; }
 
 private:
   static constexpr ptrdiff_t max_nodes = 32;
@@ -175,6 +180,7 @@ private:
 
   const char *at_;
   const char *end_;
+  const char *token_ = nullptr;
   xp_json_handler handler_;
   void *context_;
   xp_json_node *container_ = nullptr;  // innermost open container
@@ -224,6 +230,13 @@ int64_t xp_json_parse(const char *text, xp_json_handler handler, void *context) 
 int64_t xp_json_parsetext(const char *text, int64_t length, xp_json_handler handler, void *context) {
   if (text == nullptr || length < 0) return xp_json_parse(text, handler, context);
   return tokenizer(text, text + strnlen(text, static_cast<size_t>(length)), handler, context).run();
+}
+
+int64_t xp_json_locate(std::string_view text, xp_json_handler handler, void *context, int64_t *place) {
+  tokenizer tokens(text.data(), text.data() + text.size(), handler, context);
+  const int64_t result = tokens.run();
+  *place = tokens.last_token() - text.data();
+  return result;
 }
 
 int32_t xp_json_nodenamed(const xp_json_node *node, const char *name, int64_t length) {

@@ -7,6 +7,8 @@
 
 #include <stdint.h>
 
+#include <string_view>
+
 enum xp_json_kind : int32_t {
   XP_JSON_OBJECT = 0,
   XP_JSON_ARRAY = 1,
@@ -50,6 +52,10 @@ int64_t xp_json_parse(const char *text, xp_json_handler handler, void *context);
 
 // The same for `length` bytes, which need no terminating zero; a zero byte among them ends the text.
 int64_t xp_json_parsetext(const char *text, int64_t length, xp_json_handler handler, void *context);
+
+// The same for a text without zero bytes; `place` becomes the offset of the token at which reading stopped,
+// the text's size where its end was reached.
+int64_t xp_json_locate(std::string_view text, xp_json_handler handler, void *context, int64_t *place);
 
 // 1 when the node's text equals the name, ASCII letters folded; else 0.
 int32_t xp_json_nodenamed(const xp_json_node *node, const char *name, int64_t length);

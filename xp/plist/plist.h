@@ -33,10 +33,10 @@ uint32_t xp_plist_type();
 
 // Reads a text into a new list. A style of 0 to 8 chooses the reader, any above the XML reader. A negative
 // style detects the kind of text (xp/plist/detect.h), binary property lists among them, which are read by
-// their whole length; a zero byte ends every other text. JSON and what has no text form of its own take a
-// style by what was read: JSON 1 when detected, else the style that was asked for; binary and XML property
-// lists and dictionary files 0, XML-RPC and SOAP 6, item lists 7. A null text gives an empty dictionary in
-// the style (0 when there is no such style).
+// their whole length; a zero byte ends every other text, 16-bit XML apart. The list has the style that was
+// asked for or detected (JSON: 1); where XML was read, or a binary list, 0 for property lists and dictionary
+// files, 6 for XML-RPC and SOAP, 7 for item lists. A null text gives an empty dictionary in the style (0 when
+// there is no such style).
 //
 // Null when nothing could be read: on a fault anywhere, or a second root. `fault`, which may be null, then
 // tells where and why ("out of memory" when it was exhausted); with a list its reason is null.

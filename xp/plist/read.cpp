@@ -3,7 +3,6 @@
 #include "xp/dict/dict.h"
 #include "xp/object/ref.h"
 #include "xp/plist/detect.h"
-#include "xp/plist/json_tree.h"
 #include "xp/plist/plist.h"
 #include "xp/plist/plist_impl.h"
 #include "xp/plist/reader.h"
@@ -43,20 +42,18 @@ int32_t style_of(xp_plist_kind kind) {
   return XP_PLIST_XML;
 }
 
-// A zero byte ends every form but the binary one.
+// A zero byte ends every text; the reader of XML sees to that itself, for it reads 16-bit texts, too.
 xp_obj *read_tree(std::string_view bytes, xp_plist_kind kind, int32_t &style, xp_plist_fault &fault) {
   const std::string_view text = bytes.substr(0, bytes.find('\0'));
   switch (kind) {
-    case xp_plist_kind::json: return xp_plist_jsontree(text.data(), std::ssize(text));
+    case xp_plist_kind::json: return xp::read_json(text, fault);
     case xp_plist_kind::sections: return xp::read_sections(text, fault);
     case xp_plist_kind::arguments: return xp::read_arguments(text, fault);
     case xp_plist_kind::css: return xp::read_css(text, fault);
     case xp_plist_kind::binary: return xp::read_binary(bytes, fault);
-    case xp_plist_kind::xml: return xp::read_xml(text, style, fault);
-    default: break;
+    case xp_plist_kind::xml: break;
   }
-  fault.reason = "a form of text that has no reader";
-  return nullptr;
+  return xp::read_xml(bytes, style, fault);
 }
 
 xp_obj *wrap(xp::ref root, int32_t style, xp_plist_fault &fault) {
@@ -72,7 +69,6 @@ xp_obj *read(std::string_view bytes, int32_t style, xp_plist_fault &fault) {
   if (style < 0) style = style_of(kind);
   fault = no_fault;
   xp::ref root = xp::ref::adopt(read_tree(bytes, kind, style, fault));
-  if (!root && fault.reason == nullptr) fault.reason = "no value";
   return root ? wrap(std::move(root), style, fault) : nullptr;
 }
 

@@ -145,7 +145,9 @@ xp_obj *xp::read_xml(std::string_view text, int32_t &style, xp_plist_fault &faul
   static constexpr int32_t styles[] = {0, 0, 6, 6, 7};
   const outcome first = read_as(document::any, text, fault);
   if (first.form != document::any) style = styles[first.form];
-  if (first.root != nullptr || !first.may_be_dic) return first.root;
+  if (first.root != nullptr || !first.may_be_dic || fault.reason == "out of memory"sv) return first.root;
   xp_plist_fault as_dictionary_file{};
-  return xp_plist_dicparser(text, &as_dictionary_file);
+  xp_obj *root = xp_plist_dicparser(text, &as_dictionary_file);
+  if (root == nullptr && as_dictionary_file.reason == "out of memory"sv) fault = as_dictionary_file;
+  return root;
 }
