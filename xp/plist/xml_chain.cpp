@@ -140,14 +140,14 @@ xp_obj *xp_plist_xmlparser(std::string_view text, xp_plist_fault *fault) {
 
 // The forms tell each other apart by their root elements, but for the dictionary file, whose root could be
 // that of a property list. So one look at the root does for trying all forms in turn, and only what failed as
-// a property list is read again.
+// a property list is read again. The fault is that of the one that came further.
 xp_obj *xp::read_xml(std::string_view text, int32_t &style, xp_plist_fault &fault) {
   static constexpr int32_t styles[] = {0, 0, 6, 6, 7};
   const outcome first = read_as(document::any, text, fault);
   if (first.form != document::any) style = styles[first.form];
   if (first.root != nullptr || !first.may_be_dic || fault.reason == "out of memory"sv) return first.root;
-  xp_plist_fault as_dictionary_file{};
-  xp_obj *root = xp_plist_dicparser(text, &as_dictionary_file);
-  if (root == nullptr && as_dictionary_file.reason == "out of memory"sv) fault = as_dictionary_file;
+  xp_plist_fault again{};
+  xp_obj *root = xp_plist_dicparser(text, &again);
+  if (root == nullptr && (again.offset > fault.offset || again.reason == "out of memory"sv)) fault = again;
   return root;
 }

@@ -22,7 +22,10 @@ public:
   xml_text(const xml_text &) = delete;
   xml_text &operator=(const xml_text &) = delete;
 
-  std::string_view view() const { return {bytes_, length_}; }
+  // With a pointer even when it is empty, for those who take a null one for no text at all.
+  std::string_view view() const {
+    return length_ == 0 ? std::string_view("") : std::string_view(bytes_, length_);
+  }
   void clear() { length_ = 0; }
 
   // False, with nothing changed, when memory is exhausted.

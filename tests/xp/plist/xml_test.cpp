@@ -1,0 +1,436 @@
+// XML: the reader of events, the five forms of lists over it, and what hostile texts get.
+
+#include "xp/service/xml.h"
+
+#include "tests/support/leak_check.h"
+#include "xp/array/array.h"
+#include "xp/dict/dict.h"
+#include "xp/object/boolean.h"
+#include "xp/object/memory_testing.h"
+#include "xp/object/number.h"
+#include "xp/object/ref.h"
+#include "xp/plist/checksum.h"
+#include "xp/plist/plist.h"
+#include "xp/plist/reader.h"
+#include "xp/plist/xml_forms.h"
+#include "xp/service/data.h"
+#include "xp/service/date.h"
+#include "xp/string/string.h"
+
+#include <memory>
+#include <random>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace {
+
+using namespace std::string_literals;
+
+class xml : public leak_check {};
+
+std::string repeated(std::string_view piece, int times) {
+  std::string all;
+  for (int i = 0; i < times; ++i)
+    all += piece;
+  return all;
+}
+
+std::string in_16_bits(std::string_view ascii, bool big) {
+  std::string wide = big ? "\xFE\xFF"s : "\xFF\xFE"s;
+  for (const char byte : ascii) {
+    wide += big ? '\0' : byte;
+    wide += big ? byte : '\0';
+  }
+  return wide;
+}
+
+// --- The reader ---
+
+struct transcript {
+  std::string lines;
+  int stop_at = -1;  // the event that stops
+};
+
+const char *note(transcript &log, std::string_view line) {
+  log.lines += line;
+  return log.stop_at-- == 0 ? "enough" : nullptr;
+}
+
+constexpr xp_xml_handler recorder = {
+    .opens = [](void *log, std::string_view name, const xp_xml_attributes *attributes) -> const char * {
+      std::string line = "<" + std::string(name);
+      for (int64_t i = 0; i < attributes->count; ++i)
+        line += " "s + attributes->pairs[2 * i] + "=" + attributes->pairs[2 * i + 1];
+      return note(*static_cast<transcript *>(log), line + ">");
+    },
+    .closes = [](void *log) -> const char * { return note(*static_cast<transcript *>(log), "</>"); },
+    .text = [](void *log, std::string_view piece) -> const char * {
+      return note(*static_cast<transcript *>(log), piece);
+    }};
+
+// What is told of a text in a block of exactly its size, then the fault, if any.
+std::string events(std::string_view text, int stop_at = -1) {
+  const std::unique_ptr<char[]> exact(new char[text.size()]);
+  text.copy(exact.get(), text.size());
+  transcript log{.lines = {}, .stop_at = stop_at};
+  xp_xml_fault fault{};
+  if (xp_xml_parse(exact.get(), static_cast<int64_t>(text.size()), &recorder, &log, &fault) == 0)
+    return log.lines;
+  return log.lines + "|" + std::to_string(fault.offset) + " " + fault.reason;
+}
+
+TEST_F(xml, tells_what_it_meets) {
+  EXPECT_EQ(events("<?xml version='1.0'?><!-- c --><a:b x='1' y:z=\"&lt;&#x41;\n\"><?p "
+                   "i?>t&amp;<![CDATA[<&]]>\r\n<c/></a:b>"),
+            "<a:b x=1 y:z=<A >t&<&\n<c></></>");
+  const std::string umlaut = "<a>\xC3\xA4</>";
+  EXPECT_EQ(events("<?xml version='1.0' encoding='ISO-8859-1'?><a>\xE4</a>"), umlaut);
+  EXPECT_EQ(events("\xEF\xBB\xBF<a>\xC3\xA4</a>"), umlaut);
+  EXPECT_EQ(events("<?xml version='1.0' encoding='US-ASCII'?><a>&#228;</a>"), umlaut);
+  for (const bool big : {false, true})
+    EXPECT_EQ(events(in_16_bits("<a>&#228;</a>", big)), umlaut);
+  EXPECT_EQ(events("<!DOCTYPE a SYSTEM 'file:///etc/passwd'><a b='&quot;&#38;'>&gt;</a>"), "<a b=\"&>></>");
+  const std::string_view text = "<a><b>t</b></a>";
+  for (int stop = 0; stop < 5; ++stop)
+    EXPECT_TRUE(events(text, stop).ends_with(" enough")) << stop;
+  EXPECT_EQ(events(text, 2), "<a><b>t|6 enough");
+  const char *pairs[] = {"a", "1", "b", "2", nullptr};
+  const xp_xml_attributes attributes = {.pairs = pairs, .count = 2};
+  EXPECT_STREQ(xp_xml_attribute(&attributes, "b"), "2");
+  EXPECT_EQ(xp_xml_attribute(&attributes, "2"), nullptr);
+}
+
+TEST_F(xml, expands_nothing_and_fetches_nothing) {
+  const std::string unknown = " a reference to an entity that XML does not predefine";
+  const std::string declares = " a document type with declarations";
+  EXPECT_EQ(events("<a>&nbsp;</a>"), "<a>|3 undefined entity");
+  EXPECT_EQ(events("<!DOCTYPE a SYSTEM 'b'><a>&nbsp;</a>"), "<a>|26" + unknown);
+  EXPECT_EQ(events("<!DOCTYPE a SYSTEM 'b'><a b='&nbsp;'/>"), "|23" + unknown);
+  for (const bool big : {false, true}) {
+    EXPECT_EQ(events(in_16_bits("<!DOCTYPE a SYSTEM 'b'><a b='&nbsp;'/>", big)), "|48" + unknown);
+    EXPECT_EQ(events(in_16_bits("<!DOCTYPE a SYSTEM 'b'><a b='&amp;&#65;'/>", big)), "<a b=&A></>");
+  }
+  std::string laughs = "<!DOCTYPE a [<!ENTITY l0 'ha'>";
+  for (int i = 1; i < 10; ++i)
+    laughs +=
+        "<!ENTITY l" + std::to_string(i) + " '" + repeated("&l" + std::to_string(i - 1) + ";", 10) + "'>";
+  const std::string quadratic = "<!DOCTYPE a [<!ENTITY q '" + std::string(50'000, 'q') + "'>";
+  for (const std::string &subset :
+       {laughs, quadratic, "<!DOCTYPE a [<!ENTITY e SYSTEM 'file:///etc/passwd'>"s,
+        "<!DOCTYPE a [<!ENTITY % p SYSTEM 'http://localhost/p'> %p;"s,
+        "<!DOCTYPE a [<!ATTLIST a b CDATA 'c'>"s}) {
+    const std::string result = events(subset + "]><a>" + repeated("&l9;&q;&e;", 1000) + "</a>");
+    EXPECT_TRUE(result.starts_with("|") && result.ends_with(declares)) << result.substr(0, 100);
+  }
+}
+
+TEST_F(xml, limits) {
+  const auto nested = [](int levels) { return repeated("<a>", levels) + repeated("</a>", levels); };
+  EXPECT_EQ(events(nested(XP_XML_DEEPEST)).find('|'), std::string::npos);
+  const std::string too_deep = "|" + std::to_string(3 * XP_XML_DEEPEST) + " elements nested too deep";
+  EXPECT_TRUE(events(nested(XP_XML_DEEPEST + 1)).ends_with(too_deep));
+  EXPECT_TRUE(events(repeated("<a>", 100'000)).ends_with(too_deep)) << "never closed";
+  const std::string name(XP_XML_LONGEST_NAME, 'n');
+  EXPECT_EQ(events("<" + name + " " + name + "='1'/>"), "<" + name + " " + name + "=1></>");
+  EXPECT_EQ(events("<" + name + "n/>"), "|0 an element's name that is too long");
+  EXPECT_EQ(events("<a " + name + "n=''/>"), "|0 an attribute's name that is too long");
+  std::string attributes;
+  for (int i = 0; i < XP_XML_MOST_ATTRIBUTES; ++i)
+    attributes += " a" + std::to_string(i) + "=''";
+  EXPECT_EQ(events("<a" + attributes + "/>").find('|'), std::string::npos);
+  EXPECT_EQ(events("<a" + attributes + " b=''/>"), "|0 too many attributes");
+  EXPECT_EQ(events(""), "|0 no element found");
+  EXPECT_EQ(xp_xml_parse(nullptr, 0, &recorder, nullptr, nullptr), -1);
+}
+
+// --- The forms ---
+
+struct reading {
+  xp::ref tree;
+  int32_t style = -1;
+  xp_plist_fault fault{};
+};
+
+reading read(std::string_view text) {
+  reading one;
+  one.tree = xp::ref::adopt(xp::read_xml(text, one.style, one.fault));
+  return one;
+}
+
+std::string written(const xp::ref &tree, int32_t style) {
+  const xp::ref text = xp::ref::adopt(xp_plist_string(tree.get(), style, 1));
+  return {xp_str_getptr(text.get()), static_cast<size_t>(xp_str_length(text.get()))};
+}
+
+// The style and the tree as JSON, or the fault.
+std::string read_text(std::string_view text) {
+  const reading one = read(text);
+  if (!one.tree) return std::to_string(one.fault.offset) + " " + one.fault.reason;
+  return std::to_string(one.style) + " " + written(one.tree, XP_PLIST_JSON_BARE);
+}
+
+struct example {
+  std::string text;
+  std::string result;
+};
+
+void expect_all(const std::vector<example> &examples) {
+  for (const example &one : examples)
+    EXPECT_EQ(read_text(one.text), one.result) << one.text;
+}
+
+TEST_F(xml, property_lists) {
+  expect_all({
+      {"\n<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<!DOCTYPE plist PUBLIC \"-//X//DTD PLIST 1.0//EN\" "
+       "\"http://x/y.dtd\">\n"
+       "<plist version=\"1.0\">\n<dict>\n <key>b</key> <true/>\n <key>a&amp;</key> <array> <false /> "
+       "</array>\n"
+       " <key>B</key><dict/>\n <key>b</key><string> <![CDATA[<x>]]>&lt;\n</string>\n</dict>\n</plist>\n",
+       R"(0 {"B":{},"a&":[false],"b":" <x><\n"})"},
+      {"<array><integer> -12 </integer><integer>+0x1f</integer><integer>-0X8000000000000000</integer>"
+       "<integer>18446744073709551615</integer><integer>123456789012345678901</integer></array>",
+       "0 [-12,31,-9223372036854775808,18446744073709551616.0,123456789012345683968.0]"},
+      {"<plist><array><real>5</real><real>+1.5E1</real><real>-inf</real><real>1e-999</real></array></plist>",
+       "0 [5.0,15.0,null,0.0]"},
+      {"<array><date>2026-11-15T03:10:37Z</date><date> 2026-11-15 </date><data> AQ\n ID "
+       "</data><data/></array>",
+       R"(0 ["2026-11-15T03:10:37.000Z","2026-11-15T00:00:00.000Z","AQID",""])"},
+      {"<string>no list around</string>", R"(0 "no list around")"},
+      {"<plist></plist>", "7 a list without a value"},
+      {"<plist><true/><true/></plist>", "14 a second root"},
+      {"<plist><dict><true/></dict></plist>", "13 a value without a key"},
+      {"<plist><dict><key>a</key></dict></plist>", "25 a key without a value"},
+      {"<dict><key>a</key><key>b</key></dict>", "18 a key without a value"},
+      {"<array><key>a</key></array>", "7 a key outside a dictionary"},
+      {"<dict><key></key></dict>", "11 an empty key"},
+      {"<array><plist/></array>", "7 an element in the wrong place"},
+      {"<array>x</array>", "7 text outside a value"},
+      {"<array><true>x</true></array>", "13 text outside a value"},
+      {"<string>a<b/></string>", "9 an element inside a value"},
+      {"<plist><set/></plist>", "7 an unknown element"},
+      {"<integer></integer>", "9 not an integer"},
+      {"<integer>1.5</integer>", "12 not an integer"},
+      {"<integer>0x10000000000000000</integer>", "28 an integer that is too long"},
+      {"<real>--1</real>", "9 not a number"},
+      {"<date>today</date>", "11 not a date"},
+      {"<data>A</data>", "7 not base64"},
+      {"<array>\n<true></array>", "16 mismatched tag"},
+      {"<array/>x", "8 junk after document element"},
+      {"<html/>", "0 an unknown element"},
+      {"[1]", "0 syntax error"},
+      {"<string>\xC3</string>", "8 not well-formed (invalid token)"},
+      {"<string>\xEF\xBF\xBF</string>", "8 not well-formed (invalid token)"},
+      {"<string>]]></string>", "10 not well-formed (invalid token)"},
+      {"<string>a</string>\0<"s, R"(0 "a")"},
+  });
+  const xp::ref key = read("<dict><key>" + std::string(254, 'k') + "\xC3\xA4</key><true/></dict>").tree;
+  EXPECT_EQ(written(key, XP_PLIST_JSON_BARE), "{\"" + std::string(254, 'k') + "\":true}") << "a cut key";
+  const std::pair<std::string, uint32_t> types[] = {{"<integer>1</integer>", xp_number_type()},
+                                                    {"<real>1</real>", xp_number_type()},
+                                                    {"<true/>", xp_boolean_type()},
+                                                    {"<data/>", xp_data_type()},
+                                                    {"<date>2026-11-15</date>", xp_date_type()},
+                                                    {"<string/>", xp_str_type()}};
+  for (const auto &[text, type] : types)
+    EXPECT_EQ(xp_type(read(text).tree.get()), type) << text;
+}
+
+TEST_F(xml, other_forms) {
+  const auto call = [](const std::string &value) {
+    return "<methodCall><methodName>m</methodName><params><param><value>" + value +
+           "</value></param></params></methodCall>";
+  };
+  const auto answer = [](const std::string &value) {
+    return R"(6 {"methodName":"m","params":[)" + value + "]}";
+  };
+  expect_all({
+      {"<dict> <translation><string>Open</string><string>Auf</string></translation>"
+       "<translation><string>Quit</string></translation></dict>",
+       R"(0 {"Open":"Auf","Quit":""})"},
+      {"<dict/>", "0 {}"},
+      {call("x &amp; y"), answer("\"x & y\"")},
+      {call(" <i4>4</i4> "), answer("4")},
+      {call(""), answer("\"\"")},
+      {call("<struct><member><name>n</name><value><double>2</double></value></member></struct>"),
+       answer(R"({"n":2.0})")},
+      {call("<array><data><value><boolean>1</boolean></value><value><base64>AQID</base64></value>"
+            "<value><dateTime.iso8601>20261115T03:10:37</dateTime.iso8601></value></data></array>"),
+       answer(R"([true,"AQID","2026-11-15T03:10:37.000Z"])")},
+      {"<methodCall><methodName>m</methodName></methodCall>", R"(6 {"methodName":"m","params":[]})"},
+      {"<methodResponse><fault><value><int>1</int></value></fault></methodResponse>", R"(6 {"fault":1})"},
+      {"<methodResponse/>", "17 a response without either params or a fault"},
+      {"<methodCall><params/></methodCall>", "21 a call without a method"},
+      {call("x<int>1</int>"), "61 text outside a value"},
+      {call("<int>1</int><int>1</int>"), "72 more than one value"},
+      {call("<struct><value/></struct>"), "68 an element in the wrong place"},
+      {call("<struct><member><value/></member></struct>"), "76 a value without a key"},
+      {"<s:Envelope xmlns:s='u'> <s:Body> <m:Get><i>1</i><j/><i><k>2</k></i><i/></m:Get> "
+       "</s:Body></s:Envelope>",
+       R"(6 {"Body":{"Get":{"i":["1",{"k":"2"},""],"j":""}}})"},
+      {"<Envelope/>", "0 an unknown element"},
+      {"<s:Envelope><a>x<b/></a></s:Envelope>", "16 text outside a value"},
+      {"<item><field label='t'>x</field><field label='l' type='long'>0x10</field><field label='r' "
+       "type='real'>1</field>"
+       "<field ident='y' type='true' /><field rel='u' type='link' href='a:b'>text</field><field label='n' />"
+       "<field label='c' type='boolean'>0</field><field label='k'> <list> <field type='text'/><item/></list> "
+       "</field>"
+       "<list label='d'/></item>",
+       R"(7 {"c":false,"d":[],"k":["",{}],"l":16,"n":null,"r":1.0,"t":"x","u":"a:b","y":true})"},
+      {"<field type='data'>AQID</field>", "7 \"AQID\""},
+      {"<item><field>x</field></item>", "6 a value without a key"},
+      {"<list><field type='int'>1</field></list>", "6 an unknown type"},
+      {"<list><field>x<list/></field></list>", "14 text outside a value"},
+      {"<list><field><list/><list/></field></list>", "20 more than one value"},
+      {"<list><field type='true'>x</field></list>", "25 text outside a value"},
+  });
+}
+
+TEST_F(xml, nesting_ends_at_512_containers) {
+  const struct {
+    std::string before, open, inside, close, after;
+    int outside;  // containers around
+  } forms[] = {
+      {"<plist>", "<array>", "", "</array>", "</plist>", 0},
+      {"<!-- -->", "<dict><key>k</key>", "<true/>", "</dict>", "", 0},
+      {"", "<item><field label='k'>", "", "</field></item>", "", 0},
+      {"<methodCall><methodName>m</methodName><params><param><value>",
+       "<struct><member><name>n</name><value>", "", "</value></member></struct>",
+       "</value></param></params></methodCall>", 2},
+      {"<s:Envelope>", "<a>", "", "</a>", "</s:Envelope>", 0},
+  };
+  for (const auto &form : forms) {
+    const auto text = [&form](int depth) {
+      return form.before + repeated(form.open, depth) + form.inside + repeated(form.close, depth) +
+             form.after;
+    };
+    const int levels = xp::deepest_list - form.outside;
+    EXPECT_TRUE(read(text(levels)).tree) << form.open;
+    EXPECT_TRUE(read_text(text(levels + 1)).ends_with(" containers nested too deep")) << form.open;
+    EXPECT_FALSE(read(text(100'000)).tree) << form.open;
+  }
+}
+
+// --- Any text ---
+
+const std::vector<std::string> samples = {
+    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist "
+    "version=\"1.0\">\n<dict>\n\t<key>a</key>\n\t<array>\n\t\t"
+    "<integer>-7</integer>\n\t\t<true/>\n\t</array>\n\t<key>&lt;b</key>\n\t<string><![CDATA[x]]>\xC3\xA4</"
+    "string>\n\t"
+    "<key>d</key><data>AQID</data><key>r</key><real>1.5</real></dict>\n</plist>",
+    "<dict><translation><string>Open</string><string>Auf</string></translation></dict>",
+    "<methodCall><methodName>m</methodName><params><param><value><struct><member><name>n</name><value>"
+    "<array><data><value><int>1</int></value><value>x</value></data></array></value></member></struct></"
+    "value>"
+    "</param></params></methodCall>",
+    "<s:Envelope><s:Body><a>1</a><a><b/></a></s:Body></s:Envelope>",
+    "<item><field label='a' type='long'>1</field><field label='b'><list><field type='date'>2026-11-15</field>"
+    "<field /></list></field></item>"};
+
+int64_t sum_of(const xp::ref &tree) {
+  return tree ? xp_plist_ichecksum(tree.get(), &xp_plist_stylerecord(XP_PLIST_ITEMS), 0) : -1;
+}
+
+// The chain gives what trying the forms in turn gives, and the short way what the long one gives.
+void expect_one_meaning(const std::string &text) {
+  const reading chained = read(text);
+  xp::ref tried;
+  for (const auto parse : {xp_plist_plistparser, xp_plist_dicparser, xp_plist_xmlrpcparser,
+                           xp_plist_soapparser, xp_plist_xmlparser}) {
+    xp_plist_fault fault{};
+    if (!tried) tried = xp::ref::adopt(parse(text, &fault));
+  }
+  ASSERT_EQ(sum_of(chained.tree), sum_of(tried)) << text;
+  if (text.find('\0') != std::string::npos) return;
+  ASSERT_EQ(sum_of(chained.tree), sum_of(read(text + "<!---->").tree)) << text;
+}
+
+TEST_F(xml, cut_and_damaged_texts_have_one_meaning) {
+  std::mt19937 random(20261121);
+  for (const std::string &sample : samples) {
+    ASSERT_TRUE(read(sample).tree) << sample;
+    for (size_t length = 0; length < sample.size(); ++length) {
+      const std::unique_ptr<char[]> exact(new char[length]);
+      sample.copy(exact.get(), length);
+      const reading cut = read({exact.get(), length});
+      EXPECT_FALSE(cut.tree) << length << " of " << sample;
+      EXPECT_LE(cut.fault.offset, static_cast<int64_t>(length));
+    }
+    constexpr std::string_view bytes = "<>/!&;[]'\"= \n\r\tak\x01\x80\xEF";
+    for (int round = 0; round < 400; ++round) {
+      std::string damaged = sample;
+      for (auto changes = random() % 3; changes-- > 0;)
+        damaged[random() % damaged.size()] = bytes[random() % bytes.size()];
+      if (random() % 2 == 0) damaged.erase(random() % damaged.size(), 1);
+      expect_one_meaning(damaged);
+    }
+  }
+}
+
+xp::ref any_tree(std::mt19937 &random, int depth) {
+  static constexpr std::string_view letters[] = {"a",   "B",  "<",  "&",  ">", "\"",
+                                                 "]]>", "\n", "\t", "\r", " ", "\xC3\xA4"};
+  const auto text = [&random] {
+    std::string all = "k";
+    for (auto length = random() % 6; length-- > 0;)
+      all += letters[random() % std::size(letters)];
+    return all;
+  };
+  const auto bits = static_cast<int64_t>(uint64_t{random()} << 32U | random());
+  switch (random() % (depth > 0 ? 8 : 6)) {
+    case 0: return xp::ref::adopt(xp_number_new(bits >> (random() % 64)));
+    case 1: return xp::ref::adopt(xp_number_newfloat(static_cast<double>(bits) / 1e9));
+    case 2: return xp::ref::adopt(xp_boolean_new(bits & 1));
+    case 3: return xp::ref::adopt(xp_data_new(&bits, bits & 7));
+    case 4: return xp::ref::adopt(xp_date_make(bits >> 30));
+    case 5: return xp::ref::adopt(xp_str_new(text().c_str() + (bits & 1)));
+    case 6: {
+      xp::ref array = xp::ref::adopt(xp_array_new(0));
+      for (auto length = random() % 4; length-- > 0;)
+        xp_array_insert(array.get(), any_tree(random, depth - 1).get(), -1);
+      return array;
+    }
+    default: {
+      xp::ref dict = xp::ref::adopt(xp_dict_new(0));
+      for (auto length = random() % 4; length-- > 0;)
+        xp_dict_store(dict.get(), text().c_str(), -1, any_tree(random, depth - 1).get());
+      return dict;
+    }
+  }
+}
+
+TEST_F(xml, what_was_written_reads_back) {
+  std::mt19937 random(7);
+  for (int round = 0; round < 300; ++round) {
+    const xp::ref tree = any_tree(random, 4);
+    for (const int32_t style : {XP_PLIST_ITEMS, XP_PLIST_ITEMS_INDENTED})
+      ASSERT_EQ(sum_of(read(written(tree, style)).tree), sum_of(tree)) << round << written(tree, style);
+    // Style 0 writes dates as strings.
+    const std::string text = written(tree, XP_PLIST_XML);
+    ASSERT_EQ(written(read(text).tree, XP_PLIST_JSON), written(tree, XP_PLIST_JSON)) << round << text;
+    ASSERT_EQ(written(read(text).tree, XP_PLIST_XML), text) << round;
+  }
+}
+
+TEST_F(xml, exhausted_memory_is_a_fault_and_leaves_nothing) {
+  for (const std::string &sample : samples) {
+    const int64_t sum = sum_of(read(sample).tree);
+    const int64_t blocks = xp::testing::live_blocks();
+    for (int64_t n = 1;; ++n) {
+      xp::testing::fail_allocation(n, xp::testing::failing::from_then_on);
+      reading one = read(sample);
+      const bool failed = xp::testing::allocations() >= n;
+      xp::testing::fail_allocation(0);
+      if (!failed) {
+        EXPECT_GT(n, 5) << "allocations are counted";
+        break;
+      }
+      EXPECT_FALSE(one.tree) << sum << " at " << n;
+      EXPECT_STREQ(one.fault.reason, "out of memory") << n << sample;
+      EXPECT_EQ(xp::testing::live_blocks(), blocks) << n;
+    }
+  }
+}
+
+}  // namespace
