@@ -3,6 +3,7 @@
 #include "xp/plist/copy.h"
 
 #include "tests/support/leak_check.h"
+#include "tests/support/objects.h"
 #include "xp/array/array.h"
 #include "xp/dict/dict.h"
 #include "xp/object/number.h"
@@ -17,8 +18,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <numeric>
 #include <random>
-#include <string>
 #include <vector>
 
 namespace {
@@ -31,9 +32,8 @@ ref parsed(const char *text) {
   return ref::adopt(xp_plist_parse(text, -1, XP_PLIST_JSON));
 }
 
-std::string text_of(xp_obj *tree) {
-  const ref text = ref::adopt(xp_plist_string(tree, XP_PLIST_JSON_BARE, 1));
-  return {xp_str_getptr(text.get()), static_cast<size_t>(xp_str_length(text.get()))};
+std::string written(xp_obj *tree) {
+  return taken(xp_plist_string(tree, XP_PLIST_JSON_BARE, 1));
 }
 
 int64_t sum_of(const ref &tree) {
@@ -65,12 +65,12 @@ ref grown(generator &random, generator &order, int depth) {
     return array;
   }
   ref dict = ref::adopt(xp_dict_new(random() % 2 == 0 ? XP_DICT_NOCASE : 0U));
-  std::vector<size_t> places(members.size());
-  for (size_t i = 0; i < places.size(); ++i)
-    places[i] = i;
+  std::vector<int> places(members.size());
+  std::iota(places.begin(), places.end(), 0);
   std::shuffle(places.begin(), places.end(), order);
-  for (size_t i : places)
-    xp_dict_store(dict.get(), ("key " + std::to_string(i)).c_str(), -1, members[i].get());
+  for (int i : places)
+    xp_dict_store(dict.get(), ("key " + std::to_string(i)).c_str(), -1,
+                  members[static_cast<size_t>(i)].get());
   return dict;
 }
 
@@ -87,10 +87,9 @@ void each_changeable(xp_obj *list, const std::string &path, Visit visit) {
 }
 
 void change(const ref &node) {
-  const ref seven = ref::adopt(xp_number_new(7));
-  if (xp_type(node.get()) == xp_code("data")) xp_data_append(node.get(), "x", 1);
-  if (xp_type(node.get()) == xp_code("arry")) xp_array_insert(node.get(), seven.get(), 0);
-  if (xp_type(node.get()) == xp_code("dict")) xp_dict_store(node.get(), "new", -1, seven.get());
+  xp_data_append(node.get(), "x", 1);
+  xp_array_insert(node.get(), num(7).get(), 0);
+  xp_dict_store(node.get(), "new", -1, num(7).get());
 }
 
 // The checksum depends on the tree alone; a copy equals its original, shares nothing that can change with it,
@@ -103,13 +102,13 @@ TEST_F(plist_copy, equals_its_original_until_either_changes) {
     const ref tree = grown(random, order, 3);
     EXPECT_EQ(sum_of(tree), sum_of(grown(same, other_order, 3)));
     const ref list = ref::adopt(xp_plist_make(tree.get()));
-    const std::string text = text_of(tree.get());
+    const std::string text = written(tree.get());
     const int64_t sum = sum_of(tree);
     each_changeable(list.get(), "", [&](const std::string &path, const ref &original) {
       const ref copy = ref::adopt(xp_plist_copy(list.get()));
       const ref node = ref::adopt(xp_plist_get(copy.get(), path.c_str()));
       ASSERT_NE(node.get(), original.get()) << path;
-      EXPECT_EQ(text_of(copy.get()), text) << path;
+      EXPECT_EQ(written(copy.get()), text) << path;
       EXPECT_EQ(xp_plist_checksum(copy.get()), sum) << path;
       change(node);
       EXPECT_NE(xp_plist_checksum(copy.get()), sum) << path;
@@ -120,25 +119,23 @@ TEST_F(plist_copy, equals_its_original_until_either_changes) {
   EXPECT_GT(changes, 100);
 }
 
-TEST_F(plist_copy, keeps_flags_and_settings_and_shares_what_cannot_change) {
+TEST_F(plist_copy, keeps_settings_and_shares_what_cannot_change) {
   const ref list = parsed(R"({"Aa":"text","b":[1000,null],"n":null})");
   xp_plist_setstyle(list.get(), 2);
   xp_plist_setnulls(list.get(), 1);
   const ref copy = ref::adopt(xp_plist_copy(list.get()));
-  EXPECT_EQ(xp_plist_getstyle(copy.get()), 2);
-  EXPECT_EQ(text_of(copy.get()), text_of(list.get()));
+  EXPECT_EQ(text_of(copy.get()),
+            "{\n\t\"Aa\" : \"text\",\n\t\"b\" : [\n\t\t1000,\t\tnull\n\t],\n\t\"n\" : null\n}\n");
   for (const char *path : {"/AA", "/B/#0"})
     EXPECT_EQ(ref::adopt(xp_plist_get(copy.get(), path)).get(),
               ref::adopt(xp_plist_get(list.get(), path)).get());
   const ref dict = ref::adopt(xp_plist_get(list.get(), ""));
   const ref array = ref::adopt(xp_plist_get(list.get(), "/b"));
-  EXPECT_EQ(text_of(ref::adopt(xp_plist_arraycopy(array.get())).get()), "[1000,null]");
-  EXPECT_EQ(text_of(ref::adopt(xp_plist_dictcopy(dict.get())).get()), text_of(dict.get()));
-  for (xp_obj *none : {xp_plist_arraycopy(dict.get()), xp_plist_dictcopy(array.get()),
-                       xp_plist_icopy(nullptr), xp_plist_copy(dict.get()), xp_plist_copy(nullptr)})
-    EXPECT_EQ(none, nullptr);
-  const ref empty = ref::adopt(xp_plist_make(nullptr));
-  EXPECT_EQ(xp_type(ref::adopt(xp_plist_copy(empty.get())).get()), xp_plist_type());
+  const ref empty = ref::adopt(xp_plist_copy(ref::adopt(xp_plist_make(nullptr)).get()));
+  expect({xp_plist_arraycopy(array.get()), xp_plist_dictcopy(dict.get()), xp_plist_arraycopy(dict.get()),
+          xp_plist_dictcopy(array.get()), xp_plist_icopy(nullptr), xp_plist_copy(dict.get()),
+          written(empty.get())},
+         R"([1000,null] {"Aa":"text","b":[1000,null]} null null null null null)");
 }
 
 TEST_F(plist_copy, takes_no_stack) {
@@ -155,21 +152,14 @@ TEST_F(plist_copy, takes_no_stack) {
 // The sums are those of zlib over the same bytes.
 TEST_F(plist_copy, checksum_of_a_known_tree) {
   const ref list = parsed(R"({"b":-2,"n":null,"a":[true,null,"x",[]],"d":1.5})");
-  EXPECT_EQ(xp_plist_checksum(list.get()), 0x7F620250);
   const ref root = ref::adopt(xp_plist_get(list.get(), ""));
-  EXPECT_EQ(xp_plist_ichecksum(root.get(), nullptr, 0), 0x03AB6FEC) << "without a text for null";
-  const auto &style = xp_plist_stylerecord(1);
-  const ref type = ref::adopt(xp_str_new("data bytes"));
-  const ref data = ref::adopt(xp_data_const(" bytes", 6));
-  const ref string = ref::adopt(xp_str_new("s"));
-  const ref url = ref::adopt(xp_url_new("s", -1));
-  EXPECT_NE(sum_of(string), sum_of(url)) << "the type counts";
-  EXPECT_NE(sum_of(data), sum_of(type));
   const ref array = ref::adopt(xp_plist_get(list.get(), "/a"));
-  EXPECT_EQ(xp_plist_dictcsum(array.get(), &style, 77), 77);
-  EXPECT_EQ(xp_plist_arraycsum(array.get(), &style, -1), -1);
-  EXPECT_EQ(xp_plist_checksum(root.get()), 0);
-  EXPECT_EQ(xp_plist_modified(root.get()), 0);
+  EXPECT_EQ(xp_plist_checksum(list.get()), 0x7F620250);
+  EXPECT_EQ(xp_plist_ichecksum(root.get(), nullptr, 0), 0x03AB6FEC) << "without a text for null";
+  expect({xp_plist_dictcsum(array.get(), nullptr, 77), xp_plist_arraycsum(array.get(), nullptr, -1),
+          xp_plist_checksum(root.get()), xp_plist_modified(root.get())},
+         "77 -1 0 0");
+  EXPECT_NE(sum_of(str("s")), sum_of(ref::adopt(xp_url_new("s", -1)))) << "the type counts";
 }
 
 TEST_F(plist_copy, a_bookmark_tells_changes) {
@@ -177,11 +167,10 @@ TEST_F(plist_copy, a_bookmark_tells_changes) {
   EXPECT_EQ(xp_plist_modified(list.get()), xp_plist_checksum(list.get())) << "no bookmark yet";
   const int64_t first = xp_plist_bookmark(list.get());
   EXPECT_EQ(xp_plist_modified(list.get()), 0);
-  xp_plist_set(list.get(), "/a/#0", ref::adopt(xp_number_new(2)).get());
+  xp_plist_set(list.get(), "/a/#0", num(2).get());
   EXPECT_NE(xp_plist_modified(list.get()), first);
-  EXPECT_EQ(xp_plist_modified(list.get()), xp_plist_checksum(list.get()));
-  EXPECT_EQ(xp_plist_modified(ref::adopt(xp_plist_copy(list.get())).get()), xp_plist_modified(list.get()));
-  xp_plist_set(list.get(), "/a/#0", ref::adopt(xp_number_new(1)).get());
+  EXPECT_EQ(xp_plist_modified(ref::adopt(xp_plist_copy(list.get())).get()), xp_plist_checksum(list.get()));
+  xp_plist_set(list.get(), "/a/#0", num(1).get());
   EXPECT_EQ(xp_plist_modified(list.get()), 0) << "back to what was marked";
 }
 
