@@ -224,6 +224,12 @@ TEST_F(xml, property_lists) {
       {"<string>]]></string>", "10 not well-formed (invalid token)"},
       {"<string>a</string>\0<"s, R"(0 "a")"},
   });
+  for (const bool big : {false, true}) {
+    const std::string wide = in_16_bits("<array><true/></array>", big);
+    const xp::ref list =
+        xp::ref::adopt(xp_plist_parse(wide.data(), static_cast<int64_t>(wide.size()), XP_PLIST_DETECT));
+    EXPECT_EQ(written(list, XP_PLIST_JSON_BARE), "[true]");
+  }
   const xp::ref key = read("<dict><key>" + std::string(254, 'k') + "\xC3\xA4</key><true/></dict>").tree;
   EXPECT_EQ(written(key, XP_PLIST_JSON_BARE), "{\"" + std::string(254, 'k') + "\":true}") << "a cut key";
   const std::pair<std::string, uint32_t> types[] = {{"<integer>1</integer>", xp_number_type()},
