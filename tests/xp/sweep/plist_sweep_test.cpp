@@ -117,6 +117,11 @@ void set(story &told) {
   keeps([&] { return xp_plist_settag(list.get(), "/x/t", xp_code("tag ")); });
   keeps([&] { return xp_plist_seteval(list.get(), "/x/e", "[1,{\"a\":\"b\"}]", -1); });
   told.made(xp_plist_getxpstr(list.get(), "/x/n"));
+  const ref made = ref::adopt(xp_plist_make(value.get()));
+  const ref coerced = ref::adopt(xp_plist_coerce(value.get()));
+  told.gave(xp_plist_checksum(made.get()), 0);
+  told.gave(xp_plist_checksum(coerced.get()), 0);
+  told.made(xp_plist_string(ref::adopt(xp_plist_new(nullptr)).get(), XP_PLIST_JSON, 0), "null\n");
 }
 
 TEST_F(plist_sweep, set_or_unchanged) {

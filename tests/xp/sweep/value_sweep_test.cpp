@@ -1,4 +1,4 @@
-// Numbers, strings, texts, property lists, services without memory.
+// Numbers, strings, texts, services without memory.
 
 #include "tests/support/leak_check.h"
 #include "tests/xp/sweep/sweep.h"
@@ -14,7 +14,6 @@
 #include "xp/object/ref.h"
 #include "xp/object/slot.h"
 #include "xp/object/type.h"
-#include "xp/plist/plist.h"
 #include "xp/service/base64.h"
 #include "xp/service/data.h"
 #include "xp/service/date.h"
@@ -172,44 +171,6 @@ void formats(story &told) {
 
 TEST_F(value_sweep, formats) {
   sweep::run(formats);
-}
-
-constexpr char document[] =
-    R"({"name":"a \"quoted\" text","list":[1,2.5,true,null,"x",[]],"deep":{"er":{"est":[{"k":"v"}]}},"n":123456})";
-
-// A text is read whole or not at all.
-void property_lists(story &told) {
-  ref list = ref::adopt(xp_plist_parse(document, -1, XP_PLIST_JSON));
-  told.made(xp_plist_get(list.get(), "/deep/er/est/#0/k"));
-  for (int32_t style : {1, 2, 8})
-    told.made(xp_plist_string(list.get(), style, 1), "null\n");
-  std::string heard;
-  if (list) xp_plist_streamify(list.get(), 1, 1, append, &heard);
-  told.wrote(heard);
-  ref copy = ref::adopt(xp_duplicate(list.get(), 0));
-  ref node = ref::adopt(xp_plist_get(copy.get(), "/deep"));
-  told.holds(node.get());
-
-  ref value = ref::adopt(xp_number_new(31415));
-  ref fresh = ref::adopt(xp_plist_new(nullptr));
-  for (const char *path : {"/a/b/c", "/a/b/d", "/e"}) {
-    int32_t result = xp_plist_set(fresh.get(), path, value.get());
-    ref found = ref::adopt(xp_plist_get(fresh.get(), path));
-    EXPECT_EQ(found.get(), result == 0 ? value.get() : nullptr) << path;
-  }
-  ref array = ref::adopt(xp_array_new(0));
-  xp_plist_set(fresh.get(), "/list", array.get());
-  xp_plist_set(fresh.get(), "/list/#0", value.get());
-  ref made = ref::adopt(xp_plist_make(value.get()));
-  told.made(xp_plist_string(made.get(), 8, 0), "null");
-  ref coerced = ref::adopt(xp_plist_coerce(value.get()));
-  xp_plist_set(coerced.get(), "", ref::adopt(xp_str_new("root")).get());
-  ref faulty = ref::adopt(xp_plist_parse("{\"a\":[1,2", -1, XP_PLIST_JSON));
-  EXPECT_EQ(faulty.get(), nullptr);
-}
-
-TEST_F(value_sweep, property_lists) {
-  sweep::run(property_lists);
 }
 
 int64_t add_one(void * /*ignored*/, void *argument) {
