@@ -29,11 +29,11 @@ void xpf_arguments::load() {
   for (int i = 0; i < count_; ++i) {
     value &entry = table_[i];
     switch (entry.kind) {
-      case type::integer: entry.integer = va_arg(first_, int); break;
-      case type::real: entry.real = va_arg(first_, double); break;
-      case type::pointer: entry.pointer = va_arg(first_, const void *); break;
+      case type::integer: entry.integer = va_arg(lists_.first, int); break;
+      case type::real: entry.real = va_arg(lists_.first, double); break;
+      case type::pointer: entry.pointer = va_arg(lists_.first, const void *); break;
       case type::wide:
-      case type::slot: entry.integer = va_arg(first_, int64_t); break;
+      case type::slot: entry.integer = va_arg(lists_.first, int64_t); break;
     }
   }
 }

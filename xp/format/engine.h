@@ -14,6 +14,7 @@
 #ifndef XP_FORMAT_ENGINE_H
 #define XP_FORMAT_ENGINE_H
 
+#include "xp/format/arguments.h"
 #include "xp/format/sink.h"
 
 #include <stdarg.h>
@@ -92,6 +93,7 @@ struct xpf_directive {
 
 // The whole format.
 void xpf_print(xpf_sink &out, const char *format, va_list arguments);
+void xpf_print(xpf_sink &out, const char *format, xpf_lists &lists);
 
 // What a directive prints; which members hold something is decided by its kind.
 struct xpf_value {

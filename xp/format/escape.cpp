@@ -6,8 +6,7 @@
 #include "xp/string/text.h"
 #include "xp/string/utf8.h"
 
-#include <string.h>
-
+#include <array>
 #include <string_view>
 
 namespace {
@@ -27,36 +26,25 @@ mode pick_mode(uint32_t flags, bool wrapped) {
   return (flags & XPF_QUOTE_SINGLE) != 0 ? mode::quote_single : mode::none;
 }
 
-// What stands for the special byte.
+// What stands for a byte that needs a look.
 struct replacement {
-  char bytes[8];
-  int length = 0;
-  int taken = 1;  // bytes of the source
+  char bytes[7]{};
+  uint8_t length = 0;
 
-  void add(char c) { bytes[length++] = c; }
-  void add(std::string_view text) {
+  constexpr void add(char c) { bytes[length++] = c; }
+  constexpr void add(std::string_view text) {
     for (char c : text)
       add(c);
   }
-  void add_percent(unsigned char c) {
+  constexpr void add_percent(unsigned c) {
     add('%');
     add(xpf_upper_digits[c >> 4]);
     add(xpf_upper_digits[c & 15]);
   }
 };
 
-// A place in the text.
-struct cursor {
-  const char *begin;
-  const char *at;
-  const char *end;
-
-  unsigned char byte() const { return static_cast<unsigned char>(*at); }
-  bool ends_cdata() const { return at - begin >= 2 && at[-1] == ']' && at[-2] == ']'; }
-};
-
 // A byte from 128 on that begins no well-formed UTF-8 sequence.
-void xpf_eschigh(mode how, unsigned char c, replacement &to) {
+constexpr void xpf_eschigh(mode how, unsigned c, replacement &to) {
   if (how == mode::literal) {
     to.add('?');
   } else if (how == mode::percent_high) {
@@ -71,71 +59,65 @@ void xpf_eschigh(mode how, unsigned char c, replacement &to) {
   }
 }
 
-void escape_literal(const cursor &from, replacement &to) {
-  switch (from.byte()) {
-    case '\t': to.add("\\t"); break;
-    case '\n': to.add("\\n"); break;
-    case '\r':
-      to.add("\\n");
-      if (from.end - from.at > 1 && from.at[1] == '\n') to.taken = 2;
-      break;
-    case '"':
-    case '\\':
-      to.add('\\');
-      to.add(static_cast<char>(from.byte()));
-      break;
-    default: to.add(' ');
+constexpr std::string_view literal_of(char c) {
+  switch (c) {
+    case '\t': return "\\t";
+    case '\n':
+    case '\r': return "\\n";
+    case '"': return "\\\"";
+    case '\\': return "\\\\";
+    default: return " ";
   }
 }
 
 // Deliberate: entities start with "%" where markup has "&". The readers of these texts turn them back that
 // way.
-void escape_entity(unsigned char c, replacement &to) {
+constexpr std::string_view entity_of(char c) {
   switch (c) {
-    case '"': to.add("%dquo;"); break;
-    case '&': to.add("%amp;"); break;
-    case '\'': to.add("%#39;"); break;
-    case '<': to.add("%lt;"); break;
-    default: to.add("%gt;");
+    case '"': return "%dquo;";
+    case '&': return "%amp;";
+    case '\'': return "%#39;";
+    case '<': return "%lt;";
+    default: return "%gt;";
   }
 }
 
-replacement escape(mode how, const cursor &from) {
+constexpr replacement escape(mode how, unsigned byte) {
   replacement to;
-  unsigned char c = from.byte();
-  if (c >= 0x80 && xpf_checks_utf8(how)) {
-    xpf_eschigh(how, c, to);
+  const auto c = static_cast<char>(byte);
+  if (byte >= 0x80 && xpf_checks_utf8(how)) {
+    xpf_eschigh(how, byte, to);
     return to;
   }
   switch (how) {
     case mode::percent_all:
     case mode::percent_six:
-    case mode::percent_high: to.add_percent(c); break;
-    case mode::literal: escape_literal(from, to); break;
-    case mode::entity: escape_entity(c, to); break;
-    case mode::cdata: to.add(from.ends_cdata() ? ' ' : '>'); break;
+    case mode::percent_high: to.add_percent(byte); break;
+    case mode::literal: to.add(literal_of(c)); break;
+    case mode::entity: to.add(entity_of(c)); break;
+    case mode::cdata: to.add(' '); break;
     case mode::backtick: to.add(c == '\'' ? '`' : (c == '\t' ? '\t' : ' ')); break;
     case mode::quote_twice: to.add("''"); break;
     case mode::quote_double:
     case mode::quote_single:
     case mode::none:
       to.add('\\');
-      to.add(static_cast<char>(c));
+      to.add(c);
       break;
   }
   return to;
 }
 
-// Moves over the bytes that are copied as they are.
-void skip_ordinary(mode how, cursor &from) {
-  for (;;) {
-    from.at = xpf_ordinary(how, from.at, from.end);
-    if (from.at == from.end || from.byte() < 0x80 || !xpf_checks_utf8(how)) return;
-    const int32_t bytes = xp_str_sequence(from.at, from.end - from.at);
-    if (bytes == 0) return;
-    from.at += bytes;
+using replacement_table = std::array<std::array<replacement, 256>, static_cast<size_t>(mode::none)>;
+
+constexpr replacement_table replacements = [] {
+  replacement_table table{};
+  for (size_t how = 0; how < table.size(); ++how) {
+    for (unsigned c = 0; c < 256; ++c)
+      table[how][c] = escape(static_cast<mode>(how), c);
   }
-}
+  return table;
+}();
 
 // Letters are special in no mode, so their case can be mapped while they are copied.
 void copy(xpf_sink &out, uint32_t flags, const char *text, int64_t length) {
@@ -154,17 +136,101 @@ void copy(xpf_sink &out, uint32_t flags, const char *text, int64_t length) {
   }
 }
 
-// The text with its escapes.
-void escape_all(xpf_sink &out, uint32_t flags, mode how, std::string_view text) {
-  cursor from{text.data(), text.data(), text.data() + text.size()};
-  while (!out.stopped()) {
-    const char *start = from.at;
-    skip_ordinary(how, from);
-    copy(out, flags, start, from.at - start);
-    if (from.at == from.end) return;
-    const replacement to = escape(how, from);
-    out.whole(to.bytes, to.length);
-    from.at += to.taken;
+// Bytes at `at` that are copied though the scan stops there: a well-formed sequence, or a ">" that ends no
+// "]]>".
+int32_t copied_after_all(mode how, const char *begin, const char *at, const char *end) {
+  if (how == mode::cdata) return at - begin >= 2 && at[-1] == ']' && at[-2] == ']' ? 0 : 1;
+  const bool high = static_cast<unsigned char>(*at) >= 0x80 && xpf_checks_utf8(how);
+  return high ? xp_str_sequence(at, end - at) : 0;
+}
+
+// A text on its way through the stage.
+struct escaper {
+  xpf_sink &out;
+  uint32_t flags;
+  mode how;
+  const char *begin;
+  const char *end;
+
+  bool is_special(char c) const {
+    return (xpf_specials[static_cast<unsigned char>(c)] >> static_cast<unsigned>(how) & 1) != 0;
+  }
+  const replacement &replace(char c) const {
+    return replacements[static_cast<size_t>(how)][static_cast<unsigned char>(c)];
+  }
+  // Bytes that the escape at `at` stands for.
+  int taken(const char *at) const {
+    return how == mode::literal && *at == '\r' && end - at > 1 && at[1] == '\n' ? 2 : 1;
+  }
+  // Where bytes from 128 on are copied unseen, a piece ends between characters, so that a buffer that becomes
+  // full behind it cuts none.
+  const char *whole_characters(const char *at) const {
+    if (xpf_checks_utf8(how)) return at;
+    for (int i = 0; i < 5 && at != end && (*at & 0xC0) == 0x80; ++i)
+      ++at;
+    return at;
+  }
+
+  const char *write(const char *at, const char *stop, char *to);
+  const char *put(const char *at, const char *stop);
+  void run();
+};
+
+// Bytes of a piece, and what a piece can become: six for each, and what its last character goes on with.
+constexpr int piece = 16;
+constexpr int piece_room = 6 * (piece + 5) + 4;
+
+// Writes a piece to where there is room for all of it. Returns what follows.
+const char *escaper::write(const char *at, const char *stop, char *to) {
+  while (at < stop) {
+    const char c = *at;
+    if (!is_special(c)) {
+      *to++ = c;
+      ++at;
+    } else if (const int32_t bytes = copied_after_all(how, begin, at, end)) {
+      for (const char *last = at + bytes; at != last; ++at)
+        *to++ = *at;
+    } else {
+      const replacement &text = replace(c);
+      for (int i = 0; i < text.length; ++i)
+        *to++ = text.bytes[i];
+      at += taken(at);
+    }
+  }
+  out.advance(to);
+  return at;
+}
+
+// The same in runs and escapes, for the end of a buffer and for the case mapping.
+const char *escaper::put(const char *at, const char *stop) {
+  const char *start = at;  // of the run that is copied next
+  while (at < stop) {
+    if (!is_special(*at)) {
+      ++at;
+    } else if (const int32_t bytes = copied_after_all(how, begin, at, end)) {
+      at += bytes;
+    } else {
+      const replacement &text = replace(*at);
+      copy(out, flags, start, at - start);
+      out.whole(text.bytes, text.length);
+      at += taken(at);
+      start = at;
+    }
+  }
+  copy(out, flags, start, at - start);
+  return at;
+}
+
+void escaper::run() {
+  const bool cased = (flags & (XPF_UPPER | XPF_LOWER)) != 0;
+  for (const char *at = begin; at != end && !out.stopped();) {
+    const char *start = at;
+    at = xpf_ordinary(how, at, end);
+    if (at != start) at = whole_characters(at);
+    copy(out, flags, start, at - start);
+    const char *stop = whole_characters(end - at > piece ? at + piece : end);
+    char *to = cased ? nullptr : out.reserve(piece_room);
+    at = to != nullptr ? write(at, stop, to) : put(at, stop);
   }
 }
 
@@ -183,7 +249,7 @@ void xpf_str(xpf_sink &out, uint32_t flags, const char *text, int64_t length) {
   if (how == mode::none) {
     copy(out, flags, text, length);
   } else {
-    escape_all(out, flags, how, all);
+    escaper{out, flags, how, text, text + length}.run();
   }
   if (wrapped) out.whole(xpf_cdata_end.data(), static_cast<int64_t>(xpf_cdata_end.size()));
 }

@@ -1,10 +1,11 @@
-// Which bytes the string stage escapes, and finding the next one. Internal to the format engine.
+// Which bytes the string stage escapes, and passing over the others. Internal to the format engine.
 
 #ifndef XP_FORMAT_ESCAPE_SCAN_H
 #define XP_FORMAT_ESCAPE_SCAN_H
 
 #include <stdint.h>
 
+#include <array>
 #include <string_view>
 
 // The escapes in the order of precedence: of several the first decides alone.
@@ -29,10 +30,54 @@ constexpr bool xpf_checks_utf8(xpf_mode how) {
   return how >= xpf_mode::literal && how <= xpf_mode::percent_high;
 }
 
-// The first byte in at..end that needs a look in this mode, or the end. All before it are copied as they are.
-const char *xpf_ordinary(xpf_mode how, const char *at, const char *end);
+// The bytes of a mode that need a look: some single ones and whole ranges.
+struct xpf_class {
+  std::string_view bytes;
+  bool control = false;  // below 32
+  bool high = false;     // from 128 on
+};
 
-// The same byte by byte.
-const char *xpf_ordinary_plain(xpf_mode how, const char *at, const char *end);
+// In the order of xpf_mode, behind percent_all, whose bytes are all but the unreserved ones.
+inline constexpr xpf_class xpf_classes[] = {
+    {},
+    {"\"\\", true, true},       // literal
+    {"\"&'<>", false, true},    // entity
+    {xpf_markup, false, true},  // percent_six
+    {xpf_markup, false, true},  // percent_high
+    {">", false, false},        // cdata
+    {"'", true, false},         // backtick; tabs are looked at and stay
+    {"\\\"", false, false},     // quote_double
+    {"'", false, false},        // quote_twice
+    {"\\'", false, false},      // quote_single
+    {},
+};
+
+constexpr bool xpf_is_unreserved(unsigned c) {
+  return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '-' || c == '.' ||
+         c == '_' || c == '~';
+}
+
+constexpr bool xpf_is_special(xpf_mode how, unsigned c) {
+  if (how == xpf_mode::percent_all) return !xpf_is_unreserved(c);
+  const xpf_class &row = xpf_classes[static_cast<size_t>(how)];
+  return (row.control && c < 32) || (row.high && c >= 0x80) ||
+         row.bytes.find(static_cast<char>(c)) != std::string_view::npos;
+}
+
+// For each byte one bit per mode.
+inline constexpr auto xpf_specials = [] {
+  std::array<uint16_t, 256> table{};
+  for (unsigned c = 0; c < 256; ++c) {
+    for (unsigned how = 0; how < static_cast<unsigned>(xpf_mode::none); ++how) {
+      if (xpf_is_special(static_cast<xpf_mode>(how), c))
+        table[c] = static_cast<uint16_t>(table[c] | 1u << how);
+    }
+  }
+  return table;
+}();
+
+// Passes over blocks of bytes that are copied as they are; ends anywhere before the first that needs a look,
+// and at once where no vectors are at hand.
+const char *xpf_ordinary(xpf_mode how, const char *at, const char *end);
 
 #endif

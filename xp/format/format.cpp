@@ -2,7 +2,13 @@
 
 #include "xp/format/engine.h"
 
-int64_t xp_fmt_vformat(char *buffer, int64_t size, const char *format, va_list arguments) {
+#include <stdarg.h>
+
+namespace {
+
+// `arguments` is a va_list or both lists.
+template <typename Arguments>
+int64_t print_into(char *buffer, int64_t size, const char *format, Arguments &arguments) {
   if (buffer == nullptr) {
     xpf_sink counter;
     xpf_print(counter, format, arguments);
@@ -14,11 +20,19 @@ int64_t xp_fmt_vformat(char *buffer, int64_t size, const char *format, va_list a
   return out.finish();
 }
 
+}  // namespace
+
+int64_t xp_fmt_vformat(char *buffer, int64_t size, const char *format, va_list arguments) {
+  return print_into(buffer, size, format, arguments);
+}
+
 int64_t xp_fmt_format(char *buffer, int64_t size, const char *format, ...) {
-  va_list arguments;
-  va_start(arguments, format);
-  int64_t result = xp_fmt_vformat(buffer, size, format, arguments);
-  va_end(arguments);
+  xpf_lists lists;
+  va_start(lists.first, format);
+  va_start(lists.next, format);
+  int64_t result = print_into(buffer, size, format, lists);
+  va_end(lists.next);
+  va_end(lists.first);
   return result;
 }
 

@@ -144,9 +144,18 @@ void xpf_print_value(xpf_sink &out, const xpf_directive &directive, const xpf_va
   }
 }
 
-void xpf_print(xpf_sink &out, const char *format, va_list list) {
+void xpf_print(xpf_sink &out, const char *format, va_list arguments) {
+  xpf_lists lists;
+  va_copy(lists.first, arguments);
+  va_copy(lists.next, arguments);
+  xpf_print(out, format, lists);
+  va_end(lists.next);
+  va_end(lists.first);
+}
+
+void xpf_print(xpf_sink &out, const char *format, xpf_lists &lists) {
   if (format == nullptr) return;
-  xpf_arguments arguments(format, list);
+  xpf_arguments arguments(format, lists);
   while (!out.stopped()) {
     format = xpf_run(out, format);
     if (*format == 0) return;

@@ -15,22 +15,29 @@
 #include <stdint.h>
 #include <string.h>
 
+// Copies as many bytes as a block has from the start and from the end of a text, which overlap where it is
+// shorter than two blocks.
+template <size_t Block>
+inline void xpf_copy_ends(char *to, const char *from, size_t length) {
+  char head[Block], tail[Block];
+  memcpy(head, from, Block);
+  memcpy(tail, from + length - Block, Block);
+  memcpy(to, head, Block);
+  memcpy(to + length - Block, tail, Block);
+}
+
 // Copies a text of at least one byte. Short ones, the most by far, do without a call.
 inline void xpf_copy(char *to, const char *from, size_t length) {
-  if (length > 16) {
+  if (length > 64) {
     memcpy(to, from, length);
+  } else if (length >= 32) {
+    xpf_copy_ends<32>(to, from, length);
+  } else if (length >= 16) {
+    xpf_copy_ends<16>(to, from, length);
   } else if (length >= 8) {
-    char head[8], tail[8];
-    memcpy(head, from, 8);
-    memcpy(tail, from + length - 8, 8);
-    memcpy(to, head, 8);
-    memcpy(to + length - 8, tail, 8);
+    xpf_copy_ends<8>(to, from, length);
   } else if (length >= 4) {
-    char head[4], tail[4];
-    memcpy(head, from, 4);
-    memcpy(tail, from + length - 4, 4);
-    memcpy(to, head, 4);
-    memcpy(to + length - 4, tail, 4);
+    xpf_copy_ends<4>(to, from, length);
   } else {
     to[0] = from[0];
     if (length > 1) to[1] = from[1];

@@ -2,6 +2,7 @@
 
 #include "print.h"
 #include "tests/support/leak_check.h"
+#include "xp/service/locale.h"
 
 #include <math.h>
 #include <stdio.h>
@@ -151,6 +152,84 @@ TEST_F(format_number, reals_as_the_c_library) {
         << directive << " of " << value;
   }
   EXPECT_EQ(print("%#015g|%#.0g|%#.3g", 999999.5, 9.5, 99.96), "00001.00000e+06|1.e+01|100.");
+}
+
+// An empty brace part changes nothing but the way: the shortcut leaves such directives alone.
+TEST_F(format_number, shortcut_as_the_long_way) {
+  generator random(20260117);
+  const struct {
+    const char *conversion;
+    char kind;  // i: int, w: 64 bits, r: real
+  } rows[] = {{"d", 'i'},  {"i", 'i'},   {"u", 'i'},   {"x", 'i'},  {"X", 'i'},
+              {"ld", 'w'}, {"llu", 'w'}, {"llx", 'w'}, {"lX", 'w'}, {"f", 'r'}};
+  for (int i = 0; i < 10000; ++i) {
+    const auto &row = rows[pick(random, std::size(rows))];
+    std::string format = pick(random, 3) == 0 ? "%0" : "%";
+    if (pick(random, 2) == 0) format += std::to_string(pick(random, 30));
+    if (row.kind == 'r' && pick(random, 2) == 0) format += "." + std::to_string(pick(random, 10));
+    format += row.conversion;
+    const uint64_t value = pick(random, 50) == 0 ? uint64_t{1} << 63 : random() >> pick(random, 64);
+    const double real = random_real(random);
+    const auto by = [&](const std::string &directive) {
+      if (row.kind == 'r') return print(directive.c_str(), real);
+      return row.kind == 'w' ? print(directive.c_str(), value)
+                             : print(directive.c_str(), static_cast<int>(value));
+    };
+    ASSERT_EQ(by(format), by(format + "{:}")) << format << " of " << value << ", " << real;
+  }
+}
+
+// Halves that are exact in binary, and what lies just beside them.
+TEST_F(format_number, fixed_digits_as_the_c_library) {
+  generator random(20260118);
+  for (int i = 0; i < 20000; ++i) {
+    const int bits = static_cast<int>(pick(random, 70));
+    double value = ldexp(static_cast<double>(random() >> pick(random, 64) | 1), -bits);
+    if (pick(random, 3) == 0) value = nextafter(value, pick(random, 2) == 0 ? 0 : INFINITY);
+    const int precision = static_cast<int>(pick(random, 20));
+    char text[512];
+    xp_fmt_format(text, sizeof text, "%.*f", precision, value);
+    ASSERT_EQ(text, c_format("%.*f", precision, value)) << bits;
+  }
+}
+
+TEST_F(format_number, groups_of_the_locale) {
+  static const xp_intl_values values = [] {
+    xp_intl_values v;
+    v.number = {.separator = "'", .sizes = {3}, .count = 1, .repeats = true, .decimal_point = ","};
+    v.money = {.separator = "::", .sizes = {3, 2}, .count = 2, .repeats = true, .decimal_point = "."};
+    v.plus_sign = "<+>";
+    v.minus_sign = "\xE2\x88\x92";
+    return v;
+  }();
+  static const xp_intl_values once = [] {
+    xp_intl_values v;
+    v.number = {.separator = ".", .sizes = {2, 1}, .count = 2, .repeats = false, .decimal_point = ","};
+    return v;
+  }();
+  EXPECT_EQ(print("%'d|%,d|%'lld{:$}|%'.1f", 1234567, 1234567, 1234567LL, 1e6),
+            "1234567|1234567|1234567|1000000.0");
+  xp_intl_use(values);
+  EXPECT_EQ(print("%'d|%'d|%'d|%'u|%'d", 1, 999, -1000, 1234567u, 0), "1|999|-1'000|1'234'567|0");
+  EXPECT_EQ(print("%,d|%'lld{:$}|%',d|%'d{:$}", 12345678, 123456789LL, 1000, 100),
+            "1::23::45::678|12::34::56::789|1::000|100");
+  EXPECT_EQ(print("%'10d|%'-10d|%'010d|%'.8d|%'x|%'o", 12345, 12345, 12345, 12345, 0x12345, 012345),
+            "    12'345|12'345    |000012'345|00012'345|12345|12345");
+  EXPECT_EQ(print("%'.2f|%'.0f|%'#.0f|%'e|%'g|%.1f|%,.1f", 1234567.125, 1e4, 1e4, 12345.0, 12345.0, 12345.0,
+                  12345.0),
+            "1'234'567,12|10'000|10'000,|1,234500e+04|12'345|12345.0|12::345.0");
+  EXPECT_EQ(print("%'lld|%f|%+f|%+d|%-d|% f", INT64_MIN, -INFINITY, INFINITY, 5, -5, INFINITY),
+            "\xE2\x88\x92"
+            "92233720368547758|\xE2\x88\x92"
+            "inf|<+>inf|+5|-5| inf");
+  // The finished number goes through the string stage; its own sign is never encoded.
+  EXPECT_EQ(print("%'d{:'}|%'d{:''}|%'d{:`}|%'d{:&}|%'+d{:@}|%'9d{:''}|%'-9d{:''}|", 1000, 1000, 1000, 1000,
+                  1000, 1000, 1000),
+            "1\\'000|1''000|1`000|1%#39;000|+1%27000|   1''000|1''000   |");
+  EXPECT_EQ(print("%'d{:<'}|%d{:<'}|%'+d{:~}", 1000, 1000, 1000), "<![CDATA[1'000]]>|1000|+1'000");
+  xp_intl_use(once);
+  EXPECT_EQ(print("%'d|%'d|%'d", 1234567, 123, 12), "1234.5.67|1.23|12");
+  xp_intl_use(xp_intl_c);
 }
 
 }  // namespace
