@@ -36,6 +36,8 @@ struct xp_intl_grouping {
     if (index < count) return sizes[index];
     return repeats && count > 0 ? sizes[count - 1U] : 0;
   }
+
+  bool operator==(const xp_intl_grouping &) const = default;
 };
 
 struct xp_intl_values {
@@ -64,6 +66,8 @@ struct xp_intl_values {
   std::string_view time_form = "#H:#M:#S";
   std::string_view short_time_form = "#H:#M";
   std::string_view date_and_time_form = "#a #b #e #H:#M:#S #Y";
+
+  bool operator==(const xp_intl_values &) const = default;
 };
 
 // The C locale's values.
