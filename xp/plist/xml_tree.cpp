@@ -57,7 +57,7 @@ const char *xml_tree::set_key(std::string_view key) {
 bool xml_tree::wait(xp_obj *element) {
   if (count_ == capacity_) {
     const int64_t capacity = capacity_ == 0 ? 64 : capacity_ * 2;
-    auto **elements = static_cast<xp_obj **>(xp_alloc(static_cast<size_t>(capacity) * sizeof(xp_obj *)));
+    auto **elements = static_cast<xp_obj **>(xp_alloc(static_cast<size_t>(capacity) * sizeof(void *)));
     if (elements == nullptr) return false;
     std::copy_n(elements_, count_, elements);
     xp_free(elements_);
