@@ -1,7 +1,9 @@
 #include "xp/array/array.h"
 
 #include "xp/array/array_impl.h"
+#include "xp/array/build.h"
 #include "xp/object/deferred_release.h"
+#include "xp/object/quick.h"
 #include "xp/object/ref.h"
 #include "xp/service/traversal.h"
 
@@ -17,6 +19,10 @@ namespace {
 
 // Moves the items to a vector of `slots` slots, which hold them all. False, with nothing changed, when memory
 // is exhausted.
+void free_vector(object *a, xp_obj **items) {
+  if (items != a->first_items()) xp_free(items);
+}
+
 bool move_items(object *a, int64_t slots) {
   if (slots > most_slots) return false;
   xp_obj **items = nullptr;
@@ -25,7 +31,7 @@ bool move_items(object *a, int64_t slots) {
     if (items == nullptr) return false;
     xp_memcpy(items, a->items, static_cast<size_t>(a->count) * slot_size);
   }
-  xp_free(std::exchange(a->items, items));
+  free_vector(a, std::exchange(a->items, items));
   a->slots = slots;
   return true;
 }
@@ -34,9 +40,12 @@ void drop_items(object *a) {
   xp_obj **items = std::exchange(a->items, nullptr);
   int64_t count = std::exchange(a->count, 0);
   a->capacity = a->slots = 0;
-  for (int64_t i = 0; i < count; ++i)
-    a->release_item(items[i]);
-  xp_free(items);
+  for (int64_t i = 0; i < count && !a->raw(); ++i) {
+    // Far enough ahead for memory to answer.
+    if (i + 4 < count) __builtin_prefetch(items[i + 4], 1);
+    release_quickly(items[i]);
+  }
+  free_vector(a, items);
 }
 
 bool set_capacity(object *a, int64_t capacity, int64_t comfortable) {
@@ -129,6 +138,20 @@ int64_t control(xp_obj *obj, uint32_t code, int64_t argument, void * /*pointer*/
 constexpr ops array_ops = {
     .retain = xp_obj_retain, .release = release, .compare = nullptr, .textify = nullptr, .control = control};
 
+// Without a lock, with room for some items behind the struct.
+object *make_empty(uint32_t flags, size_t tail) {
+  auto *a = xp::make_unzeroed<object>(array_ops, tail);
+  if (a == nullptr) return nullptr;
+  a->lock = nullptr;
+  a->flags = flags;
+  a->capacity = a->count = a->slots = 0;
+  a->growth = 1;
+  a->retain_item = a->raw() ? keep_raw : xp_retain;
+  a->release_item = a->raw() ? drop_raw : xp_release;
+  a->items = nullptr;
+  return a;
+}
+
 // --- Traversals ---
 
 struct cursor {
@@ -193,6 +216,22 @@ bool raise_capacity(object *a, int64_t capacity, int64_t comfortable) {
   return true;
 }
 
+xp_obj *make_of(int64_t count, xp_obj ***items) {
+  constexpr int64_t most_inside = 64;
+  if (count > most_slots) return nullptr;
+  const size_t size = static_cast<size_t>(count) * slot_size;
+  object *a = make_empty(0, count > most_inside ? 0 : size);
+  if (a == nullptr) return nullptr;
+  a->items = count > most_inside ? static_cast<xp_obj **>(block_unzeroed(size)) : a->first_items();
+  if (a->items == nullptr) {
+    xp_release(a);
+    return nullptr;
+  }
+  a->capacity = a->count = a->slots = count;
+  *items = a->items;
+  return a;
+}
+
 xp_sort_compare natural_order(object *a) {
   // The order of raw values is that of ties.
   static constexpr xp_sort_compare as_they_are = [](void *, xp_obj *left, xp_obj *right, void *) -> int64_t {
@@ -207,17 +246,17 @@ xp_sort_compare natural_order(object *a) {
 
 using namespace xp::array;
 
+xp_obj *xp::array_of(int64_t count, xp_obj ***items) {
+  return make_of(count, items);
+}
+
 uint32_t xp_array_type() {
   return object::code;
 }
 
 xp_obj *xp_array_new(uint32_t flags) {
-  auto *a = xp::make<object>(array_ops);
+  object *a = make_empty(flags, 0);
   if (a == nullptr) return nullptr;
-  a->flags = flags;
-  a->growth = 1;
-  a->retain_item = a->raw() ? keep_raw : xp_retain;
-  a->release_item = a->raw() ? drop_raw : xp_release;
   if ((flags & XP_ARRAY_LOCKED) == 0) return a;
   a->lock = xp_crit_new();
   if (a->lock != nullptr) return a;

@@ -28,6 +28,9 @@ struct object : xp_obj {
   // each time.
   int64_t slots;
 
+  // Where the items of an array from array_of stand until it gets another vector.
+  xp_obj **first_items() { return reinterpret_cast<xp_obj **>(this + 1); }
+
   bool raw() { return (flags & XP_ARRAY_RAW) != 0; }
   bool holds(int64_t index) { return index >= 0 && index < count; }
 };

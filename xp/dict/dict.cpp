@@ -1,15 +1,19 @@
 #include "xp/dict/dict.h"
 
+#include "xp/dict/build.h"
 #include "xp/dict/dict_impl.h"
 #include "xp/dict/hash.h"
 #include "xp/object/deferred_release.h"
+#include "xp/object/quick.h"
 #include "xp/object/ref.h"
+#include "xp/object/short_copy.h"
 #include "xp/string/string.h"
 
 #include <assert.h>
 #include <string.h>
 
 #include <algorithm>
+#include <string_view>
 #include <utility>
 
 namespace xp::dict {
@@ -96,8 +100,9 @@ bool add_chunk(object *d, uint32_t key_length) {
   uint32_t size = d->chunk_size;
   while (size < key_length + 33)
     size *= 2;
-  auto *c = static_cast<chunk *>(xp_alloc(size));
+  auto *c = static_cast<chunk *>(block_unzeroed(size));
   if (c == nullptr) return false;
+  c->used = 0;
   c->capacity = size - static_cast<uint32_t>(sizeof(chunk));
   assert(c->capacity % 8 == 0);
   if (d->chunk_size < largest_chunk_size) d->chunk_size *= 2;
@@ -179,13 +184,17 @@ xp_obj *unlink(object *d, entry *e, uint32_t hash) {
   return std::exchange(e->value, nullptr);
 }
 
+void put_entry(object *d, entry *e, std::string_view key, uint32_t hash, xp_obj *value) {
+  link(d, e, hash);
+  e->value = value;
+  e->key_length = static_cast<uint8_t>(key.size());
+  copy_short(e->key(), key.data(), key.size());
+}
+
 bool insert(object *d, const lookup &key, xp_obj *value) {
   entry *e = new_entry(d, key.length);
   if (e == nullptr) return false;
-  link(d, e, key.hash);
-  e->value = value;
-  e->key_length = static_cast<uint8_t>(key.length);
-  memcpy(e->key(), key.bytes, key.length);
+  put_entry(d, e, {key.bytes, key.length}, key.hash, value);
   return true;
 }
 
@@ -212,16 +221,22 @@ xp_obj *keep_raw(xp_obj *value) {
 }
 void drop_raw(xp_obj * /*value*/) {}
 
+template <typename Step>
+void each_entry(chunk *c, Step step) {
+  for (uint32_t at = 0; at < c->used;) {
+    auto *e = reinterpret_cast<entry *>(c->entries() + at);
+    at += entry_size(e->key_length);
+    step(e);
+  }
+}
+
 // In the order in which the entries lie in memory: their chains lead all over it. The values of erased
 // entries are null.
 void release_values(object *d) {
   if (d->raw()) return;
   for (chunk *c = d->chunks; c != nullptr; c = c->next) {
-    for (uint32_t at = 0; at < c->used;) {
-      auto *e = reinterpret_cast<entry *>(c->entries() + at);
-      at += entry_size(e->key_length);
-      d->release_value(std::exchange(e->value, nullptr));
-    }
+    each_entry(c, [](entry *e) { __builtin_prefetch(e->value, 1); });
+    each_entry(c, [](entry *e) { release_quickly(std::exchange(e->value, nullptr)); });
   }
 }
 
@@ -233,7 +248,7 @@ void destroy(xp_obj *obj) {
   }
   xp_release(d->blank);
   xp_release(d->lock);
-  while (d->chunks != &d->inline_chunk)
+  while (d->chunks != d->own_chunks)
     xp_free(std::exchange(d->chunks, d->chunks->next));
   if (d->buckets != d->inline_buckets) xp_free(d->buckets);
   xp::destroy(d);
@@ -265,17 +280,84 @@ uint32_t initial_bucket_count(uint32_t flags) {
   }
 }
 
-bool make_parts(object *d) {
-  d->bucket_count = initial_bucket_count(d->flags);
+// An empty dictionary with the inline buckets and no lock; `places` for the index and `tail` bytes behind
+// them.
+object *make_empty(uint32_t flags, uint32_t places, size_t tail) {
+  const size_t lists = (flags & XP_DICT_RECYCLE) != 0 ? free_list_count * pointer_size : 0;
+  auto *d = xp::make_unzeroed<object>(dict_ops, lists + places * pointer_size + tail);
+  if (d == nullptr) return nullptr;
+  d->flags = flags;
+  d->count = 0;
+  d->chunk_size = first_chunk_size;
+  d->bucket_count = inline_bucket_count;
+  d->lock = nullptr;
+  d->retain_value = d->raw() ? keep_raw : xp_retain;
+  d->release_value = d->raw() ? drop_raw : xp_release;
+  d->blank = nullptr;
+  d->chunks = d->own_chunks = &d->inline_chunk;
   d->buckets = d->inline_buckets;
-  if (d->bucket_count > inline_bucket_count) {
-    entry **buckets = new_buckets(d->bucket_count);
+  std::fill_n(d->inline_buckets, inline_bucket_count, nullptr);
+  d->inline_chunk = {.next = nullptr, .used = 0, .capacity = inline_chunk_capacity};
+  auto *behind = reinterpret_cast<unsigned char *>(d + 1);
+  xp_memclr(behind, lists);
+  d->index.init(reinterpret_cast<entry **>(behind + lists), places);
+  return d;
+}
+
+bool make_parts(object *d) {
+  if (uint32_t count = initial_bucket_count(d->flags); count > inline_bucket_count) {
+    entry **buckets = new_buckets(count);
     if (buckets == nullptr) return false;
     d->buckets = buckets;
+    d->bucket_count = count;
   }
   if ((d->flags & XP_DICT_LOCKED) == 0) return true;
   d->lock = xp_crit_new();
   return d->lock != nullptr;
+}
+
+// --- At once ---
+
+// The bytes of entries that do not fit into the inline chunk.
+uint32_t size_beyond(std::span<const dict_member> members) {
+  uint32_t used = 0;
+  uint32_t beyond = 0;
+  for (const dict_member &m : members) {
+    const uint32_t size = entry_size(m.key_length);
+    if (beyond == 0 && used + size <= inline_chunk_capacity) {
+      used += size;
+    } else {
+      beyond += size;
+    }
+  }
+  return beyond;
+}
+
+// Up to most_places members, with their own references. The inline chunk is filled first, then the one behind
+// the index, which has room for the rest.
+xp_obj *make_small(std::span<const dict_member> members) {
+  const auto places = static_cast<uint32_t>(members.size());
+  const uint32_t beyond = size_beyond(members);
+  object *d = make_empty(XP_DICT_NOCASE, places, beyond > 0 ? sizeof(chunk) + beyond : 0);
+  if (d == nullptr) return nullptr;
+  uint64_t seen = 0;  // a bit for each hash: most keys need no look for an equal one
+  for (const dict_member &m : members) {
+    const uint64_t bit = uint64_t{1} << (m.hash * 0x9E3779B1u >> 26);
+    entry *same = (seen & bit) != 0 ? find(d, make_lookup(d, m.key, m.key_length)) : nullptr;
+    seen |= bit;
+    if (same != nullptr) {
+      xp_release(std::exchange(same->value, m.value));
+      continue;
+    }
+    if (d->chunks->capacity - d->chunks->used < entry_size(m.key_length)) {
+      auto *c = reinterpret_cast<chunk *>(d->index.entries + places);
+      *c = {.next = d->chunks, .used = 0, .capacity = beyond};
+      d->chunks = d->own_chunks = c;
+    }
+    ++d->count;
+    put_entry(d, carve(d, m.key_length), {m.key, m.key_length}, m.hash, m.value);
+  }
+  return d;
 }
 
 }  // namespace
@@ -288,18 +370,22 @@ uint32_t xp_dict_type() {
 }
 
 xp_obj *xp_dict_new(uint32_t flags) {
-  size_t tail = (flags & XP_DICT_RECYCLE) != 0 ? free_list_count * pointer_size : 0;
-  auto *d = xp::make<object>(dict_ops, tail);
-  if (d == nullptr) return nullptr;
-  d->flags = flags;
-  d->chunk_size = first_chunk_size;
-  d->retain_value = d->raw() ? keep_raw : xp_retain;
-  d->release_value = d->raw() ? drop_raw : xp_release;
-  d->inline_chunk.capacity = inline_chunk_capacity;
-  d->chunks = &d->inline_chunk;
-  if (make_parts(d)) return d;
-  // Nothing is stored yet; a table that could not be made must not be walked.
-  if (d->buckets == d->inline_buckets) d->bucket_count = inline_bucket_count;
+  object *d = make_empty(flags, small_index::most_places, 0);
+  if (d == nullptr || make_parts(d)) return d;
+  xp_release(d);
+  return nullptr;
+}
+
+// Deliberate: more members than the index has places are stored one by one, so that the buckets grow, and
+// entries change their places in the chains, as they always do.
+xp_obj *xp::dict_of(std::span<const dict_member> members) {
+  const bool small = members.size() <= small_index::most_places;
+  xp_obj *d = small ? make_small(members) : xp_dict_new(XP_DICT_NOCASE);
+  if (small && d != nullptr) return d;
+  bool complete = d != nullptr;
+  for (const dict_member &m : members)
+    complete = xp_dict_adopt(d, m.key, m.key_length, m.value) == 0 && complete;
+  if (complete) return d;
   xp_release(d);
   return nullptr;
 }

@@ -73,8 +73,10 @@ struct object : xp_obj {
   entry *inline_buckets[inline_bucket_count];
   chunk inline_chunk;
   alignas(8) unsigned char inline_entries[inline_chunk_capacity];
+  chunk *own_chunks;  // of the chunks, the first one that is part of this block
   small_index index;  // in use as long as the buckets are the inline ones
-  // With XP_DICT_RECYCLE, free_list_count list heads follow the struct.
+  // Behind the struct: with XP_DICT_RECYCLE free_list_count list heads, then the entries of the index, then
+  // with some dictionaries that were made at once a further chunk.
 
   bool has(uint32_t flag) { return (std::atomic_ref(flags).load(std::memory_order_relaxed) & flag) != 0; }
   bool raw() { return has(XP_DICT_RAW); }

@@ -1,6 +1,6 @@
 // What finds an entry of a dictionary that still has its two inline buckets, without walking their chains: a
-// one-byte tag of each key's hash, all compared at once. Zeroed memory is an empty index. It stands behind
-// the fields of a dictionary and decides nothing that the chains do not decide as well.
+// one-byte tag of each key's hash, all compared at once. It stands behind the fields of a dictionary and
+// decides nothing that the chains do not decide as well.
 
 #ifndef XP_DICT_SMALL_INDEX_H
 #define XP_DICT_SMALL_INDEX_H
@@ -18,11 +18,21 @@ namespace xp::dict {
 struct entry;
 
 struct small_index {
-  static constexpr uint32_t places = 16;
+  static constexpr uint32_t most_places = 16;
 
-  uint8_t tags[places];  // 0: free
-  entry *entries[places];
-  uint32_t used;  // beyond `places`: some entries had no place, so the chains have to be walked
+  uint8_t tags[most_places];  // 0: free
+  uint32_t places;            // how many there are
+  uint32_t used;              // beyond `places`: some entries had no place, so the chains have to be walked
+  entry **entries;            // what the tags lead to
+
+  // Empty, with memory for as many entries as there are places.
+  void init(entry **memory, uint32_t count) {
+    for (uint8_t &tag : tags)
+      tag = 0;
+    places = count;
+    used = 0;
+    entries = memory;
+  }
 
   bool complete() const { return used <= places; }
 
@@ -71,7 +81,7 @@ struct small_index {
   }
   uint32_t places_with_plain(uint8_t tag) const {
     uint32_t found = 0;
-    for (uint32_t i = 0; i < places; ++i)
+    for (uint32_t i = 0; i < most_places; ++i)
       found |= static_cast<uint32_t>(tags[i] == tag) << i;
     return found;
   }

@@ -24,6 +24,14 @@ void *xp_alloc(size_t size) {
   return block;
 }
 
+void *xp::block_unzeroed(size_t size) {
+  if (!may_have(size)) return nullptr;
+  void *block = xp::slab::in_use ? xp::slab::take(size) : nullptr;
+  if (block == nullptr) block = malloc(size);
+  if (block != nullptr) xp::count_block_taken();
+  return block;
+}
+
 void *xp_realloc(void *block, size_t size) {
   if (block == nullptr) return xp_alloc(size);
   // The C library may free the block when asked for no bytes at all; one byte keeps null the sign of failure

@@ -15,6 +15,13 @@ void *xp_alloc(size_t size);
 // resize.
 void *xp_realloc(void *block, size_t size);
 
+namespace xp {
+
+// A block of `size` bytes that are not zeroed, or null; xp_free frees it, xp_realloc may not have it.
+void *block_unzeroed(size_t size);
+
+}  // namespace xp
+
 // Free a block made by xp_alloc, xp_realloc or xp_new; null is ignored. Both names do the same.
 void xp_free(void *block);
 void xp_delete(void *block);

@@ -1,6 +1,7 @@
 #include "xp/object/number.h"
 
 #include "xp/object/number_text.h"
+#include "xp/object/quick.h"
 #include "xp/object/record.h"
 #include "xp/object/shared.h"
 #include "xp/object/type.h"
@@ -64,7 +65,7 @@ constexpr xp::ops number_ops = {.retain = xp_obj_retain,
                                 .control = control};
 
 xp_obj *make(int64_t integer, double real, int32_t is_float) {
-  auto *n = xp::make<number>(number_ops);
+  auto *n = xp::make_unzeroed<number>(number_ops);
   if (n == nullptr) return nullptr;
   n->integer = integer;
   n->real = real;

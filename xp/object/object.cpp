@@ -11,21 +11,7 @@
 namespace {
 
 #ifdef XP_TRACK_OBJECTS
-
 std::atomic<int64_t> live = 0;
-
-void count_new() {
-  live.fetch_add(1, std::memory_order_relaxed);
-}
-void count_gone() {
-  live.fetch_sub(1, std::memory_order_relaxed);
-}
-
-#else
-
-void count_new() {}
-void count_gone() {}
-
 #endif
 
 // Texts up to this size are streamed from the stack.
@@ -44,24 +30,28 @@ using grain = uint64_t __attribute__((vector_size(16), aligned(8), may_alias));
   }
 }
 
+// A block from the slabs, not zeroed; null when it is too large for them and when they may not be used.
+xp_obj *slab_block(size_t size) {
+  if (!xp::slab::in_use) return nullptr;
+  auto *obj = static_cast<xp_obj *>(xp::slab::take(size));
+  if (obj != nullptr) xp::count_block_taken();
+  return obj;
+}
+
 // A zeroed block: from the slabs when it is small, else from the heap.
 xp_obj *object_block(size_t size) {
-  if constexpr (xp::slab::in_use) {
-    if (!xp::allocation_allowed()) return nullptr;
-    if (auto *obj = static_cast<xp_obj *>(xp::slab::take(size))) {
-      xp::count_block_taken();
-      obj->compare = nullptr;
-      obj->textify = nullptr;
-      obj->control = nullptr;
-      clear_content(obj, size);
-      return obj;
-    }
-  }
-  return static_cast<xp_obj *>(xp_alloc(size));
+  if (xp::slab::in_use && !xp::allocation_allowed()) return nullptr;
+  xp_obj *obj = slab_block(size);
+  if (obj == nullptr) return static_cast<xp_obj *>(xp_alloc(size));
+  obj->compare = nullptr;
+  obj->textify = nullptr;
+  obj->control = nullptr;
+  clear_content(obj, size);
+  return obj;
 }
 
 xp_obj *count_and_init(void *block, uint32_t type) {
-  if (block != nullptr) count_new();
+  if (block != nullptr) xp::count_object();
   return xp_obj_init(block, type);
 }
 
@@ -73,9 +63,18 @@ int64_t sign(bool below) {
 
 namespace xp {
 
+#ifdef XP_TRACK_OBJECTS
+void count_object() {
+  live.fetch_add(1, std::memory_order_relaxed);
+}
+void uncount_object() {
+  live.fetch_sub(1, std::memory_order_relaxed);
+}
+#endif
+
 void destroy(xp_obj *obj) {
   if (obj == nullptr) return;
-  count_gone();
+  uncount_object();
   xp_free(obj);
 }
 

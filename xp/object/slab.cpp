@@ -12,34 +12,22 @@
 //
 //   hand     one thread's blocks of one class: up to two batches, no lock
 //   depot    one class, for all threads: full batches and the chunk that is being cut, one lock
-//   chunks   64 KiB of blocks of one class each, on a multiple of 64 KiB: a block's address leads to its
-//   chunk
-//            and so to its class; one lock for those that no class uses
+//   chunks   64 KiB of blocks of one class each, on a multiple of 64 KiB, so that a block's address leads to
+//            its class; one lock for those that no class uses
 //
 // A chunk that trim found wholly free goes back to the lowest layer with its memory given to the system,
 // except for its first page.
 
 namespace xp::slab {
+
+constinit thread_local hands *mine = nullptr;
+
 namespace {
 
-constexpr size_t grain = 16;
-constexpr size_t class_count = largest / grain;
-constexpr size_t chunk_size = 65536;
 constexpr size_t region_chunks = 16;  // mapped at a time
 constexpr size_t page_size = 4096;
-constexpr int64_t batch_size = 32;
 
 static_assert(alignof(max_align_t) == grain, "heap blocks must not look like slab blocks");
-
-// The start of a free block. The first of a batch in a depot also leads to the next one and counts its own.
-struct block {
-  block *next;
-  block *next_batch;
-  int64_t count;
-};
-
-constexpr size_t smallest = 32;
-static_assert(sizeof(block) <= smallest);
 
 // The start of a chunk; blocks follow from first_block on.
 struct chunk {
@@ -51,21 +39,6 @@ struct chunk {
 
 constexpr size_t first_block = 40;  // 8 behind a multiple of 16
 static_assert(sizeof(chunk) <= first_block && first_block % grain == 8);
-
-struct batch {
-  block *first;
-  int64_t count;
-};
-
-struct hand {
-  batch open;   // taken from and given to
-  batch spare;  // empty or full
-};
-
-struct hands {
-  hand of_class[class_count];
-  hands *next;  // among those of ended threads
-};
 
 struct alignas(64) depot {
   pthread_mutex_t mutex;
@@ -83,15 +56,10 @@ char *region;  // chunks that were never used
 size_t region_left;
 hands *idle_hands;
 
-constinit thread_local hands *mine = nullptr;
 constinit thread_local bool ended = false;  // the thread's own destructors run: it gets no hands any more
 pthread_key_t end_key;
 pthread_once_t end_key_once = PTHREAD_ONCE_INIT;
 bool usable;
-
-size_t class_of(size_t size) {
-  return (std::max(size, smallest) - 1) / grain;
-}
 
 size_t size_of(size_t of_class) {
   return (of_class + 1) * grain;
@@ -233,33 +201,6 @@ block *take_from(batch &from) {
   return b;
 }
 
-[[gnu::noinline]] void *take_slowly(size_t of_class) {
-  if (mine == nullptr && !get_hands()) return nullptr;
-  hand &h = mine->of_class[of_class];
-  if (h.open.count == 0) {
-    h.open = h.spare.count != 0 ? std::exchange(h.spare, {}) : take_batch(of_class);
-    if (h.open.count == 0) return nullptr;
-  }
-  return take_from(h.open);
-}
-
-// Deliberate: a thread without hands gives a batch of one, rather than none: blocks that outlive the thread's
-// own destructors are few, and losing them would be a leak that no tool sees.
-[[gnu::noinline]] void give_slowly(block *b, size_t of_class) {
-  if (mine == nullptr && !get_hands()) {
-    b->next = nullptr;
-    give_batch(of_class, {.first = b, .count = 1});
-    return;
-  }
-  hand &h = mine->of_class[of_class];
-  if (h.open.count == batch_size) {
-    give_batch(of_class, std::exchange(h.spare, std::exchange(h.open, {})));
-  }
-  b->next = h.open.first;
-  h.open.first = b;
-  ++h.open.count;
-}
-
 // --- Trimming ---
 
 void empty_hands(hands *h) {
@@ -339,22 +280,31 @@ int64_t trim_depot(depot &d) {
 
 }  // namespace
 
-void *take(size_t size) {
-  if (size - 1 >= largest) return nullptr;
-  size_t of_class = class_of(size);
-  if (mine == nullptr || mine->of_class[of_class].open.count == 0) return take_slowly(of_class);
-  return take_from(mine->of_class[of_class].open);
+void *take_slowly(size_t of_class) {
+  if (mine == nullptr && !get_hands()) return nullptr;
+  hand &h = mine->of_class[of_class];
+  if (h.open.count == 0) {
+    h.open = h.spare.count != 0 ? std::exchange(h.spare, {}) : take_batch(of_class);
+    if (h.open.count == 0) return nullptr;
+  }
+  return take_from(h.open);
 }
 
-void give(void *given) {
-  auto *b = static_cast<block *>(given);
-  size_t of_class = chunk_of(b)->of_class;
-  if (mine == nullptr) return give_slowly(b, of_class);
-  batch &open = mine->of_class[of_class].open;
-  if (open.count == batch_size) return give_slowly(b, of_class);
-  b->next = open.first;
-  open.first = b;
-  ++open.count;
+// Deliberate: a thread without hands gives a batch of one, rather than none: blocks that outlive the thread's
+// own destructors are few, and losing them would be a leak that no tool sees.
+void give_slowly(block *b, size_t of_class) {
+  if (mine == nullptr && !get_hands()) {
+    b->next = nullptr;
+    give_batch(of_class, {.first = b, .count = 1});
+    return;
+  }
+  hand &h = mine->of_class[of_class];
+  if (h.open.count == batch_size) {
+    give_batch(of_class, std::exchange(h.spare, std::exchange(h.open, {})));
+  }
+  b->next = h.open.first;
+  h.open.first = b;
+  ++h.open.count;
 }
 
 int64_t trim() {

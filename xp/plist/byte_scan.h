@@ -1,4 +1,4 @@
-// Finds the bytes that need a look in JSON texts, eight at a step. Internal to this folder.
+// Finds the bytes that need a look in JSON texts, eight or sixteen at a step. Internal to this folder.
 //
 // Words are compared by subtraction. A borrow reaches bytes above a hit only, so the lowest bit that is set
 // is always a true one, and that is all that is asked for.
@@ -12,6 +12,10 @@
 #include <string.h>
 
 #include <bit>
+
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
 
 namespace xp {
 
@@ -45,6 +49,24 @@ const char *scan(const char *at, const char *end, Marks marks) {
     if (marks(word) != 0) return at;
   }
   return end;
+}
+
+// The bytes that string_marks looks at.
+constexpr int64_t string_step = 16;
+
+// A bit for each of the bytes at `at` that is a quote or a backslash.
+inline uint32_t string_marks(const char *at) {
+#ifdef __SSE2__
+  const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i *>(at));
+  const __m128i quotes = _mm_cmpeq_epi8(bytes, _mm_set1_epi8('"'));
+  const __m128i backslashes = _mm_cmpeq_epi8(bytes, _mm_set1_epi8('\\'));
+  return static_cast<uint32_t>(_mm_movemask_epi8(_mm_or_si128(quotes, backslashes)));
+#else
+  uint32_t marks = 0;
+  for (uint32_t i = 0; i < string_step; ++i)
+    marks |= static_cast<uint32_t>(at[i] == '"' || at[i] == '\\') << i;
+  return marks;
+#endif
 }
 
 }  // namespace xp

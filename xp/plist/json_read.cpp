@@ -3,10 +3,8 @@
 // what the builder refuses.
 
 #include "xp/plist/json.h"
-#include "xp/plist/json_tree.h"
+#include "xp/plist/json_build.h"
 #include "xp/plist/reader.h"
-
-#include <iterator>
 
 namespace {
 
@@ -48,7 +46,7 @@ const char *reason_of(int64_t result, bool root) {
 }  // namespace
 
 xp_obj *xp::read_json(std::string_view text, xp_plist_fault &fault) {
-  xp_obj *tree = xp_plist_jsontree(text.data(), std::ssize(text));
+  xp_obj *tree = json_build(text);
   if (tree != nullptr) return tree;
   search at = {.depth = 0, .root = false};
   const int64_t result = xp_json_locate(text, look, &at, &fault.offset);

@@ -6,6 +6,7 @@
 #include "xp/object/memory.h"
 #include "xp/object/number.h"
 #include "xp/object/ref.h"
+#include "xp/plist/json_string.h"
 #include "xp/string/string.h"
 
 #include <algorithm>
@@ -15,7 +16,6 @@ namespace {
 
 constexpr int64_t done = 0;
 constexpr int64_t refused = -1;
-constexpr int64_t longest_key = 255;  // as dictionaries keep them
 
 int64_t open_container(xp_plist_jsonstate &state, const xp_json_node &node) {
   if (node.kind != XP_JSON_OBJECT && node.kind != XP_JSON_ARRAY) return refused;
@@ -48,18 +48,6 @@ int64_t collect(xp_plist_jsonstate &state, xp::ref value) {
   return done;
 }
 
-// How much of a key's raw text the dictionary is given. A key too long for it is cut, but never inside an
-// escape: the writer writes keys as stored, and a lone backslash at the end would take the closing quote into
-// the key.
-int64_t key_length(const xp_json_node &key) {
-  if (key.length <= longest_key) return key.length;
-  int64_t begin = longest_key;
-  while (begin > 0 && key.text[begin - 1] == '\\')
-    --begin;
-  const int64_t backslashes = longest_key - begin;
-  return longest_key - backslashes % 2;
-}
-
 int64_t place(xp_plist_jsonstate &state, const xp_json_node &node, xp::ref value) {
   if (state.depth == 0) {
     if (state.root != nullptr) return refused;
@@ -70,7 +58,8 @@ int64_t place(xp_plist_jsonstate &state, const xp_json_node &node, xp::ref value
   if (frame.dict == nullptr) return collect(state, std::move(value));
   const xp_json_node *key = node.previous;
   if (key == nullptr || key->length <= 0) return refused;
-  return xp_dict_adopt(frame.dict, key->text, key_length(*key), value.leak());
+  return xp_dict_adopt(frame.dict, key->text,
+                       xp::json_key_length({key->text, static_cast<size_t>(key->length)}), value.leak());
 }
 
 // The collected values from `base` on, moved into an array of exactly their number.

@@ -3,6 +3,8 @@
 #include "xp/object/memory.h"
 #include "xp/string/string.h"
 
+#include <string.h>
+
 #include <algorithm>
 
 namespace xp {

@@ -6,9 +6,9 @@
 #define XP_PLIST_TEXT_SINK_H
 
 #include "xp/object/object.h"
+#include "xp/object/short_copy.h"
 
 #include <stdint.h>
-#include <string.h>
 
 #include <array>
 #include <cstddef>
@@ -23,7 +23,7 @@ public:
 
   void put(std::string_view text) {
     if (text.size() > room()) return overflow(text);
-    copy(at_, text.data(), text.size());
+    copy_short(at_, text.data(), text.size());
     at_ += text.size();
   }
 
@@ -58,32 +58,6 @@ protected:
 
   size_t room() const { return static_cast<size_t>(end_ - at_); }
   std::string_view window() const { return {begin_, static_cast<size_t>(at_ - begin_)}; }
-
-  // Most pieces are brackets, commas and short words: cheaper than a call.
-  static void copy(char *to, const char *from, size_t size) {
-    if (size > 16) {
-      memcpy(to, from, size);
-    } else if (size >= 8) {
-      copy_ends<uint64_t>(to, from, size);
-    } else if (size >= 4) {
-      copy_ends<uint32_t>(to, from, size);
-    } else if (size >= 2) {
-      copy_ends<uint16_t>(to, from, size);
-    } else if (size == 1) {
-      *to = *from;
-    }
-  }
-
-  // Copies size bytes, one to two Words, as the first and the last Word of them.
-  template <typename Word>
-  static void copy_ends(char *to, const char *from, size_t size) {
-    Word first;
-    Word last;
-    memcpy(&first, from, sizeof(Word));
-    memcpy(&last, from + size - sizeof(Word), sizeof(Word));
-    memcpy(to, &first, sizeof(Word));
-    memcpy(to + size - sizeof(Word), &last, sizeof(Word));
-  }
 
   char *begin_ = nullptr;
   char *at_ = nullptr;

@@ -2,7 +2,9 @@
 
 #include "xp/format/engine.h"
 #include "xp/format/format.h"
+#include "xp/object/quick.h"
 #include "xp/object/record.h"
+#include "xp/object/short_copy.h"
 #include "xp/string/string_impl.h"
 #include "xp/string/text.h"
 #include "xp/string/utf8.h"
@@ -41,13 +43,23 @@ int64_t pointer(xps_string *s, int64_t argument, uint32_t *length) {
 
 }  // namespace
 
-xps_string *xps_make(int64_t length) {
+namespace {
+
+// xps_make, for those who cannot afford its call.
+[[gnu::always_inline]] inline xps_string *make_string(int64_t length) {
   if (length < 0) return nullptr;
-  auto *s = xp::make<xps_string>(string_ops, static_cast<size_t>(length) + 1);
+  auto *s = xp::make_unzeroed<xps_string>(string_ops, static_cast<size_t>(length) + 1);
   if (s == nullptr) return nullptr;
   s->text = xps_room(s);
   s->length = length;
+  xps_room(s)[length] = 0;
   return s;
+}
+
+}  // namespace
+
+xps_string *xps_make(int64_t length) {
+  return make_string(length);
 }
 
 xp_obj *xps_finish(xps_string *s, int64_t length) {
@@ -76,8 +88,8 @@ xp_obj *xp_str_new(const char *text) {
 
 xp_obj *xp_str_make(const char *text, int64_t length) {
   int64_t bytes = xp_str_txtlen(text, length);
-  xps_string *s = xps_make(bytes);
-  if (s != nullptr && bytes > 0) memcpy(xps_room(s), text, static_cast<size_t>(bytes));
+  xps_string *s = make_string(bytes);
+  if (s != nullptr) xp::copy_short(xps_room(s), text, static_cast<size_t>(bytes));
   return s;
 }
 

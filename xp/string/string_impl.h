@@ -19,7 +19,7 @@ inline char *xps_room(xps_string *s) {
   return reinterpret_cast<char *>(s + 1);
 }
 
-// An ordinary string with room for `length` bytes and the zero byte, for its maker to fill; null when memory
+// An ordinary string with room for `length` bytes and the zero byte, for its maker to fill; what it holds before is undefined. Null when memory
 // is exhausted or the length is negative.
 xps_string *xps_make(int64_t length);
 

@@ -246,7 +246,8 @@ TEST(dict_small_index, compares_all_tags_as_one_by_one) {
   SCOPED_TRACE("seed " + std::to_string(seed));
   random_source random(seed);
   for (int i = 0; i < 1000; ++i) {
-    xp::dict::small_index index{};
+    xp::dict::small_index index;
+    index.init(nullptr, 0);
     for (uint8_t &tag : index.tags)
       tag = static_cast<uint8_t>(random() % 4 == 0 ? 0 : 0x80 | random() % 4);
     for (int tag : {0x80, 0x81, 0x83, 0xFF}) {

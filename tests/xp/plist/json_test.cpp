@@ -2,6 +2,7 @@
 
 #include "tests/support/leak_check.h"
 #include "xp/object/ref.h"
+#include "xp/plist/json_build.h"
 #include "xp/plist/json_tree.h"
 #include "xp/plist/plist.h"
 #include "xp/string/string.h"
@@ -10,6 +11,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <random>
 #include <string>
 #include <string_view>
 
@@ -255,6 +257,83 @@ TEST_F(json, text_to_tree_to_text) {
   };
   for (const auto &one : cases)
     EXPECT_EQ(through_tree(one.text), one.result) << one.text;
+}
+
+// A text of random pieces, mostly well-formed, with strings and keys of all lengths around the steps of
+// vector code.
+std::string random_text(std::mt19937 &random) {
+  static constexpr std::string_view pieces[] = {"[",
+                                                "]",
+                                                "{",
+                                                "}",
+                                                ",",
+                                                ":",
+                                                "true",
+                                                "Null",
+                                                "tru",
+                                                " \n",
+                                                "\xC3",
+                                                "0",
+                                                "-12",
+                                                "1.5",
+                                                "-0.0",
+                                                "1e3",
+                                                "1.",
+                                                "007",
+                                                "123456789012345678",
+                                                "9223372036854775808",
+                                                "123456789012.345",
+                                                "0.1234567890123456",
+                                                "1-2",
+                                                "\"\"",
+                                                "\"",
+                                                "\\"};
+  std::string text;
+  const auto below = [&random](size_t n) { return random() % n; };
+  const auto string = [&] {
+    text += '"';
+    for (size_t left = below(3) == 0 ? below(1100) : below(40); left > 0; --left)
+      text += below(16) == 0 ? std::string_view("\\n\\x4a\\101\\\"\\u").substr(below(4) * 2, 2) : "a";
+    text += '"';
+  };
+  std::string open;
+  text = "[";
+  open = "]";
+  for (size_t i = below(60); i > 0 && !open.empty(); --i) {
+    if (below(150) == 0) text += pieces[below(std::size(pieces))];
+    if (open.back() == '}') string(), text += ':';
+    switch (below(6)) {
+      case 0: text += '{', open += '}'; break;
+      case 1: text += '[', open += ']'; break;
+      case 2: string(); break;
+      default: text += pieces[6 + below(17)]; break;
+    }
+    if (below(4) == 0 && open.size() > 1) text += open.back(), open.pop_back();
+    text += ',';
+  }
+  return text += std::string(open.rbegin(), open.rend());
+}
+
+TEST_F(json, reading_in_one_pass_equals_tokenizer_and_builder) {
+  constexpr uint32_t seed = 20240611;
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  std::mt19937 random(seed);
+  int trees = 0;
+  for (int i = 0; i < 4000; ++i) {
+    const std::string text = random_text(random);
+    const auto block = std::make_unique<char[]>(text.size());
+    text.copy(block.get(), text.size());
+    const xp::ref quick = xp::ref::adopt(xp::json_build({block.get(), text.size()}));
+    const xp::ref plain = xp::ref::adopt(xp_plist_jsontree(block.get(), static_cast<int64_t>(text.size())));
+    ASSERT_EQ(static_cast<bool>(quick), static_cast<bool>(plain)) << text;
+    if (!plain) continue;
+    ++trees;
+    const xp::ref a = xp::ref::adopt(xp_plist_string(quick.get(), XP_PLIST_JSON_BARE, 1));
+    const xp::ref b = xp::ref::adopt(xp_plist_string(plain.get(), XP_PLIST_JSON_BARE, 1));
+    ASSERT_EQ(xp_str_cmpq(a.get(), xp_str_getptr(b.get()), xp_str_length(b.get())), 0) << text;
+  }
+  EXPECT_GT(trees, 400);
+  EXPECT_LT(trees, 3600);
 }
 
 TEST_F(json, a_long_key_is_cut_but_never_inside_an_escape) {
