@@ -109,21 +109,22 @@ TEST_F(message_test, outputs_at_their_limits) {
   ipc_msg_package(m.get());
   const uint32_t text = xp_code("text");
   char out[8];
-  struct {
-    uint32_t size;
-    std::string cstr, pstr;
-  } const cases[] = {{0, "########", "########"},
-                     {1, "\0#######"s, "\0#######"s},
-                     {4, "abc\0####"s, "\3abc####"},
-                     {5, "abcd\0###"s, "\4abcd###"},
-                     {8, "abcd\0###"s, "\4abcd###"}};
-  for (const auto &c : cases) {
+  const auto filled = [&out](auto get) {
     memset(out, '#', sizeof out);
-    EXPECT_EQ(ipc_msg_get_param_cstr(m.get(), text, out, c.size), 0);
-    EXPECT_EQ(std::string(out, 8), c.cstr);
-    memset(out, '#', sizeof out);
-    EXPECT_EQ(ipc_msg_get_param_pstr(m.get(), text, reinterpret_cast<uint8_t *>(out), c.size), 0);
-    EXPECT_EQ(std::string(out, 8), c.pstr);
+    EXPECT_EQ(get(out), 0);
+    return std::string(out, sizeof out);
+  };
+  const std::tuple<uint32_t, std::string, std::string> cases[] = {{0, "########", "########"},
+                                                                  {1, "\0#######"s, "\0#######"s},
+                                                                  {4, "abc\0####"s, "\3abc####"},
+                                                                  {5, "abcd\0###"s, "\4abcd###"},
+                                                                  {8, "abcd\0###"s, "\4abcd###"}};
+  for (const auto &[size, cstr, pstr] : cases) {
+    EXPECT_EQ(filled([&](char *to) { return ipc_msg_get_param_cstr(m.get(), text, to, size); }), cstr);
+    EXPECT_EQ(filled([&](char *to) {
+                return ipc_msg_get_param_pstr(m.get(), text, reinterpret_cast<uint8_t *>(to), size);
+              }),
+              pstr);
   }
   uint32_t size = 0;
   EXPECT_EQ(ipc_msg_get_param(m.get(), text, 0, nullptr, &size), 0);
@@ -141,12 +142,12 @@ TEST_F(message_test, outputs_at_their_limits) {
   uint32_t word = 5;
   size = 8;
   const uint32_t none = xp_code("none");
-  EXPECT_EQ(ipc_msg_get_param_long(m.get(), none, &number), IpcErrBadMessage);
-  EXPECT_EQ(ipc_msg_get_param_quad(m.get(), none, &quad), IpcErrBadMessage);
-  EXPECT_EQ(ipc_msg_get_param_tag(m.get(), none, &word), IpcErrBadMessage);
-  EXPECT_EQ(ipc_msg_get_param(m.get(), none, 0, out, &size), IpcErrBadMessage);
+  for (const int32_t missing :
+       {ipc_msg_get_param_long(m.get(), none, &number), ipc_msg_get_param_quad(m.get(), none, &quad),
+        ipc_msg_get_param_tag(m.get(), none, &word), ipc_msg_get_param(m.get(), none, 0, out, &size),
+        ipc_msg_get_param_long(nullptr, none, &number)})
+    EXPECT_EQ(missing, IpcErrBadMessage);
   EXPECT_EQ(ipc_msg_get_param_ptr(m.get(), none), nullptr);
-  EXPECT_EQ(ipc_msg_get_param_long(nullptr, none, &number), IpcErrBadMessage);
   EXPECT_EQ(number + quad + word + size, 0);
 }
 

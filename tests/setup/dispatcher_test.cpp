@@ -29,17 +29,9 @@ int __wrap_pthread_create(pthread_t *thread, const pthread_attr_t *attributes, v
 
 namespace {
 
-class dispatcher : public leak_check {
+class dispatcher : public vane_fixture {
 protected:
-  void SetUp() override {
-    leak_check::SetUp();
-    vane_.session = 1;
-    cv_setup_setvane(&vane_);
-  }
-  void TearDown() override {
-    cv_setup_setvane(nullptr);
-    leak_check::TearDown();
-  }
+  dispatcher() { vane_.session = 1; }
 
   static int64_t raise(uint32_t event, xp_obj *argument) {
     return cv_setup_ui_callback(nullptr, event, argument, 0);
@@ -58,8 +50,6 @@ protected:
     EXPECT_TRUE(wait_until([&] { return xp_refs(request.get()) == 1; }));
     return result_of(request.get());
   }
-
-  scripted_vane vane_;
 };
 
 const std::string connected = R"({"connected":true})";

@@ -12,28 +12,22 @@ std::string number(const char *name, int32_t value) {
   return record(name, "long", be32(static_cast<uint32_t>(value)));
 }
 
-class methods_daemon : public leak_check {
+class methods_daemon : public vane_fixture {
 protected:
-  void SetUp() override {
-    leak_check::SetUp();
-    cv_setup_setvane(&vane_);
-  }
   void TearDown() override {
     daemon_.stop();
-    cv_setup_setvane(nullptr);
-    leak_check::TearDown();
+    vane_fixture::TearDown();
   }
 
   // What daemon and framework were asked since the last call.
   words asked() {
     words lines = daemon_.take_requests();
-    for (const std::string &call : std::exchange(vane_.calls, {}))
+    for (const std::string &call : take_calls())
       lines.push_back(call);
     return lines;
   }
 
   scripted_daemon daemon_;
-  scripted_vane vane_;
 };
 
 TEST_F(methods_daemon, conn_info_joins_two_replies) {

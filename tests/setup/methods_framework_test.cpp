@@ -1,7 +1,6 @@
 #include "setup/host.h"
 #include "tests/setup/call_method.h"
 #include "tests/setup/scripted_vane.h"
-#include "tests/support/leak_check.h"
 #include "tests/support/threads.h"
 #include "xp/object/code.h"
 #include "xp/service/main_queue.h"
@@ -20,19 +19,13 @@ public:
   void openExternalApp(std::string_view name) override { calls.push_back("app " + std::string(name)); }
 };
 
-class methods_framework : public leak_check {
+class methods_framework : public vane_fixture {
 protected:
-  void SetUp() override {
-    leak_check::SetUp();
-    cv_setup_setvane(&vane_);
-  }
   void TearDown() override {
-    cv_setup_setvane(nullptr);
     cv_setup_sethost(nullptr);
-    leak_check::TearDown();
+    vane_fixture::TearDown();
   }
 
-  lines take_calls() { return std::exchange(vane_.calls, {}); }
   // Whether "capabilities" tells this.
   static testing::AssertionResult told(const std::string &what) {
     const std::string answer = call_method("capabilities");
@@ -40,7 +33,6 @@ protected:
     return testing::AssertionFailure() << what << " is not in " << answer;
   }
 
-  scripted_vane vane_;
   recording_host host_;
   std::unique_ptr<cv_setup_vane> absent_ = cv_setup_loadvane(nullptr);
 };

