@@ -20,7 +20,6 @@ constexpr long moment = 1794712237;  // 2026-11-15 03:10:37 UTC, a Sunday
 
 TEST_F(format_time, local_and_utc) {
   EXPECT_EQ(print("%lu{Z::#FT#T.000Z}", moment), "2026-11-15T03:10:37.000Z");
-  EXPECT_EQ(print("%ld{z::#FT#T#z}", moment), "2026-11-15T08:40:37+0530");
   EXPECT_EQ(
       print("%lD|%lz|%lZ|%#lz|%+lZ|%D", moment, moment, moment, moment, moment, 86400),
       "2026-11-15|2026-11-15|2026-11-15|Sun, 15 Nov 2026 08:40:37 +0530|2026-11-15 03:10:37|1970-01-02");
@@ -39,9 +38,7 @@ TEST_F(format_time, zero_is_now) {
 }
 
 TEST_F(format_time, codes_of_our_own) {
-  EXPECT_EQ(print("%ld{Z::#v|#+|#Z|#/|#:|#Q|#s}", moment),
-            "15-Nov-2026|Sun, 15 Nov 2026 03:10:37 +0000|?|/|:|03:10|1794712237");
-  EXPECT_EQ(print("%ld{Z::#EY-#Om ## #q %d #}", moment), "2026-11 # q %d ");
+  EXPECT_EQ(print("%ld{Z::#Z|#/|#:|#s|#EY-#Om|##|#q|%d #}", moment), "?|/|:|1794712237|2026-11|#|q|%d ");
   EXPECT_EQ(print("%ld{Z:^:#a #b}|%30lZ{::#A}|%-8lZ{::#p}|", moment, moment, moment),
             "SUN NOV|                        Sunday|AM      |");
   EXPECT_EQ(print("%+ld{Z:~:\"#H\"}", moment), "\\\"03\\\"") << "the plus is no percent-encoding here";

@@ -66,12 +66,11 @@ TEST_F(format_value, numbers) {
     ASSERT_TRUE(isnan(real) ? isnan(back) : std::bit_cast<int64_t>(back) == std::bit_cast<int64_t>(real))
         << text;
   }
-  const char *const texts[] = {"",     "+",         "-0",    "+1.5e2x", "1,5",
-                               "0x10", "+INFinity", "1e999", "--1",     "-1e-999"};
-  const double values[] = {0, 0, -0.0, 150, 1, 0, HUGE_VAL, HUGE_VAL, 0, -0.0};
+  const char *const texts[] = {"", "+", "--1", "0x10", "-0", "-1e-999", "1,5", "+1.5e2x", "+INFinity"};
+  const double values[] = {0, 0, 0, 0, -0.0, -0.0, 1, 150, HUGE_VAL};
   for (size_t i = 0; i < std::size(texts); ++i)
-    EXPECT_EQ(std::bit_cast<int64_t>(xp_fmt_getdouble(texts[i], -1)), std::bit_cast<int64_t>(values[i]))
-        << texts[i];
+    EXPECT_EQ(print("%g", xp_fmt_getdouble(texts[i], -1)), print("%g", values[i])) << texts[i];
+  EXPECT_EQ(xp_fmt_getdouble("1e999", -1), HUGE_VAL);
   EXPECT_EQ(xp_fmt_getdouble("1234", 2) + xp_fmt_getdouble(nullptr, 4), 12);
 }
 

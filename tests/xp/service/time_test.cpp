@@ -12,11 +12,11 @@
 #include <string.h>
 #include <time.h>
 
-#include <array>
 #include <limits>
 #include <random>
 #include <sstream>
 #include <string>
+#include <tuple>
 
 namespace {
 
@@ -62,10 +62,7 @@ TEST_F(time_test, parts_as_the_c_library_has_them_and_back) {
 
 TEST_F(time_test, changes_of_the_clock) {
   zone_.set(middle_zone);
-  struct {
-    xp_time_parts shown;
-    int64_t seconds;
-  } const cases[] = {
+  const std::pair<xp_time_parts, int64_t> cases[] = {
       {{.year = 2026, .month = 3, .day = 29, .hour = 1, .minute = 59, .second = 59}, 1774745999},
       {{.year = 2026, .month = 3, .day = 29, .hour = 2, .minute = 30}, 1774747800},  // never shown
       {{.year = 2026, .month = 3, .day = 29, .hour = 3}, 1774746000},
@@ -80,8 +77,6 @@ TEST_F(time_test, changes_of_the_clock) {
   }
   EXPECT_EQ(xp_time_offset(1774745999), 3600);
   EXPECT_EQ(xp_time_offset(1774746000), 7200);
-  zone_.set("WEST+3:30");
-  EXPECT_EQ(xp_time_offset(0), -12600);
 }
 
 TEST_F(time_test, ranges_end_where_they_should) {
@@ -104,29 +99,22 @@ TEST_F(time_test, ranges_end_where_they_should) {
   int64_t seconds = 0;
   EXPECT_EQ(xp_time_fromutc(&good, &seconds), 0);
   using parts = xp_time_parts;
-  const std::pair<int32_t parts::*, std::array<int32_t, 2>> wrong[] = {{&parts::month, {0, 13}},
-                                                                       {&parts::day, {0, 29}},
-                                                                       {&parts::hour, {-1, 24}},
-                                                                       {&parts::minute, {-1, 60}},
-                                                                       {&parts::second, {-1, 61}}};
-  for (auto [field, values] : wrong) {
-    for (int32_t value : values) {
-      parts spoilt = good;
-      spoilt.*field = value;
-      EXPECT_EQ(xp_time_fromutc(&spoilt, &seconds), -1) << value;
-    }
+  for (auto [field, low, high] :
+       {std::tuple(&parts::month, 0, 13), std::tuple(&parts::day, 0, 29), std::tuple(&parts::hour, -1, 24),
+        std::tuple(&parts::minute, -1, 60), std::tuple(&parts::second, -1, 61)}) {
+    parts below = good, above = good;
+    below.*field = low, above.*field = high;
+    EXPECT_EQ(xp_time_fromutc(&below, &seconds) + xp_time_fromutc(&above, &seconds), -2)
+        << low << " " << high;
   }
 }
 
 TEST_F(time_test, clocks_and_ticks) {
-  const int64_t before = time(nullptr);
-  const int64_t seconds = xp_time_now();
-  const int64_t milliseconds = xp_time_msnow();
+  const int64_t before = time(nullptr), seconds = xp_time_now(), milliseconds = xp_time_msnow();
   EXPECT_GE(seconds, before);
   EXPECT_GE(milliseconds / 1000, seconds);
   EXPECT_LE(milliseconds / 1000, time(nullptr));
-  const int64_t start = xp_tick_now();
-  const int64_t deadline = xp_tick_after(20);
+  const int64_t start = xp_tick_now(), deadline = xp_tick_after(20);
   const timespec pause = {.tv_sec = 0, .tv_nsec = 20000000};
   nanosleep(&pause, nullptr);
   EXPECT_GE(xp_tick_since(start), 20000);
@@ -169,10 +157,7 @@ TEST_F(date_test, texts_that_tell_a_time) {
 }
 
 TEST_F(date_test, text_is_the_utc_time_and_reads_back) {
-  struct {
-    int64_t seconds;
-    const char *text;
-  } const cases[] = {
+  const std::pair<int64_t, const char *> cases[] = {
       {0, "1970-01-01T00:00:00Z"},
       {-1, "1969-12-31T23:59:59Z"},
       {951782400, "2000-02-29T00:00:00Z"},
@@ -224,10 +209,8 @@ TEST_F(date_test, dates_of_other_objects) {
   ref date = ref::adopt(xp_date_make(5));
   EXPECT_EQ(ref::adopt(xp_date_coerce(date.get())).get(), date.get());
   EXPECT_EQ(xp_date_ms(ref::adopt(xp_date_coerce(ref::adopt(xp_number_new(-7)).get())).get()), -7000);
-  struct {
-    double number;
-    int64_t milliseconds;
-  } const cases[] = {{-0.25, -250}, {1.0004, 1000}, {1.9996, 2000}, {-0x1p63, INT64_MIN}};
+  const std::pair<double, int64_t> cases[] = {
+      {-0.25, -250}, {1.0004, 1000}, {1.9996, 2000}, {-0x1p63, INT64_MIN}};
   for (auto [number, milliseconds] : cases) {
     ref made = ref::adopt(xp_date_coerce(ref::adopt(xp_number_newfloat(number)).get()));
     EXPECT_EQ(xp_date_ms(made.get()), milliseconds) << number;
