@@ -159,14 +159,4 @@ void xpf_padded(xpf_sink &out, const xpf_directive &directive, const Emit &emit)
   if (directive.has(XPF_LEFT)) out.fill(' ', directive.width - (out.total() - start));
 }
 
-inline void xpf_escape(xpf_sink &out, uint32_t flags, const char *text, int64_t length) {
-  xpf_str(out, flags, text, length);
-}
-inline void xpf_dump(xpf_sink &out, const xpf_directive &directive, const void *bytes, int64_t length) {
-  xpfs_hexify(out, directive, bytes, length);
-}
-inline void xpf_text(xpf_sink &out, const xpf_directive &directive, const char *text, int64_t length) {
-  xpfs_str(out, directive, text, length);
-}
-
 #endif

@@ -4,14 +4,19 @@
 //
 //   %[n$][flags][width][.precision][t|l|ll|I64]conversion[{option:flags:parameter}]
 //
-// Formats must be literals: an argument's type is known only from the format. The text does not depend on the
-// locale. Safe from any thread.
+// Formats must be literals: an argument's type is known only from the format. What the locale decides, the
+// grouping, the signs of infinities and the words of times, is the C locale's until the process chooses
+// others (xp/service/locale.h). Safe from any thread.
 //
 // Flags: "-" left, "+" sign of a number or percent-encoding of a text, " " before a positive infinity and
-// between the pairs of a dump, "#" prefix, "0" zeros, "'" and "," grouping (none in the C locale). Width and
-// precision are digits or "*" (an int) and saturate at INT_MAX; a negative "*" width justifies left, a
+// between the pairs of a dump, "#" prefix, "0" zeros, "'" and "," grouping as of numbers and of money. Width
+// and precision are digits or "*" (an int) and saturate at INT_MAX; a negative "*" width justifies left, a
 // negative "*" precision is none. Width counts bytes; precision limits the bytes of the text that is read and
 // never cuts a character.
+//
+// Grouped are the digits before the point of decimal numbers, with the locale's point then; not those of the
+// other bases, nor zeros that a precision or "0" puts in front. Of a number the options in braces see what
+// the locale put into it, but "+" is its sign and encodes nothing.
 //
 //   d i u o x X     int, with t l ll I64 64 bits      {z} {Z} time, {T} code
 //   e f g E F G     double
@@ -29,13 +34,14 @@
 //   %               itself; every other conversion too, and skips an argument: a double for a and A, else
 //                   one of the size of a pointer. There is no n.
 //
-// Flags in braces: ^ upper case, _ lower case, and one of these, the first that is there: ~ string literal, &
-// entities, @ percent-encoding of markup, / the same, bytes that are no UTF-8 too; < CDATA wrap; ` and ' ''
+// Flags in braces: $ grouping as of money, ^ upper case, _ lower case, and one of these, the first that is
+// there: ~ string literal, & entities, @ percent-encoding of markup, / the same, bytes that are no UTF-8 too;
+// < CDATA wrap; ` and ' ''
 // ''' quotes. Under & and @ a byte from 128 on that is no UTF-8 prints as %#233; with its three decimal
 // digits. What is not of the shape {option}, {option:...} or {:...} is ordinary text; unknown options and
 // flags are ignored.
 //
-// Patterns of times are those of strftime with "#" for "%", in the C locale's words; also #v 15-Nov-2026, #+
+// Patterns of times are those of strftime with "#" for "%", in the locale's words; also #v 15-Nov-2026, #+
 // as above, #Q short time, #/ and #: the separators, #Z "?"; an unknown code is itself.
 //
 // With n$ the n-th argument, up to 32, is the next one for the width, the precision and the value; what

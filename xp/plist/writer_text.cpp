@@ -5,7 +5,10 @@
 #include "xp/plist/text_form.h"
 #include "xp/string/text.h"
 
+#include <string.h>
+
 #include <algorithm>
+#include <bit>
 
 namespace {
 
@@ -14,12 +17,46 @@ using xp::text_sink;
 // The writer recurses; the format engine's sink is large and stands on no frame but these.
 [[gnu::noinline]] void write_stage(text_sink &out, uint32_t flags, std::string_view text) {
   xpf_sink stage(text_sink::write, &out);
-  xpf_escape(stage, flags, text.data(), static_cast<int64_t>(text.size()));
+  xpf_str(stage, flags, text.data(), static_cast<int64_t>(text.size()));
   stage.finish();
 }
 
 std::string_view between(const char *from, const char *to) {
   return {from, static_cast<size_t>(to - from)};
+}
+
+// --- Scanning ---
+
+// Fewer than eight bytes as a word that spaces, which carry no mark, fill up.
+uint64_t load_short(const char *at, size_t size) {
+  uint64_t word = size < 8 ? (xp::each_byte * ' ') << size * 8 : 0;
+  if (size >= 4) {
+    uint32_t first;
+    uint32_t last;
+    memcpy(&first, at, 4);
+    memcpy(&last, at + size - 4, 4);
+    return word | first | uint64_t{last} << (size - 4) * 8;
+  }
+  for (size_t i = 0; i < size; ++i)
+    word |= uint64_t{static_cast<unsigned char>(at[i])} << i * 8;
+  return word;
+}
+
+// As xp::scan does, for texts that are most often short: the last bytes are looked at once, in a word that
+// reaches back over bytes without a mark.
+template <typename Marks>
+const char *find(const char *at, const char *end, Marks marks) {
+  const auto size = static_cast<size_t>(end - at);
+  if (size < 8) {
+    const uint64_t found = marks(load_short(at, size));
+    return found == 0 ? end : at + std::countr_zero(found) / 8;
+  }
+  for (const char *last = end - 8;; at = last - at < 8 ? last : at + 8) {
+    uint64_t word;
+    memcpy(&word, at, 8);
+    if (const uint64_t found = marks(word); found != 0) return at + std::countr_zero(found) / 8;
+    if (at == last) return end;
+  }
 }
 
 // --- Quotes ---
@@ -39,22 +76,18 @@ constexpr uint64_t equals(uint64_t word, char byte) {
 }
 
 // & and both angle brackets, which are one bit apart.
-constexpr uint64_t brackets(uint64_t word) {
+constexpr auto brackets = [](uint64_t word) {
   constexpr uint64_t apart = xp::each_byte * ('<' ^ '>');
   return equals(word, '&') | equals(word | apart, '>');
-}
+};
 
 constexpr uint64_t controls_and_high(uint64_t word) {
   return ((word - xp::each_byte * ' ') | word) & xp::each_top;
 }
 
-constexpr uint64_t special_in_text(uint64_t word) {
-  return controls_and_high(word) | brackets(word);
-}
+constexpr auto special_in_text = [](uint64_t word) { return controls_and_high(word) | brackets(word); };
 
-constexpr uint64_t special_in_key(uint64_t word) {
-  return special_in_text(word) | equals(word, '"');
-}
+constexpr auto special_in_key = [](uint64_t word) { return special_in_text(word) | equals(word, '"'); };
 
 // Where the text is written.
 enum class place : uint8_t { content, cdata, key };
@@ -116,7 +149,7 @@ struct markup {
   template <typename Marks>
   void write(Marks marks) const {
     for (const char *at = begin; at < end;) {
-      const char *stop = xp::scan(at, end, marks);
+      const char *stop = find(at, end, marks);
       out.put(between(at, stop));
       if (stop == end) return;
       if (static_cast<signed char>(*stop) < 0) {
@@ -136,7 +169,7 @@ namespace xp {
 // What comes before the first byte that the stage looks at is copied at once.
 void write_literal(text_sink &out, std::string_view text) {
   const char *end = text.data() + text.size();
-  const char *rest = scan(text.data(), end, not_plain);
+  const char *rest = find(text.data(), end, [](uint64_t word) { return not_plain(word); });
   out.put(between(text.data(), rest));
   if (rest < end) write_stage(out, XPF_LITERAL, between(rest, end));
 }
@@ -160,9 +193,9 @@ void write_quotes(text_sink &out, const xp_plist_style &style, std::string_view 
 
 void write_markup(text_sink &out, const xp_plist_style &style, std::string_view text) {
   const char *end = text.data() + text.size();
-  const char *special = scan(text.data(), end, special_in_text);
+  const char *special = find(text.data(), end, special_in_text);
   if (special == end) return out.put(text);
-  const bool wraps = scan(special, end, brackets) != end;
+  const bool wraps = find(special, end, brackets) != end;
   if (wraps) out.put(style.quote.before);
   const markup characters{.out = out,
                           .where = wraps ? place::cdata : place::content,
