@@ -195,7 +195,7 @@ TEST_F(engine_test, scripts_whose_value_cannot_leave_the_page_are_no_errors) {
   load_page("<p>");
   expect({evaluate("Promise.resolve(1)"), evaluate("(function () {})"), evaluate("({ a: [1, 'x'] })"),
           evaluate("'a\\u0000b'")},
-         std::string("null null {\"a\":[1,\"x\"]} a\0b", 29));
+         std::string("null null {\"a\":[1,\"x\"]} a\0b", 27));
   EXPECT_NE(evaluate("nobody").find("error: "), std::string::npos);
 }
 
