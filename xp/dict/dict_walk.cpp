@@ -41,6 +41,24 @@ int64_t key_order(void * /*context*/, xp_obj *a, xp_obj *b, void * /*argument*/)
   return key_of(x).compare(key_of(y));
 }
 
+// Few entries by insertion, with their prefixes beside them.
+void sort_few(entry **entries, uint32_t count) {
+  uint64_t prefixes[stack_entries];
+  for (uint32_t i = 0; i < count; ++i) {
+    entry *e = entries[i];
+    const uint64_t prefix = prefix_of(e);
+    uint32_t at = i;
+    for (; at > 0; --at) {
+      const uint64_t other = prefixes[at - 1];
+      if (other < prefix || (other == prefix && key_of(entries[at - 1]) < key_of(e))) break;
+      prefixes[at] = other;
+      entries[at] = entries[at - 1];
+    }
+    prefixes[at] = prefix;
+    entries[at] = e;
+  }
+}
+
 int64_t visit_sorted(object *d, entry **entries, xp_dict_visitor visit, void *context) {
   uint32_t found = 0;
   uint32_t room = d->count;
@@ -48,7 +66,11 @@ int64_t visit_sorted(object *d, entry **entries, xp_dict_visitor visit, void *co
     entries[found++] = e;
     return found == room ? 1 : 0;
   });
-  xp_sort(nullptr, found, reinterpret_cast<xp_obj **>(entries), key_order, nullptr);
+  if (found <= stack_entries) {
+    sort_few(entries, found);
+  } else {
+    xp_sort(nullptr, found, reinterpret_cast<xp_obj **>(entries), key_order, nullptr);
+  }
   for (uint32_t i = 0; i < found; ++i) {
     entry *e = entries[i];
     if (visit(d, e->key(), e->key_length, e->value, context) != 0) return -1;

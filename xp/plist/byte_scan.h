@@ -54,6 +54,22 @@ const char *scan(const char *at, const char *end, Marks marks) {
 // The bytes that string_marks looks at.
 constexpr int64_t string_step = 16;
 
+// A bit for each of the bytes at `at` for which not_plain has a mark.
+inline uint32_t literal_marks(const char *at) {
+#ifdef __SSE2__
+  const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i *>(at));
+  const __m128i low = _mm_cmplt_epi8(bytes, _mm_set1_epi8(' '));  // signed: those from 128 on, too
+  const __m128i quotes = _mm_cmpeq_epi8(bytes, _mm_set1_epi8('"'));
+  const __m128i backslashes = _mm_cmpeq_epi8(bytes, _mm_set1_epi8('\\'));
+  return static_cast<uint32_t>(_mm_movemask_epi8(_mm_or_si128(low, _mm_or_si128(quotes, backslashes))));
+#else
+  uint32_t marks = 0;
+  for (uint32_t i = 0; i < string_step; ++i)
+    marks |= static_cast<uint32_t>(at[i] < ' ' || at[i] == '"' || at[i] == '\\') << i;
+  return marks;
+#endif
+}
+
 // A bit for each of the bytes at `at` that is a quote or a backslash.
 inline uint32_t string_marks(const char *at) {
 #ifdef __SSE2__

@@ -33,6 +33,11 @@ public:
     *at_++ = text[0];
   }
 
+  // Where `size` bytes can be written at once; null when the window has no room for them. What was written,
+  // up to `end`, counts when it is told by took.
+  char *room_for(size_t size) { return size <= room() ? at_ : nullptr; }
+  void took(char *end) { at_ = end; }
+
   // Tells that a piece of the text could not be made: memory is exhausted.
   virtual void fail() {}
 

@@ -167,7 +167,7 @@ struct markup {
 namespace xp {
 
 // What comes before the first byte that the stage looks at is copied at once.
-void write_literal(text_sink &out, std::string_view text) {
+void write_literal_plainly(text_sink &out, std::string_view text) {
   const char *end = text.data() + text.size();
   const char *rest = find(text.data(), end, [](uint64_t word) { return not_plain(word); });
   out.put(between(text.data(), rest));

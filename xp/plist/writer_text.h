@@ -13,6 +13,8 @@ namespace xp {
 // The text of a string literal, through the format engine's string stage ("~"), which also replaces what is
 // not UTF-8: no text can end its own quotes.
 void write_literal(text_sink &out, std::string_view text);
+// The same through the format engine's string stage, for sinks that are nearly full; write_literal's measure.
+void write_literal_plainly(text_sink &out, std::string_view text);
 
 // Percent-encoded, through the format engine's "+" directive.
 void write_percent(text_sink &out, std::string_view text);

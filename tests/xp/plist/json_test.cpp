@@ -5,6 +5,7 @@
 #include "xp/plist/json_build.h"
 #include "xp/plist/json_tree.h"
 #include "xp/plist/plist.h"
+#include "xp/plist/writer_text.h"
 #include "xp/string/string.h"
 
 #include <gtest/gtest.h>
@@ -334,6 +335,40 @@ TEST_F(json, reading_in_one_pass_equals_tokenizer_and_builder) {
   }
   EXPECT_GT(trees, 400);
   EXPECT_LT(trees, 3600);
+}
+
+TEST_F(json, strings_are_written_as_the_string_stage_writes_them) {
+  constexpr uint32_t seed = 20240612;
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  static constexpr std::string_view pieces[] = {"\n",
+                                                "\r",
+                                                "\r\n",
+                                                "\t",
+                                                "\"",
+                                                "\\",
+                                                "\x01",
+                                                "\x7F",
+                                                "\xC3\xB6",
+                                                "\xE2\x82\xAC",
+                                                "\xF0\x9F\x98\x80",
+                                                "\xC3",
+                                                "\xE2\x82",
+                                                "\xED\xA0\x80",
+                                                "\xFF",
+                                                std::string_view("\0", 1)};
+  std::mt19937 random(seed);
+  for (int i = 0; i < 20000; ++i) {
+    std::string text;
+    for (size_t left = random() % 40; left > 0; --left)
+      text += random() % 4 == 0 ? pieces[random() % std::size(pieces)] : std::string_view("a");
+    xp::string_sink quick;
+    xp::string_sink plain;
+    xp::write_literal(quick, text);
+    xp::write_literal_plainly(plain, text);
+    const xp::ref a = xp::ref::adopt(quick.string());
+    const xp::ref b = xp::ref::adopt(plain.string());
+    ASSERT_EQ(xp_str_cmpq(a.get(), xp_str_getptr(b.get()), xp_str_length(b.get())), 0) << text;
+  }
 }
 
 TEST_F(json, a_long_key_is_cut_but_never_inside_an_escape) {
