@@ -153,12 +153,12 @@ TEST_F(format_escape, as_the_model) {
   const struct {
     char option;
     const char *format, *upper;
-  } rows[] = {{'+', "%+S", "%+S{:^~}"},      {'~', "%S{:~&@/}", "%S{:~^}"},
-              {'&', "%S{:&@/`}", "%S{:&^}"}, {'@', "%S{:@/'}", "%S{:@^}"},
-              {'/', "%S{:/`}", "%S{:/^}"},   {'<', "%S{:<}", nullptr},
-              {'`', "%S{:`'''}", "%S{:`^}"}, {'3', "%S{:'''}", "%S{:''''^}"},
-              {'2', "%S{:''}", "%S{:''^}"},  {'1', "%S{:'}", "%S{:'^}"},
-              {'0', "%S", "%S{:^}"}};
+  } modes[] = {{'+', "%+S", "%+S{:^~}"},      {'~', "%S{:~&@/}", "%S{:~^}"},
+               {'&', "%S{:&@/`}", "%S{:&^}"}, {'@', "%S{:@/'}", "%S{:@^}"},
+               {'/', "%S{:/`}", "%S{:/^}"},   {'<', "%S{:<}", nullptr},
+               {'`', "%S{:`'''}", "%S{:`^}"}, {'3', "%S{:'''}", "%S{:''''^}"},
+               {'2', "%S{:''}", "%S{:''^}"},  {'1', "%S{:'}", "%S{:'^}"},
+               {'0', "%S", "%S{:^}"}};
   for (int round = 0; round < 4000; ++round) {
     std::string text;
     for (auto count = random() % 12; count > 0; --count) {
@@ -168,11 +168,11 @@ TEST_F(format_escape, as_the_model) {
         text.append(random() % 24, static_cast<char>('b' + random() % 20));
       }
     }
-    const auto &row = rows[random() % std::size(rows)];
-    const bool upper = row.upper != nullptr && random() % 3 == 0;
-    ASSERT_EQ(print(upper ? row.upper : row.format, static_cast<int>(text.size()), text.data()),
-              model(row.option, text, upper))
-        << row.option << " of \"" << text << "\", seed " << seed << ", round " << round;
+    const auto &mode = modes[random() % std::size(modes)];
+    const bool upper = mode.upper != nullptr && random() % 3 == 0;
+    ASSERT_EQ(print(upper ? mode.upper : mode.format, static_cast<int>(text.size()), text.data()),
+              model(mode.option, text, upper))
+        << mode.option << " of \"" << text << "\", seed " << seed << ", round " << round;
   }
 }
 
