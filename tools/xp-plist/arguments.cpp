@@ -1,10 +1,8 @@
 #include "tools/xp-plist/arguments.h"
 
-#include "tools/xp-plist/output.h"
 #include "tools/xp-plist/style_name.h"
 
 #include <getopt.h>
-#include <stdio.h>
 
 #include <string_view>
 
@@ -59,17 +57,6 @@ constexpr option long_options[] = {
     {nullptr, 0, nullptr, 0},
 };
 
-exit_status show(std::string_view text) {
-  const std::string failure = write_standard_output(text);
-  return failure.empty() ? EXIT_OK : complain("cannot write standard output: " + failure);
-}
-
-exit_status refuse(const std::string &why) {
-  if (!why.empty()) complain(why);
-  fputs("Try 'xp-plist --help' for more information.\n", stderr);
-  return EXIT_USAGE;
-}
-
 bool take_style(const char *name, std::optional<int32_t> &style) {
   style = style_by_name(name);
   return style.has_value();
@@ -107,11 +94,6 @@ std::string contradiction(const arguments &wanted, int actions) {
 }
 
 }  // namespace
-
-exit_status complain(const std::string &line) {
-  fprintf(stderr, "xp-plist: %s\n", line.c_str());
-  return EXIT_FAILED;
-}
 
 std::optional<exit_status> parse_arguments(int count, char **words, arguments &wanted) {
   int actions = 0;

@@ -3,17 +3,13 @@
 #ifndef TOOLS_XP_PLIST_ARGUMENTS_H
 #define TOOLS_XP_PLIST_ARGUMENTS_H
 
+#include "tools/common/program.h"
+
 #include <stdint.h>
 
 #include <optional>
 #include <string>
 #include <vector>
-
-enum exit_status : int {
-  EXIT_OK = 0,
-  EXIT_FAILED = 1,  // not read, not valid, nothing at the path, not written
-  EXIT_USAGE = 2,
-};
 
 enum class action {
   write,
@@ -37,8 +33,5 @@ struct arguments {
 // Reads the command line. A status when the program is done with it: help and version have been shown, or
 // what is wrong has been said.
 std::optional<exit_status> parse_arguments(int count, char **words, arguments &wanted);
-
-// Says something on standard error, behind the program's name. The status of a failure.
-exit_status complain(const std::string &line);
 
 #endif

@@ -1,6 +1,7 @@
 #include "tools/xp-plist/commands.h"
 
-#include "tools/xp-plist/input.h"
+#include "tools/common/input.h"
+#include "tools/common/output.h"
 #include "tools/xp-plist/output.h"
 #include "tools/xp-plist/style_name.h"
 #include "xp/array/array.h"

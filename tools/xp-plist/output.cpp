@@ -1,5 +1,7 @@
 #include "tools/xp-plist/output.h"
 
+#include "tools/common/output.h"
+
 #include <errno.h>
 #include <fcntl.h>
 #include <signal.h>
@@ -16,15 +18,6 @@ namespace fs = std::filesystem;
 namespace {
 
 // The calls below answer with an errno, 0 for success.
-
-int write_all(int descriptor, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t count = write(descriptor, bytes.data(), bytes.size());
-    if (count < 0 && errno != EINTR) return errno;
-    if (count > 0) bytes.remove_prefix(static_cast<size_t>(count));
-  }
-  return 0;
-}
 
 int write_in_place(const std::string &file, std::string_view bytes) {
   const int descriptor = open(file.c_str(), O_WRONLY | O_CLOEXEC);
@@ -103,16 +96,9 @@ int replace(const std::string &file, std::string_view bytes) {
   return write_beside(follow_links(file), bytes, old);
 }
 
-std::string text_of(int error) {
-  return error == 0 ? "" : strerror(error);
-}
-
 }  // namespace
 
-std::string write_standard_output(std::string_view bytes) {
-  return text_of(write_all(STDOUT_FILENO, bytes));
-}
-
 std::string replace_file(const std::string &file, std::string_view bytes) {
-  return text_of(replace(file, bytes));
+  const int error = replace(file, bytes);
+  return error == 0 ? "" : strerror(error);
 }

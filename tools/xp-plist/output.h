@@ -1,13 +1,10 @@
-// Where the tool writes: standard output, or a file that is either written whole or not at all.
+// Files that are either written whole or not at all.
 
 #ifndef TOOLS_XP_PLIST_OUTPUT_H
 #define TOOLS_XP_PLIST_OUTPUT_H
 
 #include <string>
 #include <string_view>
-
-// Writes to standard output. An empty text, or what went wrong.
-std::string write_standard_output(std::string_view bytes);
 
 // Puts a file in the place of `file`: a new one is written beside it, brought to disk and renamed, so whoever
 // reads finds the old content or the new one, and a failure leaves the old one. An existing file keeps its

@@ -1,7 +1,7 @@
-// What the tool reads: a file, a pipe or standard input, whole.
+// What the tools read: a file, a pipe or standard input, whole.
 
-#ifndef TOOLS_XP_PLIST_INPUT_H
-#define TOOLS_XP_PLIST_INPUT_H
+#ifndef TOOLS_COMMON_INPUT_H
+#define TOOLS_COMMON_INPUT_H
 
 #include <stdint.h>
 

@@ -1,4 +1,4 @@
-#include "tools/xp-plist/input.h"
+#include "tools/common/input.h"
 
 #include <errno.h>
 #include <fcntl.h>
