@@ -3,11 +3,15 @@
 //
 // The walk of a node feeds the four bytes of its type code, in the order of their characters (those of null
 // are zeros), then
-//   dictionary   for each entry in byte order of the keys: "key", the key, the walk of the value
-//   array        the walk of each element, in order
-//   string, URL, data      the bytes
-//   integer, float, date   eight bytes, lowest first: the value, the IEEE 754 bits, the milliseconds since
-//   1970 boolean      one byte, 1 or 0 null         "null" any other    its text
+//   dictionary          for each entry in byte order of the keys: "key", the key, the walk of the value
+//   array               the walk of each element, in order
+//   string, URL, data   the bytes
+//   integer             eight bytes, lowest first: the value
+//   float               the same of the IEEE 754 bits
+//   date                the same of the milliseconds since 1970
+//   boolean             one byte, 1 or 0
+//   null                "null"
+//   any other           its text
 //
 // An entry whose value is null counts only in a style that has a text for null: those without cannot tell it
 // from a missing one. Lengths are not fed, so trees made for the purpose can share a checksum: it finds

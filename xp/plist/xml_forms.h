@@ -9,9 +9,8 @@
 //    longer than dictionaries keep is cut in front of the character that does not fit. An empty key is a
 //    fault, for no dictionary holds it.
 //  - Text is taken as it stands, marked sections (CDATA) included, line breaks as "\n" (XML's own rule).
-//  White
-//    space around numbers, dates, booleans and base64, and between elements, means nothing; other text there
-//    is a fault. An element inside a value that is text is a fault.
+//    White space around numbers, dates, booleans and base64, and between elements, means nothing; other text
+//    there is a fault. An element inside a value that is text is a fault.
 //  - Containers nest 512 levels deep (xp::deepest_list); one more is a fault.
 //  - Attributes that are not named below, and the version of a list, are ignored.
 //  - An integer is decimal or, behind 0x, hexadecimal, with or without a sign; beyond 64 bits with a sign it
@@ -61,11 +60,10 @@ xp_obj *xp_plist_soapparser(std::string_view text, xp_plist_fault *fault);
 //   <item>                 dictionary of the fields, lists and items inside, each by its attribute "label",
 //                          else "ident", else "rel"; one without a key is a fault
 //   <field type="..">      by its type: "text" (also without one) a string, "long" an integer, "real" a
-//   float,
-//                          "data" data, "date" a date, "boolean" a boolean (true, false, 1, 0); "link" a URL,
-//                          that of the attribute "href" when it is there, else the text; a string when it is
-//                          no URL by its grammar. A type "true" or "false" is that boolean, and no text may
-//                          stand inside; an empty field without a type is null
+//                          float, "data" data, "date" a date, "boolean" a boolean (true, false, 1, 0); "link"
+//                          a URL, that of the attribute "href" when it is there, else the text; a string when
+//                          it is no URL by its grammar. A type "true" or "false" is that boolean, and no text
+//                          may stand inside; an empty field without a type is null
 //   <field> <list> or <item> </field>   that container, whatever the type
 xp_obj *xp_plist_xmlparser(std::string_view text, xp_plist_fault *fault);
 
