@@ -229,10 +229,7 @@ void check_call(string_view bytes, unsigned how) {
   const xp::ref request = xp::ref::adopt(ipc_msg_alloc(xp_code("ECHO"))),
                 reply = xp::ref::adopt(ipc_msg_alloc(0));
   const auto send_all = [&] {
-    in_pieces(bytes, how, [&](string_view piece) {
-      peer.write(piece);
-      if ((how & waited_for) != 0) std::this_thread::yield();
-    });
+    in_pieces(bytes, how, [&](string_view piece) { peer.write(piece); });
     if (hangs_up) peer.end();
   };
   std::thread sender;
