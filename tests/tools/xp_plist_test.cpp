@@ -1,9 +1,6 @@
 // xp-plist end to end: what it prints, what it leaves on the disk, how it ends.
 
-#include "tests/support/program.h"
-#include "tests/support/temp_folder.h"
-
-#include <gtest/gtest.h>
+#include "tests/tools/tool_test.h"
 
 #include <fstream>
 #include <iterator>
@@ -18,25 +15,12 @@ std::string content(const fs::path &file) {
   return {std::istreambuf_iterator<char>(stream), {}};
 }
 
-class xp_plist : public testing::Test {
+class xp_plist : public tool_test {
 protected:
-  // Runs a shell script in the test's folder: what it printed, errors last.
-  std::string shell(const std::string &script) const {
-    const std::string prepared =
-        "PATH=" CORVANE_XP_PLIST_FOLDER ":$PATH; cd " + folder_.path().string() + "; ";
-    const program_result result = run_program({"/bin/sh", "-c", prepared + script});
-    return result.out + result.err;
-  }
-
-  // The status, too, on a line of its own.
-  std::string status(const std::string &script) const { return shell(script + "; echo $?"); }
-
   size_t files() const {
     return static_cast<size_t>(
         std::distance(fs::directory_iterator(folder_.path()), fs::directory_iterator()));
   }
-
-  temp_folder folder_;
 };
 
 // Every command in the documentation prints what stands under it there.
