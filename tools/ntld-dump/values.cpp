@@ -12,14 +12,24 @@ namespace {
 
 constexpr size_t bytes_in_line = 16;
 
-// A terminal is written to: what it would obey, and what turns the order of characters around, is escaped.
+// A terminal is written to: what it would obey is escaped, and what cannot be seen or turns the order of
+// characters around.
 bool is_harmless(std::string_view character) {
   if (character.size() == 1) return is_printable(character);
-  const bool control = character >= "\xC2\x80" && character <= "\xC2\x9F";
-  const bool format = (character >= "\xE2\x80\x8B" && character <= "\xE2\x80\xAE") ||
-                      (character >= "\xE2\x81\xA0" && character <= "\xE2\x81\xAF") ||
-                      character == "\xEF\xBB\xBF";
-  return !control && !format;
+  constexpr struct {
+    std::string_view lead;
+    unsigned char first, last;  // byte behind it
+  } harmful[] = {
+      {"\xC2", 0x80, 0x9F},      // control characters
+      {"\xE2\x80", 0x8B, 0x8F},  // of no width; direction marks
+      {"\xE2\x80", 0xA8, 0xAE},  // separators; embeddings and overrides
+      {"\xE2\x81", 0xA0, 0xAF},  // of no width; isolates
+      {"\xEF\xBB", 0xBF, 0xBF},  // byte order mark
+  };
+  return std::ranges::none_of(harmful, [&](const auto &row) {
+    const auto last = static_cast<unsigned char>(character.back());
+    return character.substr(0, character.size() - 1) == row.lead && last >= row.first && last <= row.last;
+  });
 }
 
 void append_escape(std::string &text, char byte) {
