@@ -42,12 +42,15 @@ int32_t with_margin(int32_t msecs) {
   return msecs > INT32_MAX - retry_pause ? INT32_MAX : msecs + retry_pause;
 }
 
-// One try. A server whose queue is full is there, so it is asked again every millisecond within the pause
-// that a failed try costs anyway.
+// One try. A server whose queue is full is there, so it is asked again within the pause that a failed try
+// costs anyway: every millisecond at first, then less and less often, since a crowd that keeps asking takes
+// the processor from the server it waits for.
 int32_t try_connect(xp_obj *channel, uint32_t code, uint32_t session, ipcc_retry *retry) {
   int32_t result = ipcc_connect(channel, code, session, retry);
-  for (int32_t tries = 0; *retry == ipcc_retry::soon && tries < retry_pause; ++tries) {
-    ipc_sleep(1);
+  int32_t pause = 1;
+  for (int32_t passed = 0; *retry == ipcc_retry::soon && passed < retry_pause; passed += pause) {
+    pause = 1 + passed / 8;
+    ipc_sleep(pause);
     result = ipcc_connect(channel, code, session, retry);
   }
   return result;
