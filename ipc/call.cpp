@@ -10,6 +10,10 @@
 #include "ipc/message_port.h"
 #include "xp/object/ref.h"
 
+#include <string.h>
+
+#include <algorithm>
+
 // The client's side of a call.
 
 namespace {
@@ -89,16 +93,20 @@ int32_t call_stream(ipc_conn *c, xp_obj *request, xp_obj *reply, uint32_t msgn) 
 
 // The deadline covers handing the request over; the service then takes as long as it takes.
 int32_t call_port(ipc_conn *c, xp_obj *request, xp_obj *reply, uint32_t msgn) {
-  constexpr int64_t room = IPC_PORT_MESSAGE_LIMIT - IPC_PORT_MESSAGE_HEADER;
-  constexpr int32_t shortest = 8;  // a reply below this is none
-  xp::ref buffer = xp::ref::adopt(ipc_mbuf_alloc(room));
+  constexpr int64_t header = IPC_PORT_MESSAGE_HEADER;
+  constexpr int32_t shortest = header + 8;  // a reply below this is none
+  int64_t length = ipc_msg_size(request);
+  int64_t size = ipc_port_message_size(length);
+  // Room for the largest reply at least: the standard buffer, which is kept for reuse, has that.
+  static_assert(IPC_MBUF_STANDARD >= int64_t{IPC_PORT_MESSAGE_LIMIT});
+  xp::ref buffer = xp::ref::adopt(ipc_mbuf_alloc(std::max(size, int64_t{IPC_MBUF_STANDARD})));
   if (!buffer) return IpcErrNoMemory;
-  uint8_t *bytes = ipc_mbuf_getptr(buffer.get());
-  int32_t length =
-      ipc_port()->exchange(c->port, ipc_msg_buf(request), static_cast<uint32_t>(ipc_msg_size(request)),
-                           c->timeout, bytes, static_cast<uint32_t>(room));
-  if (length < shortest) return IpcErrTimeout;
-  ipc_msg_from_buf(reply, bytes, length);
+  uint8_t *message = ipc_mbuf_getptr(buffer.get());
+  memcpy(message + header, ipc_msg_buf(request), static_cast<size_t>(length));
+  std::fill(message + header + length, message + size, 0);
+  int32_t received = ipc_port()->exchange(c->port, message, static_cast<uint32_t>(size), c->timeout);
+  if (received < shortest) return IpcErrTimeout;
+  ipc_msg_from_buf(reply, message + header, received - header);
   bool cured;
   return judge(reply, msgn, &cured) == reply_kind::mine ? 0 : IpcErrBadState;
 }

@@ -9,8 +9,6 @@
 #include "ipc/session.h"
 #include "xp/object/ref.h"
 
-#include <stdio.h>
-
 // Life cycle and connecting. Calls are in call.cpp, servers in server.cpp.
 
 namespace {
@@ -145,13 +143,13 @@ int32_t ipc_connect_to(xp_obj *obj, int32_t descriptor, uint32_t code, uint32_t 
 int32_t ipc_connect_mach(xp_obj *obj, uint32_t /*code*/, uint32_t /*ignored*/, int32_t msecs) {
   auto *c = xp::as<ipc_conn>(obj);
   if (!may_connect(c)) return IpcErrBadState;
-  char service[64];
-  snprintf(service, sizeof service, "com.brindle.hxapi.ipc-%08X", __builtin_bswap32(c->session));
+  char service[IPC_PORT_NAME_LIMIT];
+  ipc_port_service_name(c->session, service);
   uint32_t start = ipc_time_msecs();
   uint32_t port = 0;
   ipc_port_found found;
-  while ((found = ipc_port()->look_up(service, &port)) == IPC_PORT_UNKNOWN) {
-    ipc_sleep(retry_pause);
+  while ((found = ipc_port()->look_up(service, &port)) == IPC_PORT_UNKNOWN || found == IPC_PORT_BUSY) {
+    ipc_sleep(found == IPC_PORT_BUSY ? 1 : retry_pause);
     if (ipc_time_expired(start, with_margin(msecs))) return IpcErrTimeout;
   }
   if (found != IPC_PORT_FOUND) return IpcErrBadState;

@@ -1,5 +1,7 @@
 #include "ipc/message_port.h"
 
+#include <stdio.h>
+
 #include <atomic>
 
 static std::atomic<const ipc_message_port *> in_place;
@@ -11,4 +13,8 @@ const ipc_message_port *ipc_port() {
 
 void ipc_port_use(const ipc_message_port *port) {
   in_place.store(port, std::memory_order_release);
+}
+
+void ipc_port_service_name(uint32_t session, char (&name)[IPC_PORT_NAME_LIMIT]) {
+  snprintf(name, sizeof name, "com.brindle.hxapi.ipc-%08X", __builtin_bswap32(session));
 }

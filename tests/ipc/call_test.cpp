@@ -2,11 +2,9 @@
 #include "ipc/clock.h"
 #include "ipc/connection.h"
 #include "ipc/errors.h"
-#include "ipc/message_port.h"
 #include "ipc/session.h"
 #include "tests/ipc/records.h"
 #include "tests/support/objects.h"
-#include "tests/support/temp_folder.h"
 
 #include <algorithm>
 #include <random>
@@ -31,7 +29,6 @@ protected:
     client_ = nullptr;
     reply_ = nullptr;
     wire_.reset();
-    ipc_port_use(nullptr);
     leak_check::TearDown();
   }
 
@@ -208,100 +205,6 @@ TEST_F(call_test, connecting_to_nobody) {
   EXPECT_LT(took, 1000u);
   EXPECT_EQ(ipc_connect(client_.get(), xp_code("none"), 0, 0), IpcErrBadState);
   EXPECT_EQ(call(), IpcErrSystem);
-}
-
-// --- The message port: a service that answers what the test says ---
-
-struct scripted_port {
-  int unknown = 0;  // look-ups that find nothing yet
-  int closed = 0;
-  ipc_port_found found = IPC_PORT_FOUND;
-  std::string service, request, reply;
-  int32_t result = 0;  // of the exchange when it is negative
-} script;
-
-ipc_port_found look_up(const char *service, uint32_t *port) {
-  script.service = service;
-  if (script.unknown-- > 0) return IPC_PORT_UNKNOWN;
-  *port = 5;
-  return script.found;
-}
-
-int32_t exchange(uint32_t port, const uint8_t *message, uint32_t length, int32_t, uint8_t *reply,
-                 uint32_t room) {
-  EXPECT_EQ(port, 5u);
-  EXPECT_EQ(room, 65508u);
-  script.request.assign(message, message + length);
-  std::copy(script.reply.begin(), script.reply.end(), reply);
-  return script.result < 0 ? script.result : static_cast<int32_t>(script.reply.size());
-}
-
-void close_port(uint32_t) {
-  ++script.closed;
-}
-
-constexpr ipc_message_port test_port = {.look_up = look_up, .exchange = exchange, .close = close_port};
-
-TEST_F(call_test, message_port_look_ups) {
-  ipc_port_use(&test_port);
-  xp::ref c = xp::ref::adopt(ipc_alloc(0, session));
-  for (ipc_port_found found : {IPC_PORT_NO_FACILITY, IPC_PORT_FAILED}) {
-    script = {};
-    script.found = found;
-    EXPECT_EQ(ipc_connect_mach(c.get(), 1, 0, 100), IpcErrBadState);
-  }
-  script = {};
-  script.unknown = 100;
-  const uint32_t start = ipc_time_msecs();
-  EXPECT_EQ(ipc_connect_mach(c.get(), 1, 0, 50), IpcErrTimeout);
-  EXPECT_GE(ipc_time_diff(start, ipc_time_msecs()), 250u);
-  script = {};
-  script.unknown = 1;
-  EXPECT_EQ(ipc_connect_mach(c.get(), 1, 0, 100), 0);
-  EXPECT_EQ(script.service, "com.brindle.hxapi.ipc-00012345");
-  EXPECT_EQ(ipc_connect_mach(c.get(), 1, 0, 100), IpcErrBadState);
-  ipc_close(c.get());
-  EXPECT_EQ(script.closed, 1);
-}
-
-TEST_F(call_test, message_port_calls) {
-  ipc_port_use(&test_port);
-  script = {};
-  xp::ref c = xp::ref::adopt(ipc_alloc(0, session));
-  ASSERT_EQ(ipc_connect_mach(c.get(), 1, 0, 100), 0);
-  uint32_t number = 0;
-  auto call_with = [&](const std::string &answer) {
-    script.reply = answer;
-    xp::ref request = request_of(xp_code("APIC"), "ab");
-    int32_t code = ipc_call(c.get(), request.get(), reply_.get());
-    EXPECT_EQ(script.request, bytes_of(request.get()));
-    ++number;
-    return code;
-  };
-  EXPECT_EQ(call_with(numbered(number, 7)), 0);
-  EXPECT_EQ(result(), 7);
-  EXPECT_EQ(call_with(numbered(number + 1, 7)), IpcErrBadState);
-  EXPECT_EQ(call_with(reply_bytes(number, "", "APIC")), IpcErrBadState);
-  EXPECT_EQ(call_with(headerless), IpcErrBadState);
-  EXPECT_EQ(call_with("12345678"), IpcErrBadState);
-  EXPECT_EQ(call_with("1234567"), IpcErrTimeout);
-  script.result = IpcErrNotConnected;
-  EXPECT_EQ(call_with(""), IpcErrTimeout);
-  script.result = 0;
-  script.reply = reply_bytes(number);
-  EXPECT_EQ(ipc_ping(c.get()), 0);
-}
-
-TEST_F(call_test, this_systems_message_port) {
-  const temp_folder folder;
-  setenv("CORVANE_ROOT", folder.path().c_str(), 1);
-  xp::ref c = xp::ref::adopt(ipc_alloc(0, session));
-  const uint32_t start = ipc_time_msecs();
-  EXPECT_EQ(ipc_connect_mach(c.get(), 1, 0, 5000), IpcErrBadState) << "no service folder";
-  EXPECT_LT(ipc_time_diff(start, ipc_time_msecs()), 150u);
-  std::filesystem::create_directories(folder.path() / "run/com.brindle.services");
-  EXPECT_EQ(ipc_connect_mach(c.get(), 1, 0, -100), IpcErrTimeout) << "a folder without the service";
-  unsetenv("CORVANE_ROOT");
 }
 
 }  // namespace
