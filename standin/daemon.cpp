@@ -8,6 +8,7 @@
 
 #include <string.h>
 
+#include <mutex>
 #include <string>
 
 namespace {
@@ -109,7 +110,9 @@ int32_t answer(xp_obj *request, xp_obj *reply, standin_state &state) {
 
 int32_t standin_answer(xp_obj *request, xp_obj *reply, uint32_t, uint32_t, void *context) {
   if (ipc_msg_start_params(reply) != 0) return 0;
-  const int32_t result = answer(request, reply, *static_cast<standin_state *>(context));
+  auto &state = *static_cast<standin_state *>(context);
+  const std::lock_guard guard(state.turn);
+  const int32_t result = answer(request, reply, state);
   ipc_msg_set_param_long(reply, xp_code("rslt"), result);
   ipc_msg_end_params(reply);
   return 0;

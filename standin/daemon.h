@@ -19,7 +19,8 @@ enum : int32_t {
   STANDIN_NO_DATA = -52,       // nothing to tell, as for the history of an unknown tag
 };
 
-// A handler for ipc_receive; the context is a standin_state.
+// A handler for ipc_receive and standin_service; the context is a standin_state.
+// Any number of threads may call it at once.
 int32_t standin_answer(xp_obj *request, xp_obj *reply, uint32_t ptyp, uint32_t ptid, void *context);
 
 #endif

@@ -5,6 +5,7 @@
 #include "ipc/session.h"
 #include "standin/daemon.h"
 #include "standin/private_root.h"
+#include "standin/service.h"
 
 #include <signal.h>
 #include <stdio.h>
@@ -31,7 +32,8 @@ constexpr const char *help_text =
     "Usage: corvane-standin [--root DIR] [--state FILE] [--session N]\n"
     "       corvane-standin --make-root DIR\n"
     "\n"
-    "Serves the client daemon's endpoint with invented data until it is stopped (SIGTERM, SIGINT).\n"
+    "Serves the client daemon's endpoint, and below a root its message service as well, with invented data\n"
+    "until it is stopped (SIGTERM, SIGINT).\n"
     "\n"
     "  --root DIR       look for the client's files below DIR, as CORVANE_ROOT=DIR does\n"
     "  --state FILE     the data: a JSON file, written when it is missing, read again when it changes.\n"
@@ -131,15 +133,19 @@ int serve(const options &wanted) {
   constexpr int32_t reply_limit_ms = 5000;
   xp_obj *const connection = ipc_alloc(STANDIN_ENDPOINT, spec);
   const int32_t error = ipc_receive(connection, standin_answer, &state, IPC_MODE_THREAD, reply_limit_ms);
-  if (error == 0) {
+  std::optional<standin_service> service;
+  std::string failure = error == 0 ? "" : "cannot serve HXca: error " + std::to_string(error);
+  if (failure.empty()) failure = service.emplace(spec, standin_answer, &state).start();
+  if (failure.empty()) {
     fprintf(stderr, "corvane-standin: serving HXca in session %u (%08X) from %s\n", session, session,
             file.c_str());
     int signal = 0;
     sigwait(&stop, &signal);
   }
+  service.reset();
   ipc_close(connection);
   ipc_free(connection);
-  return error == 0 ? EXIT_OK : fail("cannot serve HXca: error " + std::to_string(error), EXIT_FAILED);
+  return failure.empty() ? EXIT_OK : fail(failure, EXIT_FAILED);
 }
 
 int make_root(const fs::path &root) {

@@ -4,6 +4,8 @@
 //   <root>/Library/Corvane/Corvane.app/Contents/Info.plist
 //   <root>/Library/Corvane/Corvane.app/Contents/SharedSupport/quorn     the session helper
 //   <root>/Library/Corvane/Corvane.app/Contents/SharedSupport/session   the number it tells, in decimal
+//
+// A daemon that serves below the root adds <root>/run/com.brindle.services and takes it away again.
 
 #ifndef STANDIN_PRIVATE_ROOT_H
 #define STANDIN_PRIVATE_ROOT_H

@@ -2,7 +2,7 @@
 // data when it is missing, and read again whenever it has changed; a text that does not parse leaves the last
 // good state in force.
 //
-// One thread at a time.
+// One thread at a time: who reads values holds `turn` until it has done with them.
 
 #ifndef STANDIN_STATE_H
 #define STANDIN_STATE_H
@@ -13,10 +13,13 @@
 #include <time.h>
 
 #include <filesystem>
+#include <mutex>
 #include <utility>
 
 class standin_state {
 public:
+  std::mutex turn;
+
   explicit standin_state(std::filesystem::path file) : file_(std::move(file)) {}
 
   // Writes the file with its first content, folders included, unless it exists. False when that fails.

@@ -273,7 +273,8 @@ TEST_F(message_port, one_packet_out_one_packet_back) {
     ipc_close(c_.get());
     c_ = xp::ref::adopt(ipc_alloc(7, ipc_session_explicit(0x00012345)));
     ASSERT_EQ(connect(1000), 0);
-    for (number = 0; number < 2;)
+    number = 0;
+    for (int i = 0; i < 2; ++i)
       EXPECT_EQ(calls({packet(good())}), 0);
     EXPECT_EQ(calls({bytes}), expected) << &bytes - &rows[0].first;
     EXPECT_EQ(calls({packet(good()), packet(good())}), 0) << "and the next call is whole";

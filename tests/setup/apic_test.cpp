@@ -106,6 +106,25 @@ TEST_F(apic, waits_longer_for_a_daemon_that_is_not_there_yet) {
   EXPECT_EQ(call(1), IpcErrTimeout) << "a silent daemon";
 }
 
+// The service comes first; the socket is for where there is none.
+TEST_F(apic, reaches_the_daemon_both_ways) {
+  const auto told = [] {
+    xp_obj *reply = nullptr;
+    EXPECT_EQ(vane_apic_call(vane_apic_start(0x4124, 0), &reply), 0);
+    const std::string line = described(vane_apic_getdata(reply));
+    vane_apic_stop(reply);
+    return line;
+  };
+  const standin_process daemon(private_client());
+  ASSERT_TRUE(daemon.serves()) << daemon.errors();
+  const std::filesystem::path socket = private_client().socket(), aside = socket.string() + "~";
+  std::filesystem::rename(socket, aside);
+  EXPECT_EQ(told(), " cook=0 rslt=0") << "by the service alone";
+  std::filesystem::rename(aside, socket);
+  std::filesystem::remove_all(private_client().path() + "/run");
+  EXPECT_EQ(told(), " cook=0 rslt=0") << "by the socket alone";
+}
+
 // A server of another user gets no byte of the request, and counts as absent.
 TEST_F(apic, sends_nothing_to_another_users_server) {
   if (geteuid() != 0) GTEST_SKIP() << "only root can be another user";

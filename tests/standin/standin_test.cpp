@@ -1,8 +1,19 @@
 #include "ipc/connection.h"
+#include "ipc/message_port.h"
 #include "ipc/session.h"
+#include "standin/service.h"
 #include "tests/ipc/records.h"
 #include "tests/standin/standin_process.h"
+#include "tests/support/threads.h"
 #include "xp/plist/plist.h"
+#include "xp/service/file_descriptor.h"
+
+#include <sys/un.h>
+
+#include <atomic>
+#include <memory>
+#include <thread>
+#include <vector>
 
 namespace {
 
@@ -10,14 +21,20 @@ namespace fs = std::filesystem;
 
 constexpr uint32_t apic = xp_code("APIC");
 
+// The ways to the daemon.
+using way = int32_t (*)(xp_obj *, uint32_t, uint32_t, int32_t);
+constexpr way ways[] = {ipc_connect, ipc_connect_mach};
+
 // One connection to the stand-in of a session.
 class client {
 public:
-  explicit client(uint32_t session)
+  explicit client(uint32_t session, way connect = ipc_connect)
       : connection_(xp::ref::adopt(ipc_alloc(1, ipc_session_explicit(session)))) {
-    EXPECT_EQ(ipc_connect(connection_.get(), xp_code("HXca"), 0, 2000), 0);
+    EXPECT_EQ(connect(connection_.get(), xp_code("HXca"), 0, 2000), 0);
     ipc_settimeout(connection_.get(), 5000);
   }
+
+  [[nodiscard]] int32_t ping() const { return ipc_ping(connection_.get()); }
 
   // The records of the reply to a request of these records, the result last.
   std::string call(const std::string &records, uint32_t type = apic) const {
@@ -42,21 +59,97 @@ std::string dex(uint32_t what, const std::string &more = "") {
 
 class standin : public leak_check {
 protected:
+  void SetUp() override {
+    leak_check::SetUp();
+    setenv("CORVANE_ROOT", root_.path().c_str(), 1);
+  }
+  void TearDown() override {
+    unsetenv("CORVANE_ROOT");
+    leak_check::TearDown();
+  }
+
+  // The socket file of the daemon's message service, and a socket connected to it.
+  [[nodiscard]] fs::path service() const {
+    char name[IPC_PORT_NAME_LIMIT];
+    ipc_port_service_name(__builtin_bswap32(root_.session()), name);
+    return fs::path(root_.path()) / "run/com.brindle.services" / name;
+  }
+  [[nodiscard]] std::unique_ptr<xp::descriptor> raw_client() const {
+    auto raw = std::make_unique<xp::descriptor>(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
+    sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
+    service().string().copy(address.sun_path, sizeof address.sun_path - 1);
+    EXPECT_EQ(connect(raw->get(), reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
+    return raw;
+  }
+
   private_root root_;
 };
+
+std::string packet(const std::string &message, uint32_t kind, int32_t size_error = 0) {
+  return be32(kind) + be32(static_cast<uint32_t>(28 + message.size()) + static_cast<uint32_t>(size_error)) +
+         std::string(20, 0) + message;
+}
 
 TEST_F(standin, serves_its_data_until_it_is_stopped) {
   for (const int signal : {SIGTERM, SIGINT}) {
     standin_process process(root_);
     ASSERT_TRUE(process.serves()) << process.errors();
-    const client daemon(root_.session());
-    EXPECT_EQ(
-        daemon.call(code(0x4117)),
-        " host:corvane.example.com zone:192.0.2.24:443 user:robin.sample maid:4F1C-90A2-77DE stat=1 rslt=0");
-    EXPECT_EQ(daemon.call(code(0x4133)), " name:sample-laptop madr:02:00:5e:10:20:30 oeid:SMPL0042 rslt=0");
+    for (const way each : ways) {
+      const client daemon(root_.session(), each);
+      EXPECT_EQ(daemon.call(code(0x4117)),
+                " host:corvane.example.com zone:192.0.2.24:443 user:robin.sample "
+                "maid:4F1C-90A2-77DE stat=1 rslt=0");
+      EXPECT_EQ(daemon.call(code(0x4133)), " name:sample-laptop madr:02:00:5e:10:20:30 oeid:SMPL0042 rslt=0");
+      EXPECT_EQ(daemon.ping(), 0);
+    }
     EXPECT_EQ(process.end(signal), 0) << process.errors();
     EXPECT_FALSE(fs::exists(root_.socket())) << "the socket file goes with the daemon";
+    EXPECT_FALSE(fs::exists(service().parent_path().parent_path())) << "and the service with its folders";
   }
+}
+
+// Each client asks and gets the answer to its own question, whatever others send meanwhile.
+TEST_F(standin, many_clients_and_hostile_ones) {
+  const standin_process process(root_);
+  ASSERT_TRUE(process.serves()) << process.errors();
+  const auto ask = [&] { return client(root_.session(), ipc_connect_mach).call(code(0x4124)); };
+  const std::string empty = record("msgd", "data", "");
+  for (const std::string &bad :
+       {std::string(), std::string(27, 'x'), packet("", 0x12), packet(empty, 0x1513, 4),
+        packet(empty, 0x1513, -4), packet(std::string(266169, 'x'), 0x1513)}) {
+    const auto raw = raw_client();
+    const int room = 600000;
+    setsockopt(raw->get(), SOL_SOCKET, SO_SNDBUF, &room, sizeof room);
+    EXPECT_EQ(send(raw->get(), bad.data(), bad.size(), MSG_NOSIGNAL), static_cast<ssize_t>(bad.size()));
+    char byte;
+    EXPECT_LE(recv(raw->get(), &byte, 1, 0), 0) << "cut off";
+  }
+  for (const std::string &bad : {packet("", 0x1513), packet("abc", 0x1513), packet(empty, 0x1513),
+                                 packet(lying("msgd", "data", 0xFFFFFFF4, empty), 0x1513)}) {
+    const auto raw = raw_client();
+    EXPECT_EQ(send(raw->get(), bad.data(), bad.size(), 0), static_cast<ssize_t>(bad.size()));
+    char answer[64];
+    EXPECT_EQ(recv(raw->get(), answer, sizeof answer, 0), 28) << "no answer but the header";
+  }
+  std::atomic<bool> stop = false;
+  std::thread flood([&] {
+    const std::string request = packet(empty, 0x1513);
+    for (std::unique_ptr<xp::descriptor> raw; !stop;)
+      if (!raw || send(raw->get(), request.data(), request.size(), MSG_NOSIGNAL) < 0) raw = raw_client();
+  });
+  std::vector<std::unique_ptr<xp::descriptor>> silent;
+  for (size_t i = 0; i < STANDIN_CLIENT_LIMIT + 50; ++i) {
+    silent.push_back(raw_client());
+    if (i % 16 == 0) {
+      EXPECT_EQ(ask(), " cook=0 rslt=0");
+    }
+  }
+  run_on_threads(8, [&](int) {
+    for (int i = 0; i < 50; ++i)
+      EXPECT_EQ(ask(), " cook=0 rslt=0");
+  });
+  stop = true;
+  flood.join();
 }
 
 TEST_F(standin, tells_dex_data_as_json_and_refuses_everything_else) {
@@ -116,6 +209,7 @@ TEST_F(standin, serves_the_session_it_is_told_and_never_displaces_a_daemon) {
   EXPECT_TRUE(fs::exists(root_.socket()));
   const standin_process second(root_);
   EXPECT_TRUE(second.serves()) << second.errors();
+  EXPECT_EQ(client(root_.session(), ipc_connect_mach).call(code(0x4124)), " cook=0 rslt=0");
 }
 
 TEST_F(standin, answers_wrong_arguments_with_one_line) {
