@@ -81,6 +81,12 @@ int64_t xp_serialize(xp_obj *obj, uint32_t tag, void *buffer, uint32_t size);
 // none.
 xp_obj *xp_ntld_package(xp_obj *obj, uint32_t tag);
 
+// The reverse for bytes from outside: xp_deserialize of a record that lies whole within `available` bytes.
+// Null when it does not, and when it is none of the prototype's. Strings, data, numbers, booleans and dates
+// write themselves; containers of the runtime do not: what is to travel is laid out by its sender, record by
+// record.
+xp_obj *xp_ntld_unpackage(xp_obj *prototype, uint32_t tag, const void *bytes, uint32_t available);
+
 // --- Reading ---
 // Each reader takes a builder or a pointer to a record. A builder that has written fewer than 12 bytes or has
 // a container open reads as nothing. The readers trust the lengths they meet: bytes from outside must pass

@@ -9,10 +9,11 @@
 namespace {
 
 constexpr uint32_t most_references = 0xFFFFFF;
-constexpr uint32_t told_apart_by = offsetof(xp_obj, release) + sizeof(xp_obj::release);
+constexpr size_t header_left = XP_NTLD_HEADER - offsetof(xp_obj, retain);
 
-// Whether `p` is a builder and not a record. Field by field, stopping at the first miss: a record may be
-// shorter than an object's header.
+// Whether `p` is a builder and not a record. Field by field, stopping at the first miss: a record may be as
+// short as its own header, which ends within the retain operation. Bytes from outside get past it only by
+// holding half of this process's address of that operation.
 bool is_builder(const void *p) {
   if (reinterpret_cast<uintptr_t>(p) % alignof(xp_obj) != 0) return false;
   const auto *bytes = static_cast<const uint8_t *>(p);
@@ -22,6 +23,8 @@ bool is_builder(const void *p) {
   uint32_t type;
   memcpy(&type, bytes + offsetof(xp_obj, type), sizeof type);
   if (type != xp_ntld_type()) return false;
+  xp_obj *(*const retain)(xp_obj *) = xp_obj_retain;
+  if (memcmp(bytes + offsetof(xp_obj, retain), &retain, header_left) != 0) return false;
   void (*release)(xp_obj *);
   memcpy(&release, bytes + offsetof(xp_obj, release), sizeof release);
   return release == xp_ntld_release;
@@ -41,8 +44,7 @@ const uint8_t *xp_ntld_next(const void *p) {
 }
 
 uint32_t xp_ntld_verify(const void *p, uint32_t available) {
-  const auto *bytes = static_cast<const uint8_t *>(p);
-  return xp_ntld_raw_verify(available < told_apart_by ? bytes : record_of(p), available);
+  return available < XP_NTLD_HEADER ? 0 : xp_ntld_raw_verify(record_of(p), available);
 }
 
 uint32_t xp_ntld_count(const void *p) {
@@ -79,4 +81,11 @@ int32_t xp_ntld_getlongbyname(const void *p, uint32_t name) {
 
 int32_t xp_ntld_getlongbyindex(const void *p, uint32_t index) {
   return xp_ntld_raw_long(xp_ntld_getbyindex(p, index));
+}
+
+xp_obj *xp_ntld_unpackage(xp_obj *prototype, uint32_t tag, const void *bytes, uint32_t available) {
+  const auto *record = static_cast<const uint8_t *>(bytes);
+  if (record == nullptr || available < XP_NTLD_HEADER) return nullptr;
+  if (xp_ntld_raw_length(record) > available - XP_NTLD_HEADER) return nullptr;
+  return xp_deserialize(prototype, tag, record);
 }

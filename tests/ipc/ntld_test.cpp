@@ -3,12 +3,15 @@
 #include "ipc/ntld_raw.h"
 #include "tests/ipc/records.h"
 #include "tests/support/objects.h"
+#include "xp/object/boolean.h"
 #include "xp/object/record.h"
 #include "xp/object/type.h"
 #include "xp/service/data.h"
+#include "xp/service/date.h"
+#include "xp/string/string.h"
 
-#include <functional>
 #include <memory>
+#include <random>
 #include <vector>
 
 namespace {
@@ -199,6 +202,86 @@ TEST_F(ntld_test, runtime_objects_serialise_and_come_back) {
   EXPECT_EQ(xp_ntld_package(mute.get(), 1), nullptr);
 }
 
+// A tree of containers whose leaves are runtime objects, written through the set by themselves.
+struct node {
+  uint32_t name;
+  xp::ref leaf;  // null: a container
+  std::vector<node> children;
+};
+
+xp::ref random_leaf(std::mt19937_64 &random) {
+  std::string bytes(random() % 20, 0);
+  for (char &byte : bytes)
+    byte = static_cast<char>(random());
+  const auto length = std::ssize(bytes);
+  const auto number = static_cast<int64_t>(random() >> random() % 64);
+  switch (random() % 5) {
+    case 0: return xp::ref::adopt(xp_str_make(bytes.data(), length));
+    case 1: return xp::ref::adopt(xp_data_new(bytes.data(), length));
+    case 2: return xp::ref::adopt(xp_boolean_new(number % 2));
+    case 3: return xp::ref::adopt(xp_date_msnew(number));
+    default: return num(number);
+  }
+}
+
+node random_node(std::mt19937_64 &random, int depth) {
+  node made = {.name = static_cast<uint32_t>(random()), .leaf = {}, .children = {}};
+  if (depth == 0) made.leaf = random_leaf(random);
+  for (auto left = depth == 0 ? 0 : random() % 4; left > 0; --left)
+    made.children.push_back(random_node(random, static_cast<int>(random() % static_cast<unsigned>(depth))));
+  return made;
+}
+
+void write(xp_obj *set, const node &from) {
+  if (from.leaf) {
+    EXPECT_GT(xp_control(from.leaf.get(), XP_CTL_SERIALIZE, from.name, set), 0);
+    return;
+  }
+  xp_ntld_open(set, from.name, xp_code("data"));
+  for (const node &child : from.children)
+    write(set, child);
+  xp_ntld_close(set);
+}
+
+void read_back(const uint8_t *record, const node &as) {
+  ASSERT_EQ(xp_ntld_raw_name(record), as.name);
+  const uint32_t size = xp_ntld_raw_length(record) + XP_NTLD_HEADER;
+  if (!as.leaf) {
+    ASSERT_EQ(xp_ntld_raw_verify(record, size), size);
+    ASSERT_EQ(xp_ntld_raw_count(record), as.children.size());
+    for (uint32_t i = 0; i < as.children.size(); ++i)
+      read_back(xp_ntld_raw_getbyindex(record, i), as.children[i]);
+    return;
+  }
+  const auto copy = std::make_unique<uint8_t[]>(size);
+  memcpy(copy.get(), record, size);
+  xp::ref back = xp::ref::adopt(xp_ntld_unpackage(as.leaf.get(), as.name, copy.get(), size));
+  ASSERT_EQ(xp_type(back.get()), xp_type(as.leaf.get()));
+  EXPECT_EQ(xp_compare(back.get(), as.leaf.get()), 0);
+  xp::ref again = xp::ref::adopt(xp_ntld_package(back.get(), as.name));
+  EXPECT_EQ(memcmp(xp_data_getptr(again.get()), record, size), 0);
+  // Not of this name, not whole, not this type.
+  EXPECT_EQ(xp_ntld_unpackage(as.leaf.get(), as.name + 1, copy.get(), size), nullptr);
+  for (uint32_t cut = 0; cut < size; ++cut)
+    EXPECT_EQ(xp_ntld_unpackage(as.leaf.get(), 0, copy.get(), cut), nullptr);
+  copy[4] ^= 1;
+  EXPECT_EQ(xp_ntld_unpackage(as.leaf.get(), 0, copy.get(), size), nullptr);
+}
+
+TEST_F(ntld_test, trees_of_objects_come_back) {
+  for (unsigned seed = 1; seed <= 300; ++seed) {
+    SCOPED_TRACE(seed);
+    std::mt19937_64 random(seed);
+    const node tree = random_node(random, 5);
+    xp::ref measuring = builder(nullptr, 0), growable = builder(nullptr, XP_NTLD_GROW);
+    write(measuring.get(), tree);
+    write(growable.get(), tree);
+    const auto *bytes = static_cast<const uint8_t *>(xp_ntld_data(growable.get()));
+    EXPECT_EQ(xp_ntld_length(measuring.get()), xp_ntld_raw_next(bytes) - bytes);
+    read_back(bytes, tree);
+  }
+}
+
 TEST_F(ntld_test, readers_take_builders_and_bytes) {
   xp::ref b = builder(nullptr, XP_NTLD_GROW);
   fill(b.get());
@@ -221,6 +304,13 @@ TEST_F(ntld_test, readers_take_builders_and_bytes) {
 }
 
 TEST_F(ntld_test, verify) {
+  // A builder's record may be shorter than the builder.
+  xp::ref b = builder(nullptr, XP_NTLD_GROW);
+  xp_ntld_open(b.get(), xp_code("root"), xp_code("data"));
+  EXPECT_EQ(xp_ntld_length(b.get()), 12u);
+  EXPECT_EQ(xp_ntld_verify(b.get(), 12), 12u);
+  EXPECT_EQ(xp_ntld_verify(b.get(), 11), 0u);
+
   std::string child = record("aaaa", "text", "abcd");
   struct {
     std::string bytes;

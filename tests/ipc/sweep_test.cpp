@@ -8,6 +8,7 @@
 #include "tests/ipc/records.h"
 #include "xp/dict/dict.h"
 #include "xp/object/number.h"
+#include "xp/service/data.h"
 #include "xp/string/string.h"
 
 #include <memory>
@@ -45,6 +46,23 @@ void messages(story &told) {
 
 TEST_F(ipc_sweep, messages) {
   sweep::run(messages);
+}
+
+void records(story &told) {
+  const ref text = ref::adopt(xp_str_new("a text"));
+  const ref packed = ref::adopt(xp_ntld_package(text.get(), xp_code("text")));
+  const auto size = static_cast<uint32_t>(xp_data_length(packed.get()));
+  told.made(xp_ntld_unpackage(text.get(), 0, xp_data_getptr(packed.get()), size));
+  const ref growing = ref::adopt(xp_ntld_new(nullptr, XP_NTLD_GROW));
+  xp_ntld_open(growing.get(), xp_code("root"), xp_code("data"));
+  const uint32_t added = xp_ntld_add(growing.get(), xp_code("zero"), xp_code("data"), 10000, nullptr);
+  told.gave(added, 0);
+  EXPECT_EQ(xp_ntld_length(growing.get()), growing && xp_ntld_data(growing.get()) ? added + 12 : 0);
+  told.gave(xp_serialize(text.get(), 1, nullptr, XP_NTLD_GROW), 0);
+}
+
+TEST_F(ipc_sweep, records) {
+  sweep::run(records);
 }
 
 // The answer to the first call lies on the wire already.
