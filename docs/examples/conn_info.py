@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """Asks the Corvane daemon how this computer is connected and prints the answer as JSON.
 
-Written from docs/daemon-protocol.md alone. CORVANE_ROOT, when it is set, is where the client's files are looked for."""
+Shares nothing with the program but docs/daemon-protocol.md. CORVANE_ROOT, when it is set, is where the client's files
+are looked for."""
 import json
 import os
 import socket
