@@ -5,7 +5,6 @@
 
 #include "ipc/mbuf.h"
 #include "ipc/message.h"
-#include "ipc/message_impl.h"
 #include "ipc/ntld.h"
 #include "ipc/ntld_raw.h"
 #include "xp/object/ref.h"
@@ -54,7 +53,6 @@ inline void read_parameter(xp_obj *m, uint32_t name, int32_t inblock) {
   require(size == (there ? std::min<size_t>(length, sizeof out) : 0), "what fits is copied");
   ipc_msg_get_param_ex(m, name, 0, nullptr, &size, inblock);
   require(size == length, "the length is told");
-  require((ipc_msg_get_word(m, name, &word) == 0) || inblock != 0 || length < 4, "a header record is found");
   if (inblock == 0) return;
   xp_obj *text = nullptr;
   ipc_msg_get_param_long(m, name, &number);

@@ -90,6 +90,8 @@ int32_t receive(xp_obj *obj, int32_t descriptor, ipc_handler handler, void *cont
                 int32_t msecs) {
   auto *c = xp::as<ipc_conn>(obj);
   if (c == nullptr || !ipc_conn_ready(c)) return IpcErrBadState;
+  // Its thread may answer a request that lets the connection go before this is through.
+  xp::ref connection = xp::ref::share(c);
   c->handler = handler;
   c->context = context;
   c->state = IPC_STATE_RECEIVING;
@@ -113,7 +115,9 @@ bool ipc_conn_is_own_thread(const ipc_conn *c) {
 void ipc_conn_stop(ipc_conn *c) {
   if (c->thread == nullptr) return;
   ipc_shared(c->run).store(0);
-  ipc_com_interupt(c->channel);
+  // Taken from the connection: its handler may be closing it at this moment. Whoever takes it wakes the poll.
+  xp::ref channel = xp::ref::adopt(ipc_shared(c->channel).exchange(nullptr));
+  ipc_com_interupt(channel.get());
   xp_thr_join(c->thread, nullptr);
   xp_release(std::exchange(c->thread, nullptr));
   c->mode = IPC_MODE_POLL;

@@ -72,10 +72,10 @@ TEST_F(server_test, poll_by_hand_over_a_descriptor) {
   char context[] = "context";
   EXPECT_EQ(ipc_poll(server_.get()), IpcErrBadState);
   ASSERT_EQ(ipc_receive_on(server_.get(), wire.take(), handler, context, IPC_MODE_POLL, 100), 0);
-  auto request = [](std::string_view name, std::string_view vers, std::string_view more) {
+  auto request = [](std::string_view name, std::string_view more) {
     return record("msgd", "data",
                   record("call", "long", name) + record("ipcp", "data", record("text", "text", "hi")) +
-                      record("vers", "long", vers) + std::string(more));
+                      record("vers", "long", be32(1)) + std::string(more));
   };
   const std::string rest =
       record("msgn", "long", "\1\2\3\4") + record("ptyp", "long", "abcd") + record("ptid", "long", be32(9));
@@ -87,31 +87,17 @@ TEST_F(server_test, poll_by_hand_over_a_descriptor) {
                       std::string(params));
   };
   EXPECT_EQ(ipc_poll(server_.get()), IpcErrWouldBlock);
-  wire.write(request("ECHO", be32(1), rest));
+  wire.write(request("ECHO", rest));
   EXPECT_EQ(ipc_poll(server_.get()), 0);
   EXPECT_EQ(wire.read_message(), answer(record("ipcp", "data", record("text", "text", "hi"))));
   EXPECT_EQ(seen[0], xp_code("abcd"));
   EXPECT_EQ(seen[1], __builtin_bswap32(9));
   // A ping does not reach the handler.
   seen[0] = 0;
-  wire.write(request("IPCP", be32(1), rest));
+  wire.write(request("IPCP", rest));
   EXPECT_EQ(ipc_poll(server_.get()), 0);
   EXPECT_EQ(wire.read_message(), answer(""));
   EXPECT_EQ(seen[0], 0u);
-  // Bad requests get no answer, and the next one is served.
-  for (const std::string &bad :
-       {request("ECHO", be32(2), rest), request("ECHO", be32(1), ""), request("ECHO", "\0\0\1"s, rest),
-        record("msgd", "data", record("vers", "long", be32(1)) + rest),
-        lying("msgd", "data", 8, "\0\0\0\0abcd"s), record("msgd", "data", "")}) {
-    wire.write(bad);
-    EXPECT_EQ(ipc_poll(server_.get()), IpcErrBadMessage);
-  }
-  // A block that lies about its length is no block.
-  wire.write(record("msgd", "data",
-                    record("call", "long", "ECHO") + record("vers", "long", be32(1)) + rest +
-                        record("ipcp", "data", lying("text", "text", 4000, "hi\0\0"s))));
-  EXPECT_EQ(ipc_poll(server_.get()), 0);
-  EXPECT_EQ(wire.read_message(), answer(record("ipcp", "data", record("text", "text", ""))));
   wire.hang_up();
   EXPECT_EQ(ipc_poll(server_.get()), 0);
 }
@@ -205,8 +191,50 @@ TEST_F(server_test, a_client_that_does_not_read_costs_one_limit) {
   EXPECT_EQ(ask(good, "again"), "again");
 }
 
+// Its owner, its handler or both at once stop a server's thread at any moment of 10,000 calls. Every call is
+// answered or ends as it does when its server dies.
+TEST_F(server_test, stopped_at_any_moment) {
+  struct served {
+    xp_obj *server;
+    int last;  // the handler closes at this call
+    std::atomic<int> calls = 0;
+  };
+  const auto handler = [](xp_obj *request, xp_obj *reply, uint32_t, uint32_t, void *context) {
+    auto *s = static_cast<served *>(context);
+    if (++s->calls == s->last) ipc_close(s->server);
+    return echo(request, reply, 0, 0, nullptr);
+  };
+  std::minstd_rand random(15);
+  const auto any = [&](unsigned below) { return static_cast<int>(random() % below); };
+  for (int calls = 0; calls < 10000;) {
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
+    const int stop_at = any(30);
+    served s = {.server = ipc_alloc(endpoint, session_), .last = any(2) != 0 ? stop_at : any(60)};
+    ASSERT_EQ(ipc_receive_on(s.server, ends[0], handler, &s, IPC_MODE_THREAD, 1000), 0);
+    std::atomic<bool> ended = false;
+    std::thread caller([&] {
+      xp::ref c = xp::ref::adopt(ipc_alloc(7, session_));
+      EXPECT_EQ(ipc_connect_to(c.get(), ends[1], endpoint, 0, 5000), 0);
+      std::string answer;
+      while ((answer = ask(c, "text")) == "text") {
+      }
+      EXPECT_TRUE(answer.empty() || answer == "error -2563" || answer == "error -2566") << answer;
+      ended = true;
+    });
+    while (s.calls < stop_at && !ended)
+      std::this_thread::yield();
+    for (volatile int pause = any(2000); pause > 0;)
+      pause = pause - 1;
+    if (any(2) != 0) ipc_close(s.server);
+    ipc_free(s.server);
+    caller.join();
+    calls += s.calls;
+  }
+}
+
 TEST_F(server_test, closing_and_freeing_while_it_serves) {
-  for (int round = 0; round < 30; ++round) {
+  for (int round = 0; round < 12; ++round) {
     ASSERT_EQ(ipc_receive(server_.get(), echo, nullptr, IPC_MODE_THREAD, 1000), 0);
     std::thread caller([c = client(50)] {
       for (int i = 0; i < 5; ++i)
