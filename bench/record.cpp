@@ -89,12 +89,8 @@ void record_decode_ours(benchmark::State &state) {
   for (auto _ : state) {
     if (ipc_msg_from_buf(message.get(), ipc_msg_buf(source.get()), ipc_msg_size(source.get())) != 0)
       std::abort();
-    uint32_t sum = 0;
-    for (uint32_t name : {xp_code("vers"), xp_code("msgn"), xp_code("ptyp"), xp_code("ptid")}) {
-      uint32_t word;
-      if (ipc_msg_get_word(message.get(), name, &word) != 0) std::abort();
-      sum += word;
-    }
+    const ipc_words words = ipc_msg_get_words(message.get());
+    uint32_t sum = words.vers + words.msgn + words.ptyp + words.ptid;
     const uint8_t *params = ipc_msg_get_content_ptr(message.get());
     for (uint32_t name : names)
       sum += take(params, name);

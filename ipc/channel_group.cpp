@@ -61,9 +61,10 @@ int watch(ipc_group *g) {
 }
 
 // Takes a member's readiness; a descriptor that is closed and opened again in the same walk is not ready.
-bool take_ready(const ipc_com *member, fd_set *ready) {
+bool take_ready(ipc_group *g, const ipc_com *member, fd_set *ready) {
   if (!ipcc_pollable(member->descriptor) || !FD_ISSET(member->descriptor, ready)) return false;
   FD_CLR(member->descriptor, ready);
+  --g->left;
   return true;
 }
 
@@ -82,34 +83,32 @@ bool is_gone(int32_t result) {
 // ready answers; `drop` says that the member has to leave.
 int32_t serve(ipc_group *g, ipc_com *member, xp_obj *b, int32_t last, bool *drop) {
   *drop = false;
-  if (take_ready(member, &g->write_ready)) {
+  // A send that began or ended since the poll changes what the member is to be watched for.
+  if (member->pending != nullptr) {
+    if (!take_ready(g, member, &g->write_ready)) return last;
     // A reply that could not be sent in time: without this its member would stay ready to write for ever.
     int32_t sent = ipcc_member_try_send(member);
     *drop = sent < 0 && is_gone(sent);
     return *drop ? 0 : last;
   }
-  if (!take_ready(member, &g->read_ready)) return last;
-  if (member->listener != 0) return member->pending == nullptr ? accept_member(g, member) : last;
+  if (!take_ready(g, member, &g->read_ready)) return last;
+  if (member->listener != 0) return accept_member(g, member);
   int32_t result = ipcc_member_recv(member, b);
   *drop = is_gone(result);
   return *drop ? 0 : result;
 }
 
-// One round over a group: the first whole message ends it, and the next round goes on behind its member.
-int32_t group_recv(ipc_group *g, xp_obj *b, xp_obj **from) {
-  ipc_com_grp_poll(g);
+// Serves what is ready from the cursor on. The first whole message ends the walk, and the next one goes on
+// behind its member.
+int32_t walk(ipc_group *g, xp_obj *b, xp_obj **from) {
   int32_t result = IpcErrWouldBlock;
   xp::ref held;
   ipc_com *member = next_member(g->cursor, &held);
-  if (member == nullptr) {
-    // The last round ended at the last member.
-    xp_trav_reset(g->cursor);
-    member = next_member(g->cursor, &held);
-  }
   while (member != nullptr) {
     bool drop;
     result = serve(g, member, b, result, &drop);
     if (result > 0) {
+      g->midway = 1;
       if (from != nullptr) *from = held.leak();
       return result;
     }
@@ -121,7 +120,21 @@ int32_t group_recv(ipc_group *g, xp_obj *b, xp_obj **from) {
     member = next;
   }
   xp_trav_reset(g->cursor);
+  g->midway = 0;
   return result;
+}
+
+// One round over a group. What one poll found is served to its end before the next poll, so that many clients
+// at work share its cost.
+int32_t group_recv(ipc_group *g, xp_obj *b, xp_obj **from) {
+  int32_t result = IpcErrWouldBlock;
+  if (g->midway != 0 && g->left > 0) result = walk(g, b, from);
+  if (result != IpcErrWouldBlock) return result;
+  ipc_com_grp_poll(g);
+  bool midway = g->midway != 0;
+  result = walk(g, b, from);
+  // What is ready in front of the cursor.
+  return midway && result == IpcErrWouldBlock ? walk(g, b, from) : result;
 }
 
 }  // namespace
@@ -144,6 +157,7 @@ xp_obj *ipc_com_grp_alloc() {
 int32_t ipc_com_grp_poll(xp_obj *obj) {
   auto *g = xp::as<ipc_group>(obj);
   if (g == nullptr || !ipcc_pollable(g->wake)) return 0;
+  g->left = 0;
   int count = watch(g);
   int32_t wait = wait_of(g).load(std::memory_order_relaxed);
   timeval limit = {.tv_sec = wait / 1000, .tv_usec = wait % 1000 * 1000L};
@@ -156,6 +170,7 @@ int32_t ipc_com_grp_poll(xp_obj *obj) {
   }
   // Deliberate: the wake descriptor is never drained. An interrupt stops a receiving thread for good;
   // drained, it could be lost to a poll that was not the last.
+  g->left = ready;
   return ready;
 }
 

@@ -28,6 +28,8 @@ struct ipc_group : xp_obj {
   xp_obj *scan;     // traversal of the members for polls; owned
   int32_t wait;     // ms a poll waits, -1 without limit; touched through std::atomic_ref
   int32_t wake;     // event descriptor: both ends of the pipe that interrupts polls
+  int32_t left;     // ready members of the last poll that no walk has served yet, the wake descriptor counted
+  int32_t midway;   // 1 when the cursor stands behind a member that delivered a message
   fd_set read_ready;
   fd_set write_ready;
 };

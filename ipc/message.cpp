@@ -65,7 +65,7 @@ xp_obj *ipc_msg_alloc(uint32_t name) {
   auto *m = xp::as<ipc_msg>(message.get());
   if (m == nullptr) return nullptr;
   m->buffer = ipc_mbuf_alloc(IPC_MBUF_STANDARD);
-  m->writer = xp_ntld_new(nullptr, 0);
+  m->writer = static_cast<xp_ntld *>(xp_ntld_new(nullptr, 0));
   if (m->buffer == nullptr || m->writer == nullptr) return nullptr;
   ipc_msg_reset(m, name);
   return message.leak();

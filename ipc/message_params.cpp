@@ -54,9 +54,29 @@ int32_t code_of(int64_t fetched) {
   return fetched < 0 ? static_cast<int32_t>(fetched) : 0;
 }
 
+// Appends one record at top level or to the parameter block.
+int32_t add(xp_obj *obj, uint32_t name, uint32_t type, const void *data, uint32_t length, int32_t inblock) {
+  auto *m = xp::as<ipc_msg>(obj);
+  if (m == nullptr || (inblock != 0) != (m->params_open != 0)) return IpcErrBadMessage;
+  // A finished message has nothing open: a record would land behind its end, where nobody reads.
+  if (!xp_ntld_isopen(m->writer)) return IpcErrBadMessage;
+  return xp_ntld_put(m->writer, name, type, length, data) == 0 ? IpcErrBadMessage : 0;
+}
+
 int32_t set_text(xp_obj *m, uint32_t name, const void *text, int64_t length) {
   if (length > int64_t{UINT32_MAX}) return IpcErrBadMessage;
-  return ipc_msg_set_param(m, name, xp_code("text"), text, static_cast<uint32_t>(length));
+  return add(m, name, xp_code("text"), text, static_cast<uint32_t>(length), 1);
+}
+
+// Takes the four bytes of the first child of its name; `shortest` bytes make one that counts.
+void take_word(const uint8_t *child, uint32_t bit, uint32_t shortest, uint32_t *word, uint32_t *seen,
+               uint32_t *found) {
+  uint32_t length = xp_ntld_raw_length(child);
+  if ((*seen & bit) == 0 && length >= shortest) {
+    xp_ntld_raw_bytes(child, word, sizeof *word);
+    *found |= bit;
+  }
+  *seen |= bit;
 }
 
 }  // namespace
@@ -93,11 +113,7 @@ int32_t ipc_msg_set_content(xp_obj *m, const void *data, uint32_t length) {
 
 int32_t ipc_msg_set_param_ex(xp_obj *obj, uint32_t name, uint32_t type, const void *data, uint32_t length,
                              int32_t inblock) {
-  auto *m = xp::as<ipc_msg>(obj);
-  if (m == nullptr || (inblock != 0) != (m->params_open != 0)) return IpcErrBadMessage;
-  // A finished message has nothing open: a record would land behind its end, where nobody reads.
-  if (!xp_ntld_isopen(m->writer)) return IpcErrBadMessage;
-  return xp_ntld_add(m->writer, name, type, length, data) == 0 ? IpcErrBadMessage : 0;
+  return add(obj, name, type, data, length, inblock);
 }
 
 int32_t ipc_msg_set_param(xp_obj *m, uint32_t name, uint32_t type, const void *data, uint32_t length) {
@@ -132,7 +148,7 @@ int32_t ipc_msg_set_param_xpstr(xp_obj *m, uint32_t name, xp_obj *string) {
   return set_text(m, name, xp_str_getptr(string), xp_str_length(string));
 }
 
-int32_t ipc_msg_set_header(xp_obj *m, const ipc_header &header) {
+int32_t ipc_msg_set_header(xp_obj *obj, const ipc_header &header) {
   uint32_t vers;
   xp::store_be32(&vers, version);
   const struct {
@@ -141,10 +157,20 @@ int32_t ipc_msg_set_header(xp_obj *m, const ipc_header &header) {
                  {xp_code("msgn"), header.msgn},
                  {xp_code("ptyp"), header.ptyp},
                  {xp_code("ptid"), header.ptid}};
+  constexpr uint32_t size = XP_NTLD_HEADER + sizeof records[0].word;
+  auto *m = xp::as<ipc_msg>(obj);
+  bool writable = m != nullptr && m->params_open == 0 && xp_ntld_isopen(m->writer);
+  uint8_t *at = writable ? xp_ntld_room(m->writer, size * std::size(records)) : nullptr;
   for (const auto &record : records) {
-    int32_t error =
-        ipc_msg_set_param_ex(m, record.name, xp_code("long"), &record.word, sizeof record.word, 0);
-    if (error != 0) return error;
+    if (at == nullptr) {
+      int32_t error = add(m, record.name, xp_code("long"), &record.word, sizeof record.word, 0);
+      if (error != 0) return error;
+      continue;
+    }
+    xp_ntld_write_header(at, record.name, xp_code("long"), sizeof record.word);
+    memcpy(at + XP_NTLD_HEADER, &record.word, sizeof record.word);
+    at += size;
+    m->writer->used += size;
   }
   return 0;
 }
@@ -238,6 +264,28 @@ int32_t ipc_msg_get_name(xp_obj *m, uint32_t *name) {
 int32_t ipc_msg_get_word(xp_obj *m, uint32_t name, uint32_t *word) {
   *word = 0;
   return fetch(m, name, 0, word, sizeof *word) == sizeof *word ? 0 : IpcErrBadMessage;
+}
+
+ipc_words ipc_msg_get_words(xp_obj *obj) {
+  ipc_words w{};
+  uint32_t seen = 0;
+  auto *m = xp::as<ipc_msg>(obj);
+  const uint8_t *record = m == nullptr ? nullptr : xp_ntld_record(m->writer);
+  uint64_t left = xp_ntld_raw_length(record);
+  for (const uint8_t *child = xp_ntld_raw_data(record); left != 0;) {
+    switch (xp_ntld_raw_name(child)) {
+      case xp_code("call"): take_word(child, IPC_FOUND_NAME, 0, &w.name, &seen, &w.found); break;
+      case xp_code("vers"): take_word(child, IPC_FOUND_VERS, 4, &w.vers, &seen, &w.found); break;
+      case xp_code("msgn"): take_word(child, IPC_FOUND_MSGN, 4, &w.msgn, &seen, &w.found); break;
+      case xp_code("ptyp"): take_word(child, IPC_FOUND_PTYP, 4, &w.ptyp, &seen, &w.found); break;
+      case xp_code("ptid"): take_word(child, IPC_FOUND_PTID, 4, &w.ptid, &seen, &w.found); break;
+      default: break;
+    }
+    uint64_t size = xp_ntld_occupied(xp_ntld_raw_length(child));
+    left -= std::min(left, size);
+    child += size;
+  }
+  return w;
 }
 
 const uint8_t *ipc_msg_get_content_ptr(xp_obj *obj) {

@@ -11,32 +11,12 @@
 
 namespace {
 
-constexpr uint32_t none_open = 0xFFFFFFFF;
-constexpr uint32_t measured_depth = 64;
-
-struct ntld : xp_obj {
-  static constexpr uint32_t code = xp_code("ntld");
-  xp_obj *buffer;     // data object of a growable builder, owned; null for a fixed buffer
-  uint8_t *bytes;     // start of the output; null while measuring, and while a growable builder holds nothing
-  uint32_t capacity;  // bytes at `bytes`
-  uint32_t used;      // bytes written, or counted
-  uint32_t open;      // innermost open header, whose length field holds the position of the one around it
-  uint32_t depth;     // open containers while measuring, at most 64
-  uint32_t refused;   // opens that found no room and are not closed yet: what is in them is refused, too
-  uint32_t positions[measured_depth];  // headers of the open containers while measuring
-};
-
-bool measuring(const ntld *b) {
+bool measuring(const xp_ntld *b) {
   return b->bytes == nullptr && b->buffer == nullptr;
 }
 
-// What a record of so many data bytes occupies. In 64 bits: the sum wraps near 4 GiB otherwise.
-uint64_t occupied(uint64_t length) {
-  return XP_NTLD_HEADER + (length + 3) / 4 * 4;
-}
-
 // Makes room for `needed` more bytes. The bytes of a growable builder may move.
-bool reserve(ntld *b, uint64_t needed) {
+bool reserve(xp_ntld *b, uint64_t needed) {
   if (b->refused != 0 || b->used + needed > UINT32_MAX) return false;
   if (measuring(b) || needed <= b->capacity - b->used) return true;
   if (b->buffer == nullptr || b->capacity + needed > UINT32_MAX) return false;
@@ -46,22 +26,16 @@ bool reserve(ntld *b, uint64_t needed) {
   return true;
 }
 
-void write_header(uint8_t *at, uint32_t name, uint32_t type, uint32_t length) {
-  memcpy(at, &name, sizeof name);
-  memcpy(at + 4, &type, sizeof type);
-  xp::store_be32(at + 8, length);
-}
-
 // Appends a record whose data the caller writes: `data` receives its place, null while measuring. The padding
 // is zero already. The bytes the record occupies, or 0.
-uint32_t append(ntld *b, uint32_t name, uint32_t type, uint64_t length, uint8_t **data) {
+uint32_t append(xp_ntld *b, uint32_t name, uint32_t type, uint64_t length, uint8_t **data) {
   *data = nullptr;
-  uint64_t needed = occupied(length);
+  uint64_t needed = xp_ntld_occupied(length);
   if (!reserve(b, needed)) return 0;
   auto size = static_cast<uint32_t>(needed);
   if (!measuring(b)) {
     uint8_t *at = b->bytes + b->used;
-    write_header(at, name, type, static_cast<uint32_t>(length));
+    xp_ntld_write_header(at, name, type, static_cast<uint32_t>(length));
     *data = at + XP_NTLD_HEADER;
     memset(*data + length, 0, needed - XP_NTLD_HEADER - length);
   }
@@ -69,25 +43,25 @@ uint32_t append(ntld *b, uint32_t name, uint32_t type, uint64_t length, uint8_t 
   return size;
 }
 
-void close_all(ntld *b) {
+void close_all(xp_ntld *b) {
   b->refused = 0;
   while (xp_ntld_close(b) != 0) {
   }
 }
 
-void attach(ntld *b, xp_obj *buffer, uint8_t *bytes, uint32_t capacity, uint32_t used) {
+void attach(xp_ntld *b, xp_obj *buffer, uint8_t *bytes, uint32_t capacity, uint32_t used) {
   xp::ref old = xp::ref::adopt(b->buffer);
   b->buffer = buffer;
   b->bytes = bytes;
   b->capacity = capacity;
   b->used = used;
-  b->open = none_open;
+  b->open = XP_NTLD_NONE_OPEN;
   b->depth = 0;
   b->refused = 0;
 }
 
 // Chooses between the three kinds. False when the data object of a growable builder cannot be made.
-bool set_buffer(ntld *b, void *buffer, uint32_t size) {
+bool set_buffer(xp_ntld *b, void *buffer, uint32_t size) {
   if (size != XP_NTLD_GROW) {
     attach(b, nullptr, static_cast<uint8_t *>(buffer), buffer == nullptr ? 0 : size, 0);
     return true;
@@ -121,30 +95,29 @@ constexpr xp::ops ntld_ops = {.retain = xp_obj_retain,
 }  // namespace
 
 uint32_t xp_ntld_type() {
-  return ntld::code;
+  return xp_ntld::code;
 }
 
 xp_obj *xp_ntld_new(void *buffer, uint32_t size) {
-  xp::ref builder = xp::ref::adopt(xp::make<ntld>(ntld_ops));
-  auto *b = xp::as<ntld>(builder.get());
+  xp::ref builder = xp::ref::adopt(xp::make<xp_ntld>(ntld_ops));
+  auto *b = xp::as<xp_ntld>(builder.get());
   if (b == nullptr) return nullptr;
-  b->open = none_open;
+  b->open = XP_NTLD_NONE_OPEN;
   return set_buffer(b, buffer, size) ? builder.leak() : nullptr;
 }
 
 void xp_ntld_reset(xp_obj *builder, void *buffer, uint32_t size) {
-  auto *b = xp::as<ntld>(builder);
+  auto *b = xp::as<xp_ntld>(builder);
   if (b != nullptr) set_buffer(b, buffer, size);
 }
 
-void xp_ntld_attach(xp_obj *builder, uint8_t *bytes, uint32_t capacity, uint32_t used) {
-  auto *b = xp::as<ntld>(builder);
-  if (b != nullptr) attach(b, nullptr, bytes, capacity, used);
+void xp_ntld_attach(xp_ntld *b, uint8_t *bytes, uint32_t capacity, uint32_t used) {
+  attach(b, nullptr, bytes, capacity, used);
 }
 
 void xp_ntld_release(xp_obj *builder) {
   if (!xp_prerelease(builder)) return;
-  auto *b = static_cast<ntld *>(builder);
+  auto *b = static_cast<xp_ntld *>(builder);
   close_all(b);
   xp_release(b->buffer);
   xp::destroy(b);
@@ -153,18 +126,18 @@ void xp_ntld_release(xp_obj *builder) {
 // --- Building ---
 
 uint32_t xp_ntld_open(xp_obj *builder, uint32_t name, uint32_t type) {
-  auto *b = xp::as<ntld>(builder);
+  auto *b = xp::as<xp_ntld>(builder);
   if (b == nullptr) return 0;
-  if (!reserve(b, XP_NTLD_HEADER)) {
+  if (xp_ntld_room(b, XP_NTLD_HEADER) == nullptr && !reserve(b, XP_NTLD_HEADER)) {
     // Its close will come all the same and must not end the container around it.
     ++b->refused;
     return 0;
   }
   if (measuring(b)) {
-    if (b->depth < measured_depth) b->positions[b->depth++] = b->used;
+    if (b->depth < XP_NTLD_MEASURED_DEPTH) b->positions[b->depth++] = b->used;
   } else {
     uint8_t *at = b->bytes + b->used;
-    write_header(at, name, type, 0);
+    xp_ntld_write_header(at, name, type, 0);
     memcpy(at + 8, &b->open, sizeof b->open);
     b->open = b->used;
   }
@@ -173,14 +146,14 @@ uint32_t xp_ntld_open(xp_obj *builder, uint32_t name, uint32_t type) {
 }
 
 uint32_t xp_ntld_close(xp_obj *builder) {
-  auto *b = xp::as<ntld>(builder);
+  auto *b = xp::as<xp_ntld>(builder);
   if (b == nullptr) return 0;
   if (b->refused != 0) {
     --b->refused;
     return 0;
   }
   if (measuring(b)) return b->depth == 0 ? 0 : b->used - b->positions[--b->depth];
-  if (b->open == none_open) return 0;
+  if (b->open == XP_NTLD_NONE_OPEN) return 0;
   uint32_t size = b->used - b->open;
   uint8_t *length = b->bytes + b->open + 8;
   memcpy(&b->open, length, sizeof b->open);
@@ -188,9 +161,7 @@ uint32_t xp_ntld_close(xp_obj *builder) {
   return size;
 }
 
-uint32_t xp_ntld_add(xp_obj *builder, uint32_t name, uint32_t type, uint32_t length, const void *data) {
-  auto *b = xp::as<ntld>(builder);
-  if (b == nullptr) return 0;
+uint32_t xp_ntld_append(xp_ntld *b, uint32_t name, uint32_t type, uint32_t length, const void *data) {
   uint8_t *to;
   uint32_t size = append(b, name, type, length, &to);
   if (to == nullptr || length == 0) return size;
@@ -200,6 +171,11 @@ uint32_t xp_ntld_add(xp_obj *builder, uint32_t name, uint32_t type, uint32_t len
     memset(to, 0, length);
   }
   return size;
+}
+
+uint32_t xp_ntld_add(xp_obj *builder, uint32_t name, uint32_t type, uint32_t length, const void *data) {
+  auto *b = xp::as<xp_ntld>(builder);
+  return b == nullptr ? 0 : xp_ntld_put(b, name, type, length, data);
 }
 
 uint32_t xp_ntld_add_tag(xp_obj *builder, uint32_t name, uint32_t code) {
@@ -219,7 +195,7 @@ uint32_t xp_ntld_add_string(xp_obj *builder, uint32_t name, const char *text) {
 }
 
 uint32_t xp_ntld_escapedtext(xp_obj *builder, uint32_t name, int64_t length, const char *text) {
-  auto *b = xp::as<ntld>(builder);
+  auto *b = xp::as<xp_ntld>(builder);
   if (b == nullptr) return 0;
   int64_t end = text == nullptr ? 0 : length < 0 ? static_cast<int64_t>(strlen(text)) : length;
   // The first pass counts the bytes that stay, the second copies them.
@@ -241,40 +217,29 @@ uint32_t xp_ntld_escapedtext(xp_obj *builder, uint32_t name, int64_t length, con
 // --- Finishing ---
 
 void *xp_ntld_data(xp_obj *builder) {
-  auto *b = xp::as<ntld>(builder);
+  auto *b = xp::as<xp_ntld>(builder);
   if (b == nullptr) return nullptr;
   close_all(b);
   return b->used == 0 ? nullptr : b->bytes;
 }
 
 xp_obj *xp_ntld_dyndata(xp_obj *builder) {
-  auto *b = xp::as<ntld>(builder);
+  auto *b = xp::as<xp_ntld>(builder);
   if (b == nullptr) return nullptr;
   close_all(b);
   return xp_retain(b->buffer);
 }
 
 uint32_t xp_ntld_length(xp_obj *builder) {
-  auto *b = xp::as<ntld>(builder);
+  auto *b = xp::as<xp_ntld>(builder);
   if (b == nullptr) return 0;
   close_all(b);
   return measuring(b) ? b->used : xp_ntld_check(b);
 }
 
 uint32_t xp_ntld_check(xp_obj *builder) {
-  auto *b = xp::as<ntld>(builder);
-  if (b == nullptr || b->bytes == nullptr || b->used < XP_NTLD_HEADER || xp_ntld_isopen(b)) return 0;
-  uint64_t total = uint64_t{xp_ntld_raw_length(b->bytes)} + XP_NTLD_HEADER;
-  return total > b->used ? 0 : static_cast<uint32_t>(total);
-}
-
-bool xp_ntld_isopen(xp_obj *builder) {
-  auto *b = xp::as<ntld>(builder);
-  return b != nullptr && (b->open != none_open || b->depth != 0 || b->refused != 0);
-}
-
-const uint8_t *xp_ntld_record(xp_obj *builder) {
-  return xp_ntld_check(builder) == 0 ? nullptr : static_cast<ntld *>(builder)->bytes;
+  auto *b = xp::as<xp_ntld>(builder);
+  return b == nullptr ? 0 : xp_ntld_total(b);
 }
 
 // --- Whole objects ---

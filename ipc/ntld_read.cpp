@@ -34,7 +34,7 @@ bool is_builder(const void *p) {
 const uint8_t *record_of(const void *p) {
   if (p == nullptr) return nullptr;
   if (!is_builder(p)) return static_cast<const uint8_t *>(p);
-  return xp_ntld_record(static_cast<xp_obj *>(const_cast<void *>(p)));
+  return xp_ntld_record(static_cast<const xp_ntld *>(p));
 }
 
 }  // namespace

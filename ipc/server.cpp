@@ -150,19 +150,16 @@ int32_t ipc_poll(xp_obj *obj) {
 
 xp_obj *ipc_prepreply(xp_obj *obj, xp_obj *request, uint32_t *name, uint32_t *ptyp, uint32_t *ptid) {
   auto *c = xp::as<ipc_conn>(obj);
-  uint32_t vers, msgn, type, id;
-  if (c == nullptr || ipc_msg_get_word(request, xp_code("vers"), &vers) != 0 ||
-      ipc_msg_get_word(request, xp_code("msgn"), &msgn) != 0 ||
-      ipc_msg_get_word(request, xp_code("ptyp"), &type) != 0 ||
-      ipc_msg_get_word(request, xp_code("ptid"), &id) != 0) {
-    return nullptr;
-  }
-  if (vers != __builtin_bswap32(version) || (name != nullptr && ipc_msg_get_name(request, name) != 0))
-    return nullptr;
-  if (ptyp != nullptr) *ptyp = type;
-  if (ptid != nullptr) *ptid = id;
+  if (c == nullptr) return nullptr;
+  ipc_words words = ipc_msg_get_words(request);
+  uint32_t needed = IPC_FOUND_VERS | IPC_FOUND_MSGN | IPC_FOUND_PTYP | IPC_FOUND_PTID;
+  if (name != nullptr) needed |= IPC_FOUND_NAME;
+  if ((words.found & needed) != needed || words.vers != __builtin_bswap32(version)) return nullptr;
+  if (name != nullptr) *name = words.name;
+  if (ptyp != nullptr) *ptyp = words.ptyp;
+  if (ptid != nullptr) *ptid = words.ptid;
   xp::ref reply = xp::ref::adopt(ipc_msg_alloc(IPC_NAME_REPLY));
-  if (ipc_msg_set_header(reply.get(), {.msgn = msgn, .ptyp = c->endpoint, .ptid = c->session}) != 0)
+  if (ipc_msg_set_header(reply.get(), {.msgn = words.msgn, .ptyp = c->endpoint, .ptid = c->session}) != 0)
     return nullptr;
   return reply.leak();
 }
