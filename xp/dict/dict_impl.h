@@ -1,4 +1,4 @@
-// The inside of a dictionary, for the files of this folder.
+// The inside of a dictionary, for the files of this folder and the writer of JSON.
 //
 // Entries are carved from chunks and chained in buckets. Offsets inside an entry, which begins on a multiple
 // of 8:
@@ -104,6 +104,13 @@ int64_t walk(object *d, Step step) {
   }
   return 0;
 }
+
+// How many entries are put in order without memory from the heap.
+constexpr uint32_t few_entries = 16;
+
+// Lists the entries that a walk visits, in byte order of the keys, for a dictionary of at most few_entries
+// keys. How many there are. Under the lock.
+uint32_t order_few(object *d, entry **entries);
 
 // The duplicate operation. Null when memory is exhausted.
 xp_obj *duplicate(object *d, uint32_t flags);

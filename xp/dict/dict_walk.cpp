@@ -4,6 +4,7 @@
 #include "xp/object/ref.h"
 #include "xp/service/traversal.h"
 #include "xp/string/string.h"
+#include "xp/string/string_impl.h"
 
 #include <string.h>
 
@@ -15,8 +16,6 @@ namespace xp::dict {
 namespace {
 
 // --- In key order ---
-
-constexpr uint32_t stack_entries = 16;
 
 std::string_view key_of(entry *e) {
   return {e->key(), e->key_length};
@@ -43,7 +42,7 @@ int64_t key_order(void * /*context*/, xp_obj *a, xp_obj *b, void * /*argument*/)
 
 // Few entries by insertion, with their prefixes beside them.
 void sort_few(entry **entries, uint32_t count) {
-  uint64_t prefixes[stack_entries];
+  uint64_t prefixes[few_entries];
   for (uint32_t i = 0; i < count; ++i) {
     entry *e = entries[i];
     const uint64_t prefix = prefix_of(e);
@@ -59,14 +58,24 @@ void sort_few(entry **entries, uint32_t count) {
   }
 }
 
-int64_t visit_sorted(object *d, entry **entries, xp_dict_visitor visit, void *context) {
+// Lists the entries that a walk visits. How many there are.
+uint32_t list_entries(object *d, entry **entries) {
   uint32_t found = 0;
-  uint32_t room = d->count;
+  const uint32_t room = d->count;
   walk(d, [&](entry *e) {
     entries[found++] = e;
+    // The values come into the cache while the keys are put in order; a string's text has a line of its own.
+    __builtin_prefetch(e->value);
+    __builtin_prefetch(
+        reinterpret_cast<const void *>(reinterpret_cast<uintptr_t>(e->value) + sizeof(xps_string)));
     return found == room ? 1 : 0;
   });
-  if (found <= stack_entries) {
+  return found;
+}
+
+int64_t visit_sorted(object *d, entry **entries, xp_dict_visitor visit, void *context) {
+  const uint32_t found = list_entries(d, entries);
+  if (found <= few_entries) {
     sort_few(entries, found);
   } else {
     xp_sort(nullptr, found, reinterpret_cast<xp_obj **>(entries), key_order, nullptr);
@@ -214,6 +223,13 @@ constexpr xp_trav_ops value_ops = {
     .reset = cursor_reset, .next = next_value, .prev = nullptr, .count = cursor_count};
 
 }  // namespace
+
+uint32_t order_few(object *d, entry **entries) {
+  const uint32_t found = list_entries(d, entries);
+  sort_few(entries, found);
+  return found;
+}
+
 }  // namespace xp::dict
 
 using namespace xp::dict;
@@ -236,7 +252,7 @@ int32_t xp_dict_enumsorted(xp_obj *d, xp_dict_visitor visit, void *context) {
   auto *self = xp::as<object>(d);
   if (self == nullptr || visit == nullptr) return 0;
   xp::crit_guard guard(self->lock);
-  entry *few[stack_entries];
+  entry *few[few_entries];
   auto **entries = static_cast<entry **>(xp_alloc_fast(self->count * sizeof(void *), 0, few, sizeof few));
   if (entries == nullptr) return -1;
   int64_t stopped = visit_sorted(self, entries, visit, context);

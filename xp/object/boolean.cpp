@@ -1,8 +1,8 @@
 #include "xp/object/boolean.h"
 
 #include "xp/object/record.h"
+#include "xp/object/scalar_impl.h"
 #include "xp/object/shared.h"
-#include "xp/object/type.h"
 
 #include <string.h>
 
@@ -16,10 +16,7 @@ namespace {
 constexpr uint32_t content_size = 8;
 constexpr uint32_t content_needed = 4;
 
-struct boolean : xp_obj {
-  static constexpr uint32_t code = xp_code("bool");
-  int32_t value;  // 0 or 1
-};
+using xp::boolean;
 
 xp_obj *shared[2];  // false, true
 

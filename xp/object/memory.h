@@ -17,7 +17,7 @@ void *xp_realloc(void *block, size_t size);
 
 namespace xp {
 
-// A block of `size` bytes that are not zeroed, or null; xp_free frees it, xp_realloc may not have it.
+// A block of `size` bytes that are not zeroed, or null. For xp_free; above 1,024 bytes for xp_realloc, too.
 void *block_unzeroed(size_t size);
 
 }  // namespace xp

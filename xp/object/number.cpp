@@ -3,8 +3,8 @@
 #include "xp/object/number_text.h"
 #include "xp/object/quick.h"
 #include "xp/object/record.h"
+#include "xp/object/scalar_impl.h"
 #include "xp/object/shared.h"
-#include "xp/object/type.h"
 
 #include <math.h>
 
@@ -16,12 +16,7 @@ namespace {
 constexpr uint64_t shared_count = 10;
 constexpr uint32_t content_size = 8;  // a serialised number: its integer value, big-endian
 
-struct number : xp_obj {
-  static constexpr uint32_t code = xp_code("xnum");
-  int64_t integer;
-  double real;
-  int32_t is_float;  // made as a float
-};
+using xp::number;
 
 xp_obj *shared[shared_count];
 

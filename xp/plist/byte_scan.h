@@ -54,21 +54,34 @@ const char *scan(const char *at, const char *end, Marks marks) {
 // The bytes that string_marks looks at.
 constexpr int64_t string_step = 16;
 
-// A bit for each of the bytes at `at` for which not_plain has a mark.
-inline uint32_t literal_marks(const char *at) {
+// A bit for each of sixteen bytes, as words or at `at`, for which not_plain has a mark.
 #ifdef __SSE2__
-  const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i *>(at));
+inline uint32_t literal_marks(__m128i bytes) {
   const __m128i low = _mm_cmplt_epi8(bytes, _mm_set1_epi8(' '));  // signed: those from 128 on, too
   const __m128i quotes = _mm_cmpeq_epi8(bytes, _mm_set1_epi8('"'));
   const __m128i backslashes = _mm_cmpeq_epi8(bytes, _mm_set1_epi8('\\'));
   return static_cast<uint32_t>(_mm_movemask_epi8(_mm_or_si128(low, _mm_or_si128(quotes, backslashes))));
+}
+inline uint32_t literal_marks(uint64_t first, uint64_t second) {
+  return literal_marks(_mm_set_epi64x(static_cast<int64_t>(second), static_cast<int64_t>(first)));
+}
+inline uint32_t literal_marks(const char *at) {
+  return literal_marks(_mm_loadu_si128(reinterpret_cast<const __m128i *>(at)));
+}
 #else
+inline uint32_t literal_marks(const char *at) {
   uint32_t marks = 0;
   for (uint32_t i = 0; i < string_step; ++i)
     marks |= static_cast<uint32_t>(at[i] < ' ' || at[i] == '"' || at[i] == '\\') << i;
   return marks;
-#endif
 }
+inline uint32_t literal_marks(uint64_t first, uint64_t second) {
+  const uint64_t words[] = {first, second};
+  char bytes[sizeof words];
+  memcpy(bytes, words, sizeof words);
+  return literal_marks(bytes);
+}
+#endif
 
 // A bit for each of the bytes at `at` that is a quote or a backslash.
 inline uint32_t string_marks(const char *at) {

@@ -63,7 +63,7 @@ int64_t to_buffer(const document &text, char *buffer, int64_t capacity) {
   }
   xp::buffer_sink sink(buffer, capacity);
   xp::write_document(sink, *text.style, text.flags, text.root);
-  return sink.length();
+  return sink.finish();
 }
 
 int64_t to_writer(const document &text, xp_writer writer, void *context) {

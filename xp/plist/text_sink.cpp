@@ -2,21 +2,50 @@
 
 #include "xp/object/memory.h"
 #include "xp/string/string.h"
+#include "xp/string/string_impl.h"
 
 #include <string.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace xp {
+
+// --- Measuring ---
 
 void measuring_sink::overflow(std::string_view text) {
   counted_ = length() + static_cast<int64_t>(text.size());
   at_ = begin_;
 }
 
-void buffer_sink::overflow(std::string_view text) {
-  put(text.substr(0, room()));
+void measuring_sink::widen(size_t /*size*/) {
+  overflow({});
 }
+
+// --- Into a buffer ---
+
+void buffer_sink::keep(std::string_view text) {
+  const size_t kept = std::min(text.size(), capacity_ - used_);
+  xp_memcpy(buffer_ + used_, text.data(), kept);
+  used_ += kept;
+}
+
+void buffer_sink::overflow(std::string_view text) {
+  widen(0);
+  keep(text);
+}
+
+void buffer_sink::widen(size_t /*size*/) {
+  keep(window());
+  at_ = begin_;
+}
+
+int64_t buffer_sink::finish() {
+  widen(0);
+  return static_cast<int64_t>(used_);
+}
+
+// --- Through an output function ---
 
 void stream_sink::send(std::string_view text) {
   if (result_ < 0 || text.empty()) return;
@@ -26,43 +55,59 @@ void stream_sink::send(std::string_view text) {
 }
 
 void stream_sink::overflow(std::string_view text) {
-  send(window());
-  at_ = begin_;
+  widen(text.size());
   if (text.size() > scratch_.size()) return send(text);
   put(text);
 }
 
-int64_t stream_sink::finish() {
+void stream_sink::widen(size_t /*size*/) {
   send(window());
   at_ = begin_;
+}
+
+int64_t stream_sink::finish() {
+  widen(0);
   return result_;
 }
 
+// --- Into a string ---
+
 string_sink::~string_sink() {
-  xp_free_fast(begin_, first_.data());
+  xp_str_release(grown_);
 }
 
 void string_sink::overflow(std::string_view text) {
-  if (failed_) return;
-  const size_t used = window().size();
-  const size_t size = std::max(2 * static_cast<size_t>(end_ - begin_), used + text.size());
-  const bool on_stack = begin_ == first_.data();
-  auto *block = static_cast<char *>(xp_realloc(on_stack ? nullptr : begin_, size));
-  if (block == nullptr) {
-    failed_ = true;
-    set_window(first_.data(), 0);
-    return;
-  }
-  if (on_stack) memcpy(block, begin_, used);
-  begin_ = block;
-  at_ = block + used;
-  end_ = block + size;
-  put(text);
+  widen(text.size());
+  if (text.size() <= room()) put(text);
 }
 
-xp_obj *string_sink::string() const {
+void string_sink::widen(size_t size) {
+  // Four times as much while that is little, then twice as much: a large block grows in its place.
+  constexpr size_t little = 65536;
+  const size_t used = window().size();
+  const auto capacity = static_cast<size_t>(end_ - begin_);
+  const size_t wanted = std::max((capacity < little ? 4 : 2) * capacity, used + size);
+  xps_string *larger = nullptr;
+  if (!failed_) {
+    xps_string *old = std::exchange(grown_, nullptr);
+    larger = old == nullptr ? xps_make(static_cast<int64_t>(wanted))
+                            : xps_resize(old, static_cast<int64_t>(wanted));
+    failed_ = larger == nullptr;
+  }
+  // What comes after a failure is written over and over in the first block.
+  if (larger == nullptr) return set_window(first_.data(), first_.size());
+  if (begin_ == first_.data()) memcpy(xps_room(larger), begin_, used);
+  grown_ = larger;
+  set_window(xps_room(larger), wanted);
+  at_ += used;
+}
+
+xp_obj *string_sink::string() {
   if (failed_) return nullptr;
-  return xp_str_make(begin_, static_cast<int64_t>(at_ - begin_));
+  const std::string_view text = window();
+  const auto length = static_cast<int64_t>(text.size());
+  if (grown_ == nullptr) return xp_str_make(text.data(), length);
+  return xps_resize(std::exchange(grown_, nullptr), length);
 }
 
 }  // namespace xp

@@ -1,6 +1,6 @@
 // Where the writer's text goes: nowhere (measuring), into a buffer, through an output function, or into a
-// growing block that becomes a string. All four collect into a window of memory and differ in what happens
-// when it is full, so writing a piece is a bounds check and a copy. For one thread.
+// growing string. All four collect into a window of memory and differ in what happens when it is full, so
+// writing a piece is a bounds check and a copy. For one thread.
 
 #ifndef XP_PLIST_TEXT_SINK_H
 #define XP_PLIST_TEXT_SINK_H
@@ -14,10 +14,15 @@
 #include <cstddef>
 #include <string_view>
 
+struct xps_string;
+
 namespace xp {
 
 class text_sink {
 public:
+  // How many bytes there is always room for, once asked for.
+  static constexpr size_t sure_room = 320;
+
   text_sink(const text_sink &) = delete;
   text_sink &operator=(const text_sink &) = delete;
 
@@ -33,10 +38,15 @@ public:
     *at_++ = text[0];
   }
 
-  // Where `size` bytes can be written at once; null when the window has no room for them. What was written,
-  // up to `end`, counts when it is told by took.
-  char *room_for(size_t size) { return size <= room() ? at_ : nullptr; }
+  // For those who write straight into the window, from at() to end(), and tell with took how far they came.
+  // Asking for room makes the window another one, where there is room for sure_room bytes at least; a string
+  // has room for as many as are asked for.
+  char *at() const { return at_; }
+  char *end() const { return end_; }
   void took(char *end) { at_ = end; }
+  void ask(size_t size) {
+    if (size > room()) widen(size);
+  }
 
   // Tells that a piece of the text could not be made: memory is exhausted.
   virtual void fail() {}
@@ -50,6 +60,9 @@ public:
   }
 
 protected:
+  using scratch = std::array<char, 512>;
+  static_assert(std::tuple_size_v<scratch> >= sure_room);
+
   text_sink() = default;
   ~text_sink() = default;
 
@@ -60,6 +73,8 @@ protected:
 
   // Takes a piece that the window has no room for.
   virtual void overflow(std::string_view text) = 0;
+  // Makes room, see ask.
+  virtual void widen(size_t size) = 0;
 
   size_t room() const { return static_cast<size_t>(end_ - at_); }
   std::string_view window() const { return {begin_, static_cast<size_t>(at_ - begin_)}; }
@@ -78,22 +93,32 @@ public:
 
 private:
   void overflow(std::string_view text) override;
+  void widen(size_t size) override;
 
   int64_t counted_ = 0;
-  std::array<char, 256> scratch_;
+  scratch scratch_;
 };
 
-// Fills the caller's buffer and drops the rest.
+// Fills the caller's buffer, writes nothing behind the text, and drops what does not fit.
 class buffer_sink final : public text_sink {
 public:
-  buffer_sink(char *buffer, int64_t capacity) {
-    set_window(buffer, capacity > 0 ? static_cast<size_t>(capacity) : 0);
+  buffer_sink(char *buffer, int64_t capacity)
+      : buffer_(buffer), capacity_(capacity > 0 ? static_cast<size_t>(capacity) : 0) {
+    set_window(scratch_.data(), scratch_.size());
   }
 
-  int64_t length() const { return static_cast<int64_t>(window().size()); }
+  // Hands on what is left. The bytes in the buffer.
+  int64_t finish();
 
 private:
   void overflow(std::string_view text) override;
+  void widen(size_t size) override;
+  void keep(std::string_view text);
+
+  char *buffer_;
+  size_t capacity_;
+  size_t used_ = 0;
+  scratch scratch_;
 };
 
 // Hands the text on in pieces; after the first negative result it hands on nothing more.
@@ -110,29 +135,33 @@ public:
 
 private:
   void overflow(std::string_view text) override;
+  void widen(size_t size) override;
   void send(std::string_view text);
 
   xp_writer writer_;
   void *context_;
   int64_t result_ = 0;
-  std::array<char, 512> scratch_;
+  scratch scratch_;
 };
 
-// Grows; short texts never touch the heap before the string is made.
+// Grows. Short texts never touch the heap before the string is made; longer ones are written to their final
+// place.
 class string_sink final : public text_sink {
 public:
   string_sink() { set_window(first_.data(), first_.size()); }
   ~string_sink();
 
-  // The text as a new string; null when memory was exhausted on the way.
-  xp_obj *string() const;
+  // The text as a new string, once; null when memory was exhausted on the way.
+  xp_obj *string();
 
   void fail() override { failed_ = true; }
 
 private:
   void overflow(std::string_view text) override;
+  void widen(size_t size) override;
 
   bool failed_ = false;
+  xps_string *grown_ = nullptr;  // what the text has moved to; owned
   std::array<char, 2048> first_;
 };
 

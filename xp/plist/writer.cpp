@@ -240,7 +240,8 @@ void write_value(const job &work, int64_t depth, xp_obj *obj) {
 
 namespace xp {
 
-void write_node(text_sink &out, const xp_plist_style &style, uint32_t flags, int64_t depth, xp_obj *obj) {
+void write_node_of_any_style(text_sink &out, const xp_plist_style &style, uint32_t flags, int64_t depth,
+                             xp_obj *obj) {
   const job work{.out = out,
                  .style = style,
                  .flags = flags,
@@ -248,6 +249,13 @@ void write_node(text_sink &out, const xp_plist_style &style, uint32_t flags, int
                  .indents = (style.flags & (XP_STYLE_LINES | XP_STYLE_FLAT)) == XP_STYLE_LINES,
                  .bare_top = style.top_object.before.empty() ? 1 : 0};
   write_item(work, depth, obj, false);
+}
+
+void write_node(text_sink &out, const xp_plist_style &style, uint32_t flags, int64_t depth, xp_obj *obj) {
+  // Their items have no indentation that would depend on the depth.
+  const bool compact = &style == &xp_plist_stylerecord(1) || &style == &xp_plist_stylerecord(8);
+  if (compact) return write_compact_json(out, flags, obj);
+  write_node_of_any_style(out, style, flags, depth, obj);
 }
 
 void write_document(text_sink &out, const xp_plist_style &style, uint32_t flags, xp_obj *root) {
@@ -268,7 +276,7 @@ int64_t xp_plist_itextify(xp_obj *obj, const xp_plist_style *style, uint32_t fla
   }
   xp::buffer_sink sink(buffer, capacity);
   xp::write_node(sink, *style, flags, depth, obj);
-  return sink.length();
+  return sink.finish();
 }
 
 int64_t xp_plist_istream(xp_obj *obj, const xp_plist_style *style, uint32_t flags, int64_t depth,

@@ -35,6 +35,11 @@ namespace xp {
 void write_node(text_sink &out, const xp_plist_style &style, uint32_t flags, int64_t depth, xp_obj *obj);
 void write_document(text_sink &out, const xp_plist_style &style, uint32_t flags, xp_obj *root);
 
+// write_node's two ways: for the records of styles 1 and 8 themselves; for every record.
+void write_compact_json(text_sink &out, uint32_t flags, xp_obj *obj);
+void write_node_of_any_style(text_sink &out, const xp_plist_style &style, uint32_t flags, int64_t depth,
+                             xp_obj *obj);
+
 }  // namespace xp
 
 #endif

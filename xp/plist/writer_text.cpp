@@ -166,14 +166,6 @@ struct markup {
 
 namespace xp {
 
-// What comes before the first byte that the stage looks at is copied at once.
-void write_literal_plainly(text_sink &out, std::string_view text) {
-  const char *end = text.data() + text.size();
-  const char *rest = find(text.data(), end, [](uint64_t word) { return not_plain(word); });
-  out.put(between(text.data(), rest));
-  if (rest < end) write_stage(out, XPF_LITERAL, between(rest, end));
-}
-
 void write_percent(text_sink &out, std::string_view text) {
   write_stage(out, XPF_PLUS, text);
 }

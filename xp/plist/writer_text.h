@@ -10,11 +10,28 @@
 
 namespace xp {
 
-// The text of a string literal, through the format engine's string stage ("~"), which also replaces what is
-// not UTF-8: no text can end its own quotes.
+// The text of a string literal, as the format engine's "~" option makes it, which also replaces what is not
+// UTF-8: no text can end its own quotes.
 void write_literal(text_sink &out, std::string_view text);
-// The same through the format engine's string stage, for sinks that are nearly full; write_literal's measure.
-void write_literal_plainly(text_sink &out, std::string_view text);
+
+// A part of such a text and where it goes.
+struct literal_run {
+  const char *at;
+  const char *stop;
+  char *to;
+};
+
+// The room that so many bytes may take, and how many bytes are sure to fit into so much room.
+constexpr size_t literal_room(size_t size) {
+  return 2 * size + 16;
+}
+constexpr size_t literal_fits(size_t room) {
+  return (room - 16) / 2;
+}
+
+// Writes the bytes from `at` to `stop`, where there is literal_room for them, of a text that goes on to
+// `end`: up to three more of these when they belong to the last one. Where it came to.
+literal_run write_literal_run(literal_run run, const char *end);
 
 // Percent-encoded, through the format engine's "+" directive.
 void write_percent(text_sink &out, std::string_view text);

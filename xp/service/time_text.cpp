@@ -2,10 +2,10 @@
 #include "xp/service/calendar.h"
 #include "xp/service/time.h"
 
-#include <stdio.h>
 #include <string.h>
 
 #include <algorithm>
+#include <charconv>
 
 namespace {
 
@@ -103,6 +103,29 @@ bool to_seconds(xp_time_parts parts, int32_t milliseconds, int64_t &seconds) {
   return xp_time_fromutc(&parts, &seconds) == 0 && !__builtin_add_overflow(seconds, shift, &seconds);
 }
 
+// Writes two digits and what stands behind them.
+char *add_pair(char *to, int32_t value, char behind) {
+  *to++ = static_cast<char>('0' + value / 10);
+  *to++ = static_cast<char>('0' + value % 10);
+  *to++ = behind;
+  return to;
+}
+
+// The year has four digits at least. The end of what was written.
+char *write_date(char *to, const xp_time_parts &parts) {
+  const int64_t year = parts.year < 0 ? -parts.year : parts.year;
+  if (parts.year < 0) *to++ = '-';
+  for (int64_t below = 1000; below > 1 && year < below; below /= 10)
+    *to++ = '0';
+  to = std::to_chars(to, to + 20, year).ptr;
+  *to++ = '-';
+  to = add_pair(to, parts.month, '-');
+  to = add_pair(to, parts.day, 'T');
+  to = add_pair(to, parts.hour, ':');
+  to = add_pair(to, parts.minute, ':');
+  return add_pair(to, parts.second, 'Z');
+}
+
 }  // namespace
 
 int32_t xp_time_parse(const char *text, int64_t length, int64_t *seconds, int32_t *milliseconds) {
@@ -122,10 +145,7 @@ int64_t xp_time_textify(int64_t seconds, char *buffer, int64_t capacity) {
   xp_time_parts parts;
   xp_time_utc(seconds, &parts);
   char text[text_size];
-  const int64_t written =
-      snprintf(text, text_size, "%s%04lld-%02d-%02dT%02d:%02d:%02dZ", parts.year < 0 ? "-" : "",
-               static_cast<long long>(parts.year < 0 ? -parts.year : parts.year), parts.month, parts.day,
-               parts.hour, parts.minute, parts.second);
+  const int64_t written = write_date(text, parts) - text;
   if (buffer == nullptr) return written;
   const int64_t copied = std::clamp<int64_t>(capacity, 0, written);
   xp_memcpy(buffer, text, static_cast<size_t>(copied));

@@ -2,6 +2,7 @@
 
 #include "xp/format/engine.h"
 #include "xp/format/format.h"
+#include "xp/object/memory_hook.h"
 #include "xp/object/quick.h"
 #include "xp/object/record.h"
 #include "xp/object/short_copy.h"
@@ -9,6 +10,7 @@
 #include "xp/string/text.h"
 #include "xp/string/utf8.h"
 
+#include <assert.h>
 #include <stdarg.h>
 #include <string.h>
 
@@ -60,6 +62,22 @@ namespace {
 
 xps_string *xps_make(int64_t length) {
   return make_string(length);
+}
+
+xps_string *xps_resize(xps_string *s, int64_t length) {
+  assert(!xp::slab::owns(s));
+  if (length < 0) {
+    xp::destroy(s);
+    return nullptr;
+  }
+  auto *resized = static_cast<xps_string *>(xp_realloc(s, sizeof *s + static_cast<size_t>(length) + 1));
+  if (resized == nullptr) {
+    xp::uncount_object();
+    return nullptr;
+  }
+  resized->text = xps_room(resized);
+  xps_finish(resized, length);
+  return resized;
 }
 
 xp_obj *xps_finish(xps_string *s, int64_t length) {

@@ -1,4 +1,4 @@
-// The string's own struct. Internal to this folder.
+// The string's own struct. Internal to this folder, and to those who make strings by filling them.
 
 #ifndef XP_STRING_STRING_IMPL_H
 #define XP_STRING_STRING_IMPL_H
@@ -19,9 +19,14 @@ inline char *xps_room(xps_string *s) {
   return reinterpret_cast<char *>(s + 1);
 }
 
-// An ordinary string with room for `length` bytes and the zero byte, for its maker to fill; what it holds before is undefined. Null when memory
-// is exhausted or the length is negative.
+// An ordinary string with room for `length` bytes and the zero byte, for its maker to fill; what it holds
+// before is undefined. Null when memory is exhausted or the length is negative.
 xps_string *xps_make(int64_t length);
+
+// Gives a string of xps_make that nobody else has seen, made with room for 1,024 bytes at least, another
+// length; what both lengths have stays. Null, and the string is gone, when memory is exhausted or the length
+// is negative.
+xps_string *xps_resize(xps_string *s, int64_t length);
 
 // Sets the length of a string of xps_make, which must not be above the one it was made with, and ends the
 // text.

@@ -12,6 +12,7 @@
 #include <string.h>
 
 #include <bit>
+#include <charconv>
 #include <random>
 
 namespace {
@@ -50,6 +51,22 @@ TEST_F(number_test, small_integers_are_shared_and_negative_ones_never) {
   ref shared = num(5);
   EXPECT_NE(real(5.0).get(), shared.get());
   EXPECT_EQ(ref::adopt(xp_duplicate(shared.get(), 0)).get(), shared.get());
+}
+
+// Everyday floats have a writer of their own; their neighbours do not.
+TEST_F(number_test, a_float_is_its_shortest_text) {
+  std::mt19937_64 random(20261121);
+  for (int i = 0; i < 20000; ++i) {
+    const double places[] = {1, 2, 10, 100, 1000, 10000};
+    const double near =
+        static_cast<double>(static_cast<int64_t>(random()) >> random() % 64) / places[random() % 6];
+    for (double value : {near, nextafter(near, 0.0), nextafter(near, HUGE_VAL)}) {
+      char text[64];
+      std::string shortest(text, std::to_chars(text, text + sizeof text, value).ptr);
+      if (shortest.find_first_of(".e") == std::string::npos) shortest += ".0";
+      ASSERT_EQ(text_of(real(value).get()), shortest) << "seed 20261121";
+    }
+  }
 }
 
 TEST_F(number_test, the_integer_of_a_float_is_cut_and_saturated) {
