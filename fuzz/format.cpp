@@ -216,19 +216,26 @@ struct single {
   }
 };
 
+// Time 0 is now, which would not be the same from one text to the next.
+uint64_t apart_from_now(const std::string &conversion, uint64_t value) {
+  return conversion.find_first_of("DzZ") == std::string::npos ? value : value | 1;
+}
+
 void one_number(source &in) {
   single one(in);
   one.add_precision(true);
   const uint64_t value = in.word() >> in.byte() % 64;
   switch (in.byte() % 4) {
     case 0: {
-      const std::string conversion(1, in.pick("diuoxXcTDzZ"));
-      one.run(conversion + braces(in, conversion == "c" ? "" : "zZTq"), static_cast<int>(value));
+      std::string conversion(1, in.pick("diuoxXcTDzZ"));
+      conversion += braces(in, conversion == "c" ? "" : "zZTq");
+      one.run(conversion, static_cast<int>(apart_from_now(conversion, value)));
       break;
     }
     case 1: {
-      const std::string conversion = std::string(in.byte() % 2 == 0 ? "l" : "ll") + in.pick("diuoxXDzZ");
-      one.run(conversion + braces(in, "zZq"), value);
+      std::string conversion = std::string(in.byte() % 2 == 0 ? "l" : "ll") + in.pick("diuoxXDzZ");
+      conversion += braces(in, "zZq");
+      one.run(conversion, apart_from_now(conversion, value));
       break;
     }
     case 2: one.run(in.pick("efgEFGaA") + braces(in, ""), std::bit_cast<double>(value)); break;
