@@ -221,7 +221,7 @@ std::optional<string_view> reply_in(string_view stream) {
 
 void check_call(string_view bytes, unsigned how) {
   const bool hangs_up = (how & manner_bits) != stays;
-  constexpr int32_t soon = 2, late = 20000, margin = 1000;
+  constexpr int32_t soon = 2, late = 20000, margin = 4000;
   sockets peer;
   const xp::ref client = xp::ref::adopt(ipc_alloc(0, IPC_SESSION_ZERO));
   require(ipc_connect_to(client.get(), peer.library_end(), 0, 0, hangs_up ? late : soon) == 0,

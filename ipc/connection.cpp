@@ -104,8 +104,7 @@ int32_t ipc_close(xp_obj *obj) {
   xp::ref channel = xp::ref::adopt(ipc_shared(c->channel).exchange(nullptr));
   // A receiving thread keeps the channel it polls; woken, it finds the connection closed and ends.
   if (ipc_shared(c->mode).load() == IPC_MODE_THREAD) ipc_com_interupt(channel.get());
-  if (c->port != 0) ipc_port()->close(c->port);
-  c->port = 0;
+  if (uint32_t port = ipc_shared(c->port).exchange(0)) ipc_port()->close(port);
   return 0;
 }
 

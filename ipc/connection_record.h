@@ -28,7 +28,7 @@ struct ipc_conn : xp_obj {
   void *context;        // passed to the handler
   int32_t timeout;      // ms, -1 without limit; shared
   xp_obj *channel;      // owned; null when idle; shared
-  uint32_t port;        // message-port handle in state 3, else 0
+  uint32_t port;        // message-port handle in state 3, else 0; shared
   xp_obj *buffer;       // a server's receive buffer, owned; made by the first poll
   uint32_t sequence;    // number of the next request
   uint32_t run;         // 1 while the receiving thread is to go on; shared
