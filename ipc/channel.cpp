@@ -2,6 +2,7 @@
 
 #include "ipc/channel_impl.h"
 #include "ipc/channel_record.h"
+#include "ipc/clock.h"
 #include "ipc/errno_code.h"
 #include "ipc/errors.h"
 #include "ipc/mbuf.h"
@@ -66,13 +67,22 @@ int32_t wrap(xp_obj *obj, int32_t descriptor) {
   return error;
 }
 
+// The kernel interrupts no connect that does not wait; a tracer may.
+int connect_to(int descriptor, const sockaddr_un &address) {
+  int result;
+  do {
+    result = connect(descriptor, reinterpret_cast<const sockaddr *>(&address), sizeof address);
+  } while (result != 0 && errno == EINTR);
+  return result;
+}
+
 int new_socket() {
   return socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
 }
 
 // Makes the listening socket and its file; the member then owns both.
 int32_t listen_on(ipc_com *member, uint32_t code, uint32_t session) {
-  int32_t directory = ipcc_directory_prepare(ipcc_directory);
+  int32_t directory = ipcc_directory_prepare(ipcc_directory());
   if (directory < 0) return directory;
   ipcc_path path = ipcc_path_of(code, session);
   member->descriptor = new_socket();
@@ -87,21 +97,22 @@ int32_t listen_on(ipc_com *member, uint32_t code, uint32_t session) {
 }
 
 // Accepts one connection. When the process has no descriptor left the spare one is given up, so that the
-// client is accepted, turned away at once and does not keep the listener ready for ever.
+// client is accepted, turned away at once and does not keep the listener ready for ever. A client that cannot
+// even be turned away does keep it ready: the pause leaves the processor to others until that has changed.
 int accept_one(ipc_com *listener) {
   int descriptor = -1;
   do {
     descriptor = accept4(listener->descriptor, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
   } while (descriptor < 0 && errno == EINTR);
-  if (descriptor >= 0 || (errno != EMFILE && errno != ENFILE)) return descriptor;
-  if (listener->spare >= 0) {
-    close(listener->spare);
-    int refused = accept4(listener->descriptor, nullptr, nullptr, SOCK_CLOEXEC);
+  if (descriptor >= 0 || errno == EAGAIN) return descriptor;
+  int refused = -1;
+  if (errno == EMFILE || errno == ENFILE) {
+    if (listener->spare >= 0) close(listener->spare);
+    refused = accept4(listener->descriptor, nullptr, nullptr, SOCK_CLOEXEC);
     if (refused >= 0) close(refused);
-  } else {
-    ipcc_pause(nullptr, false);
+    listener->spare = open_spare();
   }
-  listener->spare = open_spare();
+  if (refused < 0) ipc_sleep(1);
   return -1;
 }
 
@@ -165,7 +176,7 @@ int32_t ipcc_connect(xp_obj *c, uint32_t code, uint32_t session, ipcc_retry *ret
   if (!ipcc_pollable(descriptor)) {
     *retry = ipcc_retry::never;
     error = IpcErrSystem;
-  } else if (connect(descriptor, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0) {
+  } else if (connect_to(descriptor, address) != 0) {
     if (errno == EAGAIN) *retry = ipcc_retry::soon;
     error = ipc_errno_code(ipc_failed::connect, errno);
   } else {

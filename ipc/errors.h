@@ -1,5 +1,5 @@
-// Results of the IPC library: 0 or a positive count, else one of these codes. The only module that sees an
-// errno is ipc/errors.cpp; everything above it speaks this set.
+// Results of the IPC library: 0 or a positive count, else one of these codes. The only module that turns
+// an errno into one is ipc/errno_code.cpp; everything above it speaks this set.
 
 #ifndef IPC_ERRORS_H
 #define IPC_ERRORS_H

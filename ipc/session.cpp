@@ -82,7 +82,8 @@ bool wait_readable(int descriptor, uint32_t start, int32_t limit) {
 // Reaps the helper, and no other child. One that has not ended by the limit is ended, so that none stays
 // behind.
 void reap_helper(pid_t pid, uint32_t start, int32_t limit) {
-  while (waitpid(pid, nullptr, WNOHANG) == 0) {
+  pid_t ended;
+  while ((ended = waitpid(pid, nullptr, WNOHANG)) == 0 || (ended < 0 && errno == EINTR)) {
     if (left_of(start, limit) > 0) {
       ipc_sleep(1);
       continue;

@@ -13,14 +13,17 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <string_view>
 
 namespace {
 
-constexpr size_t code_digits = 9;                           // of a name: the code and the hyphen
-constexpr size_t directory_length = sizeof ipcc_directory;  // the slash behind it included
+constexpr char real_directory[] = "/var/tmp/com.brindle.pipes";
+constexpr size_t code_digits = 9;  // of a name: the code and the hyphen
 
-static_assert(directory_length + IPCC_NAME_LENGTH <= IPCC_PATH_KEPT);
+static_assert(sizeof real_directory + IPCC_NAME_LENGTH <= IPCC_PATH_KEPT);
+
+std::atomic<const char *> in_place = real_directory;
 
 // Everyone may make and use names in the directory, nobody else may list it. Root's has the sticky bit as
 // well.
@@ -38,7 +41,7 @@ bool is_root() {
 }
 
 const char *name_of(const char *path) {
-  return path + directory_length;
+  return strrchr(path, '/') + 1;
 }
 
 // The directory as it is, or -1. O_PATH, because only its owner may open it for reading.
@@ -58,9 +61,17 @@ int set_directory_mode(int directory, bool take_over) {
 
 }  // namespace
 
+const char *ipcc_directory() {
+  return in_place.load(std::memory_order_relaxed);
+}
+
+void ipcc_use_directory(const char *directory) {
+  in_place.store(directory == nullptr ? real_directory : directory, std::memory_order_relaxed);
+}
+
 ipcc_path ipcc_path_of(uint32_t code, uint32_t session) {
   ipcc_path path;
-  snprintf(path.text, sizeof path.text, "%s/%08X-%08X", ipcc_directory, __builtin_bswap32(code),
+  snprintf(path.text, sizeof path.text, "%s/%08X-%08X", ipcc_directory(), __builtin_bswap32(code),
            __builtin_bswap32(session));
   return path;
 }
@@ -117,7 +128,7 @@ int32_t ipcc_file_bind(int32_t directory, int32_t socket, const char *path, uint
 }
 
 void ipcc_file_unlink(const char *path, uint64_t inode) {
-  int directory = open_directory(ipcc_directory);
+  int directory = open_directory(ipcc_directory());
   if (directory < 0) return;
   struct stat status;
   bool ours = fstatat(directory, name_of(path), &status, AT_SYMLINK_NOFOLLOW) == 0 && status.st_ino == inode;
@@ -126,7 +137,7 @@ void ipcc_file_unlink(const char *path, uint64_t inode) {
 }
 
 int32_t ipc_com_exists(uint32_t code, uint32_t session) {
-  int directory = open_directory(ipcc_directory);
+  int directory = open_directory(ipcc_directory());
   if (directory < 0) return -1;
   ipcc_path path = ipcc_path_of(code, session);
   struct stat status;
@@ -138,7 +149,7 @@ int32_t ipc_com_exists(uint32_t code, uint32_t session) {
 int32_t ipc_com_unlink(uint32_t code, uint32_t session) {
   bool any_session = session == static_cast<uint32_t>(IPC_SESSION_ANY);
   ipcc_path path = ipcc_path_of(code, session);
-  int directory = open_directory(ipcc_directory);
+  int directory = open_directory(ipcc_directory());
   if (directory < 0) return 0;
   if (code != 0 && !any_session) {
     unlinkat(directory, name_of(path.text), 0);

@@ -11,9 +11,13 @@
 #include <stdint.h>
 #include <sys/un.h>
 
-// Where socket files lie. Without a slash at the end: behind one a link would be followed whatever is asked
-// for.
-inline constexpr char ipcc_directory[] = "/var/tmp/com.brindle.pipes";
+// Where socket files lie, "/var/tmp/com.brindle.pipes". Without a slash at the end: behind one a link would
+// be followed whatever is asked for.
+const char *ipcc_directory();
+
+// Puts another directory in its place, null for the real one; for tests, before sockets are made. The text
+// stays the caller's, and has to leave room for names below IPCC_PATH_KEPT.
+void ipcc_use_directory(const char *directory);
 
 // The longest path a socket may have, in bytes; a channel remembers up to 64 of them.
 enum : uint32_t { IPCC_PATH_LIMIT = 104, IPCC_PATH_KEPT = 64, IPCC_NAME_LENGTH = 17 };

@@ -235,7 +235,7 @@ TEST_F(message_port, another_users_service_is_unknown) {
   EXPECT_EQ(answer, 'y');
   EXPECT_EQ(connect(one_try), IpcErrTimeout);
   kill(child, SIGKILL);
-  waitpid(child, nullptr, 0);
+  TEMP_FAILURE_RETRY(waitpid(child, nullptr, 0));
   for (const int used : {bound, ready[0], ready[1]})
     close(used);
 }

@@ -111,7 +111,7 @@ public:
 
   void write(std::string_view bytes) const {
     while (!bytes.empty()) {
-      ssize_t count = send(ends_[1], bytes.data(), bytes.size(), MSG_NOSIGNAL);
+      ssize_t count = TEMP_FAILURE_RETRY(send(ends_[1], bytes.data(), bytes.size(), MSG_NOSIGNAL));
       if (count < 0) return;
       bytes.remove_prefix(static_cast<size_t>(count));
     }
@@ -131,7 +131,7 @@ public:
     std::string bytes(length, 0);
     size_t got = 0;
     while (got < length) {
-      ssize_t count = ::read(ends_[1], bytes.data() + got, length - got);
+      ssize_t count = TEMP_FAILURE_RETRY(::read(ends_[1], bytes.data() + got, length - got));
       if (count <= 0) break;
       got += static_cast<size_t>(count);
     }

@@ -20,7 +20,7 @@ namespace {
 
 constexpr uint32_t code = xp_code("HXca");
 
-// A session of its own in the real directory for each test.
+// A session of its own for each test.
 class socket_file_test : public leak_check {
 protected:
   void SetUp() override {
@@ -55,10 +55,16 @@ protected:
 };
 
 TEST_F(socket_file_test, names) {
+  const char *mine = ipcc_directory();
+  ipcc_use_directory(nullptr);
   EXPECT_STREQ(ipcc_path_of(code, static_cast<uint32_t>(ipc_session_explicit(0x000186A5))).text,
                "/var/tmp/com.brindle.pipes/48586361-000186A5");
   EXPECT_STREQ(ipcc_path_of(xp_code("\x01z~!"), static_cast<uint32_t>(ipc_session_explicit(0xFFFFFFFF))).text,
                "/var/tmp/com.brindle.pipes/017A7E21-FFFFFFFF");
+  ipcc_use_directory(mine);
+  sockaddr_un address;
+  EXPECT_TRUE(ipcc_address_of(std::string(IPCC_PATH_LIMIT, 'x').c_str(), &address));
+  EXPECT_FALSE(ipcc_address_of(std::string(IPCC_PATH_LIMIT + 1, 'x').c_str(), &address));
 }
 
 TEST_F(socket_file_test, modes_under_a_wide_and_a_narrow_umask) {
@@ -73,7 +79,7 @@ TEST_F(socket_file_test, modes_under_a_wide_and_a_narrow_umask) {
   EXPECT_EQ(ipc_com_exists(code, session_), -1);
   EXPECT_EQ(connect(), IpcErrSystem);
   if (geteuid() == 0) {
-    EXPECT_EQ(mode_of(ipcc_directory), 01733u);
+    EXPECT_EQ(mode_of(ipcc_directory()), 01733u);
   }
 }
 
@@ -165,7 +171,7 @@ TEST_F(socket_file_test, another_user_is_refused_by_a_users_server) {
     _exit(refused ? 0 : 1);
   }
   int status;
-  waitpid(child, &status, 0);
+  TEMP_FAILURE_RETRY(waitpid(child, &status, 0));
   EXPECT_EQ(status, 0);
 }
 

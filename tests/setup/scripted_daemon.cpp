@@ -19,7 +19,7 @@ public:
     fs::create_symlink(FAKE_VANE_PATH, bundle / "Vane");
     setenv("CORVANE_ROOT", root->path().c_str(), 1);
     ASSERT_EQ(__builtin_bswap32(ipc_session_id(IPC_SESSION_HELPER)), root->session());
-    close(ipcc_directory_prepare(ipcc_directory));
+    close(ipcc_directory_prepare(ipcc_directory()));
   }
   void TearDown() override { root.reset(); }
 };

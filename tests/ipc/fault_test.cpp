@@ -1,0 +1,478 @@
+#include "ipc/channel.h"
+#include "ipc/clock.h"
+#include "ipc/connection.h"
+#include "ipc/errors.h"
+#include "ipc/mbuf.h"
+#include "ipc/session.h"
+#include "ipc/session_impl.h"
+#include "ipc/socket_file.h"
+#include "tests/ipc/faults.h"
+#include "tests/ipc/records.h"
+#include "tests/support/temp_folder.h"
+#include "tests/support/threads.h"
+#include "tests/support/wait.h"
+
+#include <fcntl.h>
+#include <sys/mount.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+
+#include <atomic>
+#include <functional>
+#include <random>
+#include <thread>
+#include <vector>
+
+namespace {
+
+constexpr uint32_t endpoint = xp_code("FALT");
+
+int32_t echo(xp_obj *request, xp_obj *reply, uint32_t, uint32_t, void *delay) {
+  const std::string text = text_in(request);
+  if (delay != nullptr) ipc_sleep(*static_cast<int32_t *>(delay));
+  ipc_msg_start_params(reply);
+  ipc_msg_set_param(reply, xp_code("text"), xp_code("text"), text.data(), static_cast<uint32_t>(text.size()));
+  return 0;
+}
+
+// Seconds on a clock that no test moves.
+double now() {
+  timespec time = {};
+  clock_gettime(CLOCK_BOOTTIME, &time);
+  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
+}
+
+class fault_test : public leak_check {
+protected:
+  void SetUp() override {
+    ipc_time_msecs();
+    leak_check::SetUp();
+    session_ = ipc_session_explicit(std::random_device()() | 0x80000000);
+    file_ = ipcc_path_of(endpoint, static_cast<uint32_t>(session_)).text;
+    old_mask_ = umask(027);
+    getrlimit(RLIMIT_NOFILE, &limit_);
+  }
+  void TearDown() override {
+    mend();
+    server_ = nullptr;
+    setrlimit(RLIMIT_NOFILE, &limit_);
+    EXPECT_EQ(umask(old_mask_), 027u);
+    EXPECT_EQ(access(file_.c_str(), F_OK), -1) << "no file is left behind";
+    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "no child is left";
+    leak_check::TearDown();
+  }
+
+  int32_t serve(uint32_t mode = IPC_MODE_THREAD, void *delay = nullptr) {
+    server_ = xp::ref::adopt(ipc_alloc(endpoint, session_));
+    return ipc_receive(server_.get(), echo, delay, mode, 5000);
+  }
+  int32_t connect(int32_t msecs = 3000) const {
+    xp::ref c = xp::ref::adopt(ipc_alloc(7, session_));
+    return ipc_connect(c.get(), endpoint, 0, msecs);
+  }
+  // The answer over a connection of its own, or the code.
+  std::string ask(const std::string &text = "text", int32_t msecs = 3000) const {
+    xp::ref c = xp::ref::adopt(ipc_alloc(7, session_));
+    int32_t code = ipc_connect(c.get(), endpoint, 0, msecs);
+    return code == 0 ? ask(c, text) : std::to_string(code);
+  }
+  static std::string ask(const xp::ref &c, const std::string &text) {
+    ipc_settimeout(c.get(), 10000);
+    xp::ref request = request_of(xp_code("ECHO"), text), reply = xp::ref::adopt(ipc_msg_alloc(0));
+    int32_t code = ipc_call(c.get(), request.get(), reply.get());
+    return code == 0 ? text_in(reply.get()) : std::to_string(code);
+  }
+
+  // Runs the body in a process of its own, which ends with its result.
+  template <typename Body>
+  static pid_t process(Body body) {
+    pid_t child = fork();
+    if (child != 0) return child;
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    _exit(body());
+  }
+  static int end_of(pid_t child) {
+    int status = -1;
+    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    }
+    return status;
+  }
+  // A server in a process of its own.
+  pid_t serve_elsewhere() {
+    pid_t child = process([&] {
+      int32_t error = serve(IPC_MODE_POLL);
+      while (error == 0)
+        ipc_poll(server_.get());
+      return 1;
+    });
+    EXPECT_EQ(connect(), 0);
+    return child;
+  }
+  // Leaves room for `more` new descriptors.
+  void leave_descriptors(int more) const {
+    int lowest = fcntl(0, F_DUPFD_CLOEXEC, 0);
+    close(lowest);
+    rlimit few = {.rlim_cur = static_cast<rlim_t>(lowest + more), .rlim_max = limit_.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &few);
+  }
+  std::string helper(const std::string &script) const {
+    const std::string path = root_.write("Library/Corvane/Corvane.app/Contents/SharedSupport/quorn",
+                                         "#!/bin/sh\n" + script + "\n");
+    chmod(path.c_str(), 0755);
+    return path;
+  }
+  std::string number(const std::string &path) const {
+    return std::to_string(ipc_session_helper(path.c_str(), 4000));
+  }
+
+  int32_t session_ = 0;
+  std::string file_;
+  mode_t old_mask_ = 0;
+  rlimit limit_ = {};
+  temp_folder root_;
+  xp::ref server_;
+};
+
+TEST_F(fault_test, what_passes_is_not_seen) {
+  const std::string path = helper("printf 100005 >&3"), large(250000, 'x');
+  const std::pair<calls, int> faults[] = {
+      {calls::accept, EINTR},   {calls::connect, EINTR}, {calls::poll, EINTR},
+      {calls::read, EINTR},     {calls::select, EINTR},  {calls::send, EINTR},
+      {calls::waitpid, EINTR},  {calls::accept, EAGAIN}, {calls::read, EAGAIN},
+      {calls::connect, EAGAIN}, {calls::send, EAGAIN},   {calls::nanosleep, EINTR},
+      {calls::accept, EMFILE},  {calls::accept, ENOMEM}, {calls::accept, ECONNABORTED},
+  };
+  for (const auto &[call, error] : faults) {
+    for (int spared : {0, 1}) {
+      SCOPED_TRACE(testing::Message()
+                   << static_cast<int>(call) << " fails with " << error << " after " << spared);
+      fail(call, error, 3, spared);
+      EXPECT_EQ(serve(), 0);
+      // A client for whom there is no descriptor is turned away; its next try gets in.
+      for (int i = 0; i < 3 && error == EMFILE; ++i)
+        ask();
+      ipc_sleep(1);
+      EXPECT_TRUE(ask(large) == large);
+      EXPECT_EQ(ask(), "text");
+      EXPECT_EQ(number(path), "100005");
+      const int met = mend();
+      EXPECT_GT(met, spared == 0 ? 0 : -1);
+    }
+  }
+}
+
+TEST_F(fault_test, what_fails_has_its_code_and_leaves_nothing) {
+  enum : int { to_bind, to_connect, to_call, to_answer };
+  const struct {
+    int what;
+    calls call;
+    int error;
+    const char *code;
+  } faults[] = {
+      {to_bind, calls::socket, EMFILE, "-2566"},
+      {to_bind, calls::socket, ENOMEM, "-2562"},
+      {to_bind, calls::fchmod, EPERM, "-2566"},
+      {to_bind, calls::bind, EAGAIN, "-2561"},
+      {to_bind, calls::bind, ENOMEM, "-2562"},
+      {to_bind, calls::bind, ENOSPC, "-2566"},
+      {to_bind, calls::bind, EROFS, "-2566"},
+      {to_bind, calls::bind, EACCES, "-2566"},
+      {to_bind, calls::listen, ENOMEM, "-2562"},
+      {to_bind, calls::listen, EADDRINUSE, "-2566"},
+      {to_bind, calls::eventfd, EMFILE, "-2562"},
+      {to_connect, calls::socket, EMFILE, "-2566"},
+      {to_connect, calls::connect, ETIMEDOUT, "-2564"},
+      {to_connect, calls::connect, EPERM, "-2569"},
+      {to_connect, calls::connect, EACCES, "-2569"},
+      {to_connect, calls::connect, ECONNREFUSED, "-2566"},
+      {to_connect, calls::eventfd, ENFILE, "-2562"},
+      {to_call, calls::send, EPIPE, "-2563"},
+      {to_call, calls::send, ETIMEDOUT, "-2563"},
+      {to_call, calls::send, ECONNRESET, "-2566"},
+      {to_answer, calls::read, EPIPE, ""},
+      {to_answer, calls::read, EIO, ""},
+  };
+  for (const auto &f : faults) {
+    SCOPED_TRACE(testing::Message() << static_cast<int>(f.call) << " fails with " << f.error);
+    if (f.what == to_bind) {
+      fail(f.call, f.error);
+      EXPECT_EQ(std::to_string(serve()), f.code);
+      EXPECT_EQ(access(file_.c_str(), F_OK), -1);
+    } else {
+      EXPECT_EQ(serve(), 0);
+      xp::ref c = xp::ref::adopt(ipc_alloc(7, session_));
+      if (f.what == to_connect) {
+        fail(f.call, f.error, 1000);
+        EXPECT_EQ(ask("", 0), f.code);
+      } else {
+        EXPECT_EQ(ipc_connect(c.get(), endpoint, 0, 0), 0);
+        // The answer's reader may be this client or the server: each drops the connection.
+        fail(f.call, f.error);
+        EXPECT_EQ(ask(c, "lost"), f.code);
+      }
+    }
+    EXPECT_GT(mend(), 0) << "the fault was met";
+    server_ = nullptr;
+    EXPECT_EQ(serve(), 0);
+    EXPECT_EQ(ask(), "text");
+  }
+}
+
+TEST_F(fault_test, file_systems_that_refuse) {
+  if (geteuid() != 0) GTEST_SKIP() << "needs to mount";
+  const struct {
+    unsigned long flags;
+    const char *options;
+    uid_t user;
+  } cases[] = {{0, "nr_inodes=2", 0}, {MS_RDONLY, "", 0}, {0, "mode=0755", 12345}};
+  for (const auto &c : cases) {
+    pid_t child = process([&] {
+      if (unshare(CLONE_NEWNS) != 0 || mount("", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+          mount("none", root_.path().c_str(), "tmpfs", c.flags, c.options) != 0)
+        return 77;
+      const std::string directory = root_.path() / "pipes";
+      ipcc_use_directory(directory.c_str());
+      if (c.user != 0 && setuid(c.user) != 0) return 1;
+      if (serve(IPC_MODE_POLL) != IpcErrSystem) return 2;
+      if (ipc_exists(endpoint, session_) != -1 || umask(0) != 027) return 3;
+      return 0;
+    });
+    const int status = end_of(child);
+    if (status == 77 << 8) GTEST_SKIP() << "cannot mount here";
+    EXPECT_EQ(status, 0) << c.options;
+  }
+}
+
+TEST_F(fault_test, something_else_in_the_directorys_place) {
+  const char *mine = ipcc_directory();
+  const std::string place = root_.path() / "pipes", other = root_.path() / "other";
+  mkdir(other.c_str(), 0700);
+  socket_pair pair;
+  const std::function<void()> makers[] = {
+      [&] { ASSERT_EQ(symlink(other.c_str(), place.c_str()), 0); },
+      [&] { ASSERT_EQ(symlink("missing", place.c_str()), 0); },
+      [&] { ASSERT_EQ(mkfifo(place.c_str(), 0600), 0); },
+      [&] { ASSERT_EQ(mknod(place.c_str(), S_IFREG | 0600, 0), 0); },
+      [&] { ASSERT_EQ(mknod(place.c_str(), S_IFSOCK | 0600, 0), 0); },
+  };
+  for (const auto &make : makers) {
+    make();
+    struct stat before = {}, after = {};
+    lstat(place.c_str(), &before);
+    ipcc_use_directory(place.c_str());
+    EXPECT_EQ(serve(), IpcErrSystem);
+    EXPECT_EQ(connect(0), IpcErrSystem);
+    EXPECT_EQ(ipc_exists(endpoint, session_), -1);
+    EXPECT_EQ(ipc_unlink(0, IPC_SESSION_ANY), 0);
+    ipcc_use_directory(mine);
+    lstat(place.c_str(), &after);
+    EXPECT_EQ(before.st_ino, after.st_ino);
+    EXPECT_EQ(before.st_mode, after.st_mode);
+    EXPECT_TRUE(std::filesystem::is_empty(other));
+    unlink(place.c_str());
+  }
+}
+
+TEST_F(fault_test, descriptors_run_out) {
+  const std::string path = helper("printf 5 >&3");
+  ASSERT_EQ(serve(), 0);
+  for (int room = 0; room <= 8; ++room) {
+    leave_descriptors(room);
+    const double start = now();
+    const std::string answer = ask("text", 0);
+    const uint32_t session = ipc_session_helper(path.c_str(), 4000);
+    xp::ref second = xp::ref::adopt(ipc_alloc(xp_code("2nd!"), session_));
+    const int32_t bound =
+        second ? ipc_receive(second.get(), echo, nullptr, IPC_MODE_POLL, 0) : IpcErrNoMemory;
+    second = nullptr;
+    EXPECT_LT(now() - start, 4);
+    setrlimit(RLIMIT_NOFILE, &limit_);
+    // Either it works, or there is a code; with a few descriptors it works.
+    EXPECT_TRUE(answer == "text" || (room < 8 && (answer.empty() || answer[0] == '-'))) << room << answer;
+    // The helper has the same limit, and a shell has its own way with that.
+    EXPECT_TRUE(session == 5 || session == 0) << room;
+    EXPECT_TRUE(bound == 0 || (bound < 0 && room < 8)) << room << " " << bound;
+    EXPECT_EQ(ask(), "text") << room;
+  }
+}
+
+// A client waits that cannot be accepted and not even be turned away.
+TEST_F(fault_test, nothing_spins_while_descriptors_are_missing) {
+  for (int error : {ENFILE, ENOMEM}) {
+    ASSERT_EQ(serve(), 0);
+    fail(calls::accept, error, 1000000);
+    const int32_t session = session_;
+    std::string answer;
+    std::thread client([&] { answer = ask(); });
+    rusage before = {}, after = {};
+    getrusage(RUSAGE_SELF, &before);
+    ipc_sleep(1000);
+    getrusage(RUSAGE_SELF, &after);
+    auto used = [](const timeval &a, const timeval &b) {
+      return static_cast<double>(b.tv_sec - a.tv_sec) + static_cast<double>(b.tv_usec - a.tv_usec) / 1e6;
+    };
+    const double seconds = used(before.ru_utime, after.ru_utime) + used(before.ru_stime, after.ru_stime);
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    EXPECT_LT(seconds, 0.3) << session;
+#else
+    EXPECT_LT(seconds, 0.05) << session;
+#endif
+    EXPECT_GT(mend(), 10);
+    client.join();
+    EXPECT_EQ(answer, "text") << "served when that is over";
+  }
+}
+
+TEST_F(fault_test, descriptors_of_1024_and_above) {
+  rlimit many = {.rlim_cur = 1200, .rlim_max = limit_.rlim_max};
+  if (limit_.rlim_max < 1200) GTEST_SKIP() << "needs descriptors above 1024";
+  setrlimit(RLIMIT_NOFILE, &many);
+  ASSERT_EQ(serve(IPC_MODE_POLL), 0);
+  std::vector<int> fillers;
+  do {
+    fillers.push_back(fcntl(0, F_DUPFD_CLOEXEC, 0));
+  } while (fillers.back() >= 0 && fillers.back() < 1023);
+  const double start = now();
+  EXPECT_EQ(connect(20000), IpcErrSystem) << "at once";
+  xp::ref second = xp::ref::adopt(ipc_alloc(xp_code("2nd!"), session_));
+  EXPECT_EQ(ipc_receive(second.get(), echo, nullptr, IPC_MODE_THREAD, 0), IpcErrSystem);
+  EXPECT_EQ(ipc_exists(xp_code("2nd!"), session_), -1);
+  EXPECT_LT(now() - start, 3);
+  // The one that tried to connect, then one that is connected: both are turned away.
+  sockaddr_un address = {};
+  ASSERT_TRUE(ipcc_address_of(file_.c_str(), &address));
+  int client = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  EXPECT_GE(client, 1024);
+  EXPECT_EQ(::connect(client, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+  EXPECT_EQ(ipc_poll(server_.get()), 0);
+  char byte;
+  EXPECT_EQ(read(client, &byte, 1), 0) << "closed at once";
+  close(client);
+  for (int filler : fillers)
+    close(filler);
+}
+
+TEST_F(fault_test, stopped_and_continued) {
+  int32_t delay = 300;
+  ASSERT_EQ(serve(IPC_MODE_THREAD, &delay), 0);
+  pid_t client = process([&] { return ask() == "text" ? 0 : 1; });
+  ipc_sleep(100);
+  kill(client, SIGSTOP);
+  ipc_sleep(400);
+  kill(client, SIGCONT);
+  EXPECT_EQ(end_of(client), 0) << "the client that was stopped has its answer";
+  server_ = nullptr;
+
+  pid_t server = serve_elsewhere();
+  kill(server, SIGSTOP);
+  std::thread later([&] {
+    ipc_sleep(300);
+    kill(server, SIGCONT);
+  });
+  const double start = now();
+  EXPECT_EQ(ask(), "text");
+  EXPECT_GT(now() - start, 0.25);
+  later.join();
+  kill(server, SIGKILL);
+  EXPECT_EQ(end_of(server), SIGKILL);
+  EXPECT_EQ(ipc_unlink(endpoint, session_), 0);
+}
+
+TEST_F(fault_test, the_server_dies_and_comes_back) {
+  // A socket file behind which nobody listens.
+  ASSERT_EQ(mknod(file_.c_str(), S_IFSOCK | 0600, 0), 0);
+  const double start = now();
+  EXPECT_EQ(connect(100), IpcErrSystem);
+  EXPECT_GE(now() - start, 0.3);
+  EXPECT_LT(now() - start, 2);
+  pid_t server = serve_elsewhere();
+  xp::ref c = xp::ref::adopt(ipc_alloc(7, session_));
+  ASSERT_EQ(ipc_connect(c.get(), endpoint, 0, 1000), 0);
+  EXPECT_EQ(ask(c, "before"), "before");
+  kill(server, SIGKILL);
+  EXPECT_EQ(end_of(server), SIGKILL);
+  EXPECT_EQ(ask(c, "after"), "-2563");
+  EXPECT_EQ(ipc_exists(endpoint, session_), 0) << "a stale file";
+  EXPECT_EQ(ipc_check(session_, endpoint, 0, 0), IpcErrSystem);
+  ASSERT_EQ(serve(), 0) << "replaced";
+  EXPECT_EQ(ask(), "text");
+}
+
+TEST_F(fault_test, clocks_that_jump_do_not_move_deadlines) {
+  constexpr int64_t hour = 3600000;
+  const struct {
+    int64_t wall;
+    bool wrap;
+  } cases[] = {{hour, false}, {-hour, false}, {0, true}};
+  for (const auto &c : cases) {
+    socket_pair silent;
+    xp::ref client = xp::ref::adopt(ipc_alloc(7, session_));
+    ASSERT_EQ(ipc_connect_to(client.get(), silent.take(), 0, 0, 700), 0);
+    const int64_t monotonic = c.wrap ? int64_t{0xFFFFFFFF} - ipc_time_msecs() - 300 : 0;
+    move_clocks(0, monotonic);
+    std::thread jump([&] {
+      ipc_sleep(200);
+      move_clocks(c.wall, monotonic);
+    });
+    const uint32_t first = ipc_time_msecs();
+    const double start = now();
+    xp::ref request = request_of(xp_code("ECHO")), reply = xp::ref::adopt(ipc_msg_alloc(0));
+    EXPECT_EQ(ipc_call(client.get(), request.get(), reply.get()), IpcErrTimeout);
+    EXPECT_GE(now() - start, 0.7);
+    EXPECT_LT(now() - start, 2.5);
+    EXPECT_EQ(ipc_time_msecs() < first, c.wrap) << "the wrap was met";
+    jump.join();
+    mend();
+  }
+}
+
+TEST_F(fault_test, helpers_while_calls_run) {
+  // What a child that knows nothing of this library finds open.
+  const std::string list = root_.path() / "list";
+  auto inherited = [&] {
+    EXPECT_EQ(system(("ls /proc/self/fd >" + list).c_str()), 0);
+    std::ifstream file(list);
+    return std::string(std::istreambuf_iterator<char>(file), {});
+  };
+  const std::string before = inherited();
+  ASSERT_EQ(serve(), 0);
+  std::atomic<bool> stop = false;
+  std::atomic<int> right = 0, wrong = 0;
+  std::thread callers([&] {
+    run_on_threads(4, [&](int) {
+      while (!stop)
+        ++(ask() == "text" ? right : wrong);
+    });
+  });
+  // The list's own descriptor is 4.
+  const std::string path = helper("test \"$(echo $(ls /proc/self/fd))\" = '0 1 2 3 4' && printf 8 >&3");
+  for (int i = 0; i < 20; ++i)
+    EXPECT_EQ(number(path), "8") << "nothing but 0 to 3 is passed on";
+  for (int i = 0; i < 5; ++i)
+    EXPECT_EQ(inherited(), before) << "a stranger's child gets none of ours";
+  struct sigaction ignored = {}, old = {};
+  ignored.sa_handler = SIG_IGN;
+  sigaction(SIGCHLD, &ignored, &old);
+  EXPECT_EQ(number(path), "8") << "with children that nobody can wait for";
+  sigaction(SIGCHLD, &old, nullptr);
+  fail(calls::spawn, ENOMEM);
+  EXPECT_EQ(number(path), "0");
+  // The real limit.
+  helper("exec sleep 20");
+  setenv("CORVANE_ROOT", root_.path().c_str(), 1);
+  ipc_session_forget();
+  const double start = now();
+  EXPECT_EQ(ipc_session_id(IPC_SESSION_HELPER), 0u);
+  EXPECT_GE(now() - start, 4);
+  EXPECT_LT(now() - start, 4.5);
+  ipc_session_forget();
+  unsetenv("CORVANE_ROOT");
+  stop = true;
+  callers.join();
+  EXPECT_GT(right, 20);
+  EXPECT_EQ(wrong, 0);
+}
+
+}  // namespace
