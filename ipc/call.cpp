@@ -29,14 +29,12 @@ constexpr uint32_t version = 1;
 // What a loaded message is to the call with this sequence number (raw bytes). `cured` says that it has all
 // records and the right version.
 reply_kind judge(xp_obj *reply, uint32_t msgn, bool *cured) {
-  uint32_t name, vers, answered;
+  constexpr uint32_t needed = IPC_FOUND_NAME | IPC_FOUND_VERS | IPC_FOUND_MSGN;
   *cured = false;
-  if (ipc_msg_get_name(reply, &name) != 0 || ipc_msg_get_word(reply, xp_code("vers"), &vers) != 0 ||
-      ipc_msg_get_word(reply, xp_code("msgn"), &answered) != 0) {
-    return reply_kind::headerless;
-  }
-  *cured = vers == __builtin_bswap32(version);
-  return *cured && answered == msgn && name == IPC_NAME_REPLY ? reply_kind::mine : reply_kind::other;
+  ipc_words words = ipc_msg_get_words(reply);
+  if ((words.found & needed) != needed) return reply_kind::headerless;
+  *cured = words.vers == __builtin_bswap32(version);
+  return *cured && words.msgn == msgn && words.name == IPC_NAME_REPLY ? reply_kind::mine : reply_kind::other;
 }
 
 int32_t timed_out(ipc_conn *c) {

@@ -273,6 +273,7 @@ ipc_words ipc_msg_get_words(xp_obj *obj) {
   const uint8_t *record = m == nullptr ? nullptr : xp_ntld_record(m->writer);
   uint64_t left = xp_ntld_raw_length(record);
   for (const uint8_t *child = xp_ntld_raw_data(record); left != 0;) {
+    uint64_t size = xp_ntld_occupied(xp_ntld_raw_length(child));
     switch (xp_ntld_raw_name(child)) {
       case xp_code("call"): take_word(child, IPC_FOUND_NAME, 0, &w.name, &seen, &w.found); break;
       case xp_code("vers"): take_word(child, IPC_FOUND_VERS, 4, &w.vers, &seen, &w.found); break;
@@ -281,7 +282,6 @@ ipc_words ipc_msg_get_words(xp_obj *obj) {
       case xp_code("ptid"): take_word(child, IPC_FOUND_PTID, 4, &w.ptid, &seen, &w.found); break;
       default: break;
     }
-    uint64_t size = xp_ntld_occupied(xp_ntld_raw_length(child));
     left -= std::min(left, size);
     child += size;
   }

@@ -15,7 +15,7 @@ constexpr uint64_t header = XP_NTLD_HEADER;
 
 // What a record of so many data bytes occupies.
 uint64_t occupied(uint32_t length) {
-  return header + (uint64_t{length} + 3) / 4 * 4;
+  return header + ((uint64_t{length} + 3) & ~uint64_t{3});
 }
 
 // The direct children of a container, in order. A last child whose padding was not counted ends the walk,
@@ -81,7 +81,7 @@ uint32_t xp_ntld_raw_verify(const uint8_t *record, uint32_t available) {
   const uint8_t *child = record + header;
   for (uint64_t left = length; left != 0;) {
     if (left < header) return 0;
-    uint32_t child_length = xp_ntld_raw_length(child);
+    uint32_t child_length = xp::load_be32(child + 8);
     if (child_length + header == left) break;
     uint64_t size = occupied(child_length);
     if (size > left) return 0;
@@ -98,12 +98,17 @@ uint32_t xp_ntld_raw_count(const uint8_t *record) {
   return count;
 }
 
+// The walk of `children` written out: messages are read by name, and each step counts.
 const uint8_t *xp_ntld_raw_getbyname(const uint8_t *record, uint32_t name) {
-  children walk(record);
-  const uint8_t *child = walk.next();
-  while (child != nullptr && word(child) != name)
-    child = walk.next();
-  return child;
+  uint64_t left = xp_ntld_raw_length(record);
+  if (left == 0) return nullptr;
+  for (const uint8_t *child = record + header;;) {
+    if (word(child) == name) return child;
+    uint64_t size = occupied(xp::load_be32(child + 8));
+    if (size >= left) return nullptr;
+    left -= size;
+    child += size;
+  }
 }
 
 const uint8_t *xp_ntld_raw_getbyindex(const uint8_t *record, uint32_t index) {
