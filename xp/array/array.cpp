@@ -32,14 +32,14 @@ bool move_items(object *a, int64_t slots) {
     xp_memcpy(items, a->items, static_cast<size_t>(a->count) * slot_size);
   }
   free_vector(a, std::exchange(a->items, items));
-  a->slots = slots;
+  a->set_room(std::min(a->capacity, slots), slots);
   return true;
 }
 
 void drop_items(object *a) {
   xp_obj **items = std::exchange(a->items, nullptr);
   int64_t count = std::exchange(a->count, 0);
-  a->capacity = a->slots = 0;
+  a->set_room(0, 0);
   for (int64_t i = 0; i < count && !a->raw(); ++i) {
     // Far enough ahead for memory to answer.
     if (i + 4 < count) __builtin_prefetch(items[i + 4], 1);
@@ -62,7 +62,7 @@ bool make_room(object *a) {
   if (a->count < a->capacity) return true;
   if (a->growth == 0) return false;
   int64_t capacity = a->growth > INT64_MAX - a->capacity ? INT64_MAX : a->capacity + a->growth;
-  return set_capacity(a, capacity, std::max(capacity, std::min(a->slots, most_slots / 2) * 2));
+  return set_capacity(a, capacity, std::max(capacity, std::min(a->slots(), most_slots / 2) * 2));
 }
 
 // Opens a gap at `index` and puts an owned item there; the position, or -1.
@@ -144,7 +144,8 @@ object *make_empty(uint32_t flags, size_t tail) {
   if (a == nullptr) return nullptr;
   a->lock = nullptr;
   a->flags = flags;
-  a->capacity = a->count = a->slots = 0;
+  a->count = 0;
+  a->set_room(0, 0);
   a->growth = 1;
   a->retain_item = a->raw() ? keep_raw : xp_retain;
   a->release_item = a->raw() ? drop_raw : xp_release;
@@ -211,8 +212,8 @@ constexpr xp_trav_ops traversal_ops = {.reset = cursor_reset,
 }  // namespace
 
 bool raise_capacity(object *a, int64_t capacity, int64_t comfortable) {
-  if (capacity > a->slots && !move_items(a, comfortable) && !move_items(a, capacity)) return false;
-  a->capacity = std::max(a->capacity, capacity);
+  if (capacity > a->slots() && !move_items(a, comfortable) && !move_items(a, capacity)) return false;
+  if (capacity > a->capacity) a->set_room(capacity, a->slots());
   return true;
 }
 
@@ -227,7 +228,8 @@ xp_obj *make_of(int64_t count, xp_obj ***items) {
     xp_release(a);
     return nullptr;
   }
-  a->capacity = a->count = a->slots = count;
+  a->count = count;
+  a->set_room(count, count);
   *items = a->items;
   return a;
 }
@@ -283,8 +285,8 @@ int64_t xp_array_setfinal(xp_obj *a) {
   auto *self = xp::as<object>(a);
   if (self == nullptr) return 0;
   xp::crit_guard guard(self->lock);
-  if (self->slots > self->count && !move_items(self, self->count)) return -1;
-  self->capacity = self->count;
+  if (self->slots() > self->count && !move_items(self, self->count)) return -1;
+  self->set_room(self->count, self->count);
   return self->count;
 }
 

@@ -141,7 +141,7 @@ bool can_take(object *a, int64_t more) {
   int64_t needed = a->count + more;
   return needed <= a->capacity ||
          (a->growth != 0 &&
-          raise_capacity(a, needed, std::max(needed, std::min(a->slots, most_slots / 2) * 2)));
+          raise_capacity(a, needed, std::max(needed, std::min(a->slots(), most_slots / 2) * 2)));
 }
 
 // Under the lock. The position of the first, or -1.

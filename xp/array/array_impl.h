@@ -11,6 +11,8 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include <algorithm>
+
 namespace xp::array {
 
 struct object : xp_obj {
@@ -18,15 +20,22 @@ struct object : xp_obj {
 
   xp_obj *lock;  // or null
   uint32_t flags;
-  int64_t capacity;  // slots the array may use; below or equal to `slots`
+  uint32_t spare;    // slots of the vector beyond the capacity, or a part of them
+  int64_t capacity;  // slots the array may use
   int64_t growth;    // slots added when full
   int64_t count;
   xp_obj *(*retain_item)(xp_obj *item);
   void (*release_item)(xp_obj *item);
   xp_obj **items;
+
   // Slots of the vector. They double behind the capacity, so that growing by one does not copy everything
   // each time.
-  int64_t slots;
+  int64_t slots() { return capacity + spare; }
+  // Both at once. A spare part too large for its field is forgotten, the slots are not.
+  void set_room(int64_t new_capacity, int64_t new_slots) {
+    capacity = new_capacity;
+    spare = static_cast<uint32_t>(std::clamp<int64_t>(new_slots - new_capacity, 0, UINT32_MAX));
+  }
 
   // Where the items of an array from array_of stand until it gets another vector.
   xp_obj **first_items() { return reinterpret_cast<xp_obj **>(this + 1); }

@@ -68,8 +68,8 @@ uint32_t filter_bit(uint32_t hash) {
 
 // The key's entry, or null.
 [[gnu::always_inline]] inline entry *find(object *d, const lookup &key) {
-  if (d->small() && d->index.complete())
-    return d->index.find(key.hash, [&](entry *e) { return matches(e, key); });
+  if (d->small() && d->index().complete())
+    return d->index().find(key.hash, [&](entry *e) { return matches(e, key); });
   uint32_t bucket = bucket_of(d, key.hash);
   if (!d->small() && (d->filters()[bucket] & filter_bit(key.hash)) == 0) return nullptr;
   entry *e = d->buckets[bucket];
@@ -83,7 +83,7 @@ void link(object *d, entry *e, uint32_t hash) {
   uint32_t bucket = bucket_of(d, hash);
   e->next = std::exchange(d->buckets[bucket], e);
   if (d->small()) {
-    d->index.add(e, hash);
+    d->index().add(e, hash);
   } else {
     d->filters()[bucket] |= filter_bit(hash);
   }
@@ -178,7 +178,7 @@ xp_obj *unlink(object *d, entry *e, uint32_t hash) {
   while (*link != e)
     link = &(*link)->next;
   *link = e->next;
-  if (d->small()) d->index.remove(e);
+  if (d->small()) d->index().remove(e);
   if (d->has(XP_DICT_RECYCLE)) e->next = std::exchange(*d->free_list(e->key_length), e);
   add_to_count(d, static_cast<uint32_t>(-1));
   return std::exchange(e->value, nullptr);
@@ -248,7 +248,7 @@ void destroy(xp_obj *obj) {
   }
   xp_release(d->blank);
   xp_release(d->lock);
-  while (d->chunks != d->own_chunks)
+  while (d->chunks != &d->inline_chunk)
     xp_free(std::exchange(d->chunks, d->chunks->next));
   if (d->buckets != d->inline_buckets) xp_free(d->buckets);
   xp::destroy(d);
@@ -280,11 +280,11 @@ uint32_t initial_bucket_count(uint32_t flags) {
   }
 }
 
-// An empty dictionary with the inline buckets and no lock; `places` for the index and `tail` bytes behind
-// them.
-object *make_empty(uint32_t flags, uint32_t places, size_t tail) {
+// An empty dictionary with the inline buckets and no lock; `capacity` of the inline chunk, the rest for the
+// index.
+object *make_empty(uint32_t flags, uint32_t capacity, uint32_t places, bool near) {
   const size_t lists = (flags & XP_DICT_RECYCLE) != 0 ? free_list_count * pointer_size : 0;
-  auto *d = xp::make_unzeroed<object>(dict_ops, lists + places * pointer_size + tail);
+  auto *d = xp::make_unzeroed<object>(dict_ops, capacity + small_index::size(places, near) + lists);
   if (d == nullptr) return nullptr;
   d->flags = flags;
   d->count = 0;
@@ -294,13 +294,12 @@ object *make_empty(uint32_t flags, uint32_t places, size_t tail) {
   d->retain_value = d->raw() ? keep_raw : xp_retain;
   d->release_value = d->raw() ? drop_raw : xp_release;
   d->blank = nullptr;
-  d->chunks = d->own_chunks = &d->inline_chunk;
+  d->chunks = &d->inline_chunk;
   d->buckets = d->inline_buckets;
   std::fill_n(d->inline_buckets, inline_bucket_count, nullptr);
-  d->inline_chunk = {.next = nullptr, .used = 0, .capacity = inline_chunk_capacity};
-  auto *behind = reinterpret_cast<unsigned char *>(d + 1);
-  xp_memclr(behind, lists);
-  d->index.init(reinterpret_cast<entry **>(behind + lists), places);
+  d->inline_chunk = {.next = nullptr, .used = 0, .capacity = capacity};
+  d->index().init(places, near);
+  if (lists != 0) xp_memclr(d->free_list(0), lists);
   return d;
 }
 
@@ -318,27 +317,12 @@ bool make_parts(object *d) {
 
 // --- At once ---
 
-// The bytes of entries that do not fit into the inline chunk.
-uint32_t size_beyond(std::span<const dict_member> members) {
-  uint32_t used = 0;
-  uint32_t beyond = 0;
-  for (const dict_member &m : members) {
-    const uint32_t size = entry_size(m.key_length);
-    if (beyond == 0 && used + size <= inline_chunk_capacity) {
-      used += size;
-    } else {
-      beyond += size;
-    }
-  }
-  return beyond;
-}
-
-// Up to most_places members, with their own references. The inline chunk is filled first, then the one behind
-// the index, which has room for the rest.
+// Up to most_places members, with their own references, all in the inline chunk.
 xp_obj *make_small(std::span<const dict_member> members) {
-  const auto places = static_cast<uint32_t>(members.size());
-  const uint32_t beyond = size_beyond(members);
-  object *d = make_empty(XP_DICT_NOCASE, places, beyond > 0 ? sizeof(chunk) + beyond : 0);
+  uint32_t size = 0;
+  for (const dict_member &m : members)
+    size += entry_size(m.key_length);
+  object *d = make_empty(XP_DICT_NOCASE, size, static_cast<uint32_t>(members.size()), true);
   if (d == nullptr) return nullptr;
   uint64_t seen = 0;  // a bit for each hash: most keys need no look for an equal one
   for (const dict_member &m : members) {
@@ -348,11 +332,6 @@ xp_obj *make_small(std::span<const dict_member> members) {
     if (same != nullptr) {
       xp_release(std::exchange(same->value, m.value));
       continue;
-    }
-    if (d->chunks->capacity - d->chunks->used < entry_size(m.key_length)) {
-      auto *c = reinterpret_cast<chunk *>(d->index.entries + places);
-      *c = {.next = d->chunks, .used = 0, .capacity = beyond};
-      d->chunks = d->own_chunks = c;
     }
     ++d->count;
     put_entry(d, carve(d, m.key_length), {m.key, m.key_length}, m.hash, m.value);
@@ -370,7 +349,7 @@ uint32_t xp_dict_type() {
 }
 
 xp_obj *xp_dict_new(uint32_t flags) {
-  object *d = make_empty(flags, small_index::most_places, 0);
+  object *d = make_empty(flags, inline_chunk_capacity, small_index::most_places, false);
   if (d == nullptr || make_parts(d)) return d;
   xp_release(d);
   return nullptr;

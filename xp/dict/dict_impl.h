@@ -72,18 +72,23 @@ struct object : xp_obj {
   entry **buckets;
   entry *inline_buckets[inline_bucket_count];
   chunk inline_chunk;
-  alignas(8) unsigned char inline_entries[inline_chunk_capacity];
-  chunk *own_chunks;  // of the chunks, the first one that is part of this block
-  small_index index;  // in use as long as the buckets are the inline ones
-  // Behind the struct: with XP_DICT_RECYCLE free_list_count list heads, then the entries of the index, then
-  // with some dictionaries that were made at once a further chunk.
+  // Behind the struct: the entries of the inline chunk, inline_chunk_capacity bytes of them or, in a
+  // dictionary that was made at once, as many as its first keys need; the index; with XP_DICT_RECYCLE the
+  // list heads.
 
   bool has(uint32_t flag) { return (std::atomic_ref(flags).load(std::memory_order_relaxed) & flag) != 0; }
   bool raw() { return has(XP_DICT_RAW); }
   bool small() { return buckets == inline_buckets; }
   // Not for a small dictionary.
   uint32_t *filters() { return reinterpret_cast<uint32_t *>(buckets + bucket_count); }
-  entry **free_list(uint32_t key_length) { return reinterpret_cast<entry **>(this + 1) + key_length / 8; }
+  // In use as long as the buckets are the inline ones.
+  small_index &index() {
+    return *reinterpret_cast<small_index *>(inline_chunk.entries() + inline_chunk.capacity);
+  }
+  entry **free_list(uint32_t key_length) {
+    constexpr size_t in_front = inline_chunk_capacity + small_index::size(small_index::most_places, false);
+    return reinterpret_cast<entry **>(inline_chunk.entries() + in_front) + key_length / 8;
+  }
 
   // Whether a walk visits the entry.
   bool visits(entry *e) { return e->value != nullptr || !has(XP_DICT_SKIPNULLS); }

@@ -60,15 +60,17 @@ public:
   void cut(size_t base) { top_ = items_ + base; }
 
 private:
+  // In two large steps first: what is not written yet is no memory yet, but every former block was.
   bool grow() {
     const size_t used = size();
-    auto *items = static_cast<dict_member *>(xp::block_unzeroed(2 * used * sizeof(dict_member)));
+    const size_t room = used * (used < 16384 ? 16 : 2);
+    auto *items = static_cast<dict_member *>(xp::block_unzeroed(room * sizeof(dict_member)));
     if (items == nullptr) return false;
     std::copy_n(items_, used, items);
     xp_free_fast(items_, few_.data());
     items_ = items;
     top_ = items + used;
-    end_ = items + 2 * used;
+    end_ = items + room;
     return true;
   }
 

@@ -57,6 +57,44 @@ xp_obj *any_number(const char *&at, const char *end) {
   return xp_number_parse(begin, at - begin);
 }
 
+xp_obj *clean_string(const char *&at, const char *quote) {
+  const char *begin = at;
+  at = quote + 1;
+  return xp_str_make(begin, quote - begin);
+}
+
+// The text gathers on the stack and is copied once, when its length is known. `from` is the first backslash.
+// What does not fit on the stack and rare escapes are left to the plain way.
+xp_obj *escaped_string(const char *&at, const char *from, const char *end) {
+  std::array<char, 1024> text;
+  char *to = text.data();
+  char *const last = text.data() + text.size() - step;
+  if (from - at > last - to) return any_string(at, end);
+  memcpy(to, at, static_cast<size_t>(from - at));
+  to += from - at;
+  while (end - from >= step && to <= last) {
+    const uint32_t marks = copy_and_mark(to, from);
+    if (marks == 0) {
+      from += step;
+      to += step;
+      continue;
+    }
+    const int clean = std::countr_zero(marks);
+    from += clean;
+    to += clean;
+    if (*from == '"') {
+      at = from + 1;
+      return xp_str_make(text.data(), to - text.data());
+    }
+    if (end - from < 2) break;
+    const char byte = escaped[static_cast<unsigned char>(from[1])];
+    if (byte == 0) break;
+    *to++ = byte;
+    from += 2;
+  }
+  return any_string(at, end);
+}
+
 // Reads digits into `value` and counts them.
 inline int read_digits(const char *&at, const char *end, uint64_t &value) {
   const char *begin = at;
@@ -92,32 +130,14 @@ uint32_t json_key_length(std::string_view key) {
   return longest_key - (longest_key - begin) % 2;
 }
 
-// The text gathers on the stack and is copied once, when its length is known. What does not fit there, the
-// last bytes of the input and rare escapes are left to the plain way.
+// Most strings have no escapes and are copied from where they stand. What is left of the last bytes of the
+// input goes the plain way.
 xp_obj *json_string(const char *&at, const char *end) {
-  std::array<char, 1024> text;
-  const char *from = at;
-  char *to = text.data();
-  char *const last = text.data() + text.size() - step;
-  while (end - from >= step && to <= last) {
-    const uint32_t marks = copy_and_mark(to, from);
-    if (marks == 0) {
-      from += step;
-      to += step;
-      continue;
-    }
-    const int clean = std::countr_zero(marks);
-    from += clean;
-    to += clean;
-    if (*from == '"') {
-      at = from + 1;
-      return xp_str_make(text.data(), to - text.data());
-    }
-    if (end - from < 2) break;
-    const char byte = escaped[static_cast<unsigned char>(from[1])];
-    if (byte == 0) break;
-    *to++ = byte;
-    from += 2;
+  for (const char *from = at; end - from >= step; from += step) {
+    const uint32_t marks = string_marks(from);
+    if (marks == 0) continue;
+    from += std::countr_zero(marks);
+    return *from == '"' ? clean_string(at, from) : escaped_string(at, from, end);
   }
   return any_string(at, end);
 }

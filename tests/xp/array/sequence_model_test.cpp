@@ -4,6 +4,7 @@
 #include "tests/support/leak_check.h"
 #include "xp/array/array.h"
 #include "xp/array/array_bulk.h"
+#include "xp/array/build.h"
 #include "xp/array/list.h"
 #include "xp/object/number.h"
 #include "xp/object/ref.h"
@@ -177,11 +178,21 @@ void array_model::whole(xp_obj *a, items &model) {
   ASSERT_EQ(content(other.get()), others);
 }
 
+// The same items in an array that is made at once.
+ref at_once(const items &model) {
+  xp_obj **to = nullptr;
+  ref a = ref::adopt(xp::array_of(std::ssize(model), &to));
+  for (xp_obj *item : model)
+    *to++ = xp_retain(item);
+  return a;
+}
+
 TEST_P(array_model, agrees_with_a_vector) {
   SCOPED_TRACE("seed " + std::to_string(seed));
   ref a = ref::adopt(xp_array_new(GetParam()));
   items model;
   for (int i = 0; i < 6000; ++i) {
+    if (GetParam() == 0 && i % 32 == 0) a = at_once(model);
     auto dice = random() % 8;
     if (dice == 0) {
       whole(a.get(), model);

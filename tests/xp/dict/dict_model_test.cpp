@@ -1,6 +1,7 @@
 // Random operations on a dictionary and on a plain model of it, compared after every step that reads.
 
 #include "tests/support/leak_check.h"
+#include "xp/dict/build.h"
 #include "xp/dict/dict.h"
 #include "xp/dict/hash.h"
 #include "xp/dict/small_index.h"
@@ -203,6 +204,59 @@ INSTANTIATE_TEST_SUITE_P(flags, dict_model,
                                          XP_DICT_RAW | XP_DICT_RECYCLE | XP_DICT_NOCASE,
                                          XP_DICT_LOCKED | XP_DICT_RECYCLE | XP_DICT_SKIPNULLS));
 
+using dict_at_once = leak_check;
+
+std::string entries_of(const xp::ref &d) {
+  std::string text;
+  const auto add = [](xp_obj *, const char *key, int64_t length, xp_obj *value, void *to) -> int64_t {
+    *static_cast<std::string *>(to) += std::string(key, static_cast<size_t>(length)) + "=" +
+                                       (value == nullptr ? "null" : std::to_string(xp_value(value))) + "\n";
+    return 0;
+  };
+  xp_dict_enum(d.get(), add, &text);
+  return text;
+}
+
+// The same keys in the same order, then and after both have gone through the same changes.
+TEST_F(dict_at_once, is_the_dictionary_of_single_steps) {
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  random_source random(seed);
+  for (int i = 0; i < 3000; ++i) {
+    std::vector<std::string> keys(random() % (random() % 4 == 0 ? 40 : 18));
+    std::vector<xp::dict_member> members;
+    const xp::ref steps = xp::ref::adopt(xp_dict_new(XP_DICT_NOCASE));
+    for (std::string &key : keys) {
+      key = "k" + random_key(random);
+      key.resize(std::min<size_t>(key.size(), 255));
+      const auto value = static_cast<int64_t>(random() % 1000);
+      const auto length = static_cast<uint32_t>(key.size());
+      members.push_back({.value = value < 100 ? nullptr : xp_number_new(value),
+                         .key = key.data(),
+                         .key_length = length,
+                         .hash = xp::dict_hash::of(key.data(), length, true)});
+      xp_dict_adopt(steps.get(), key.data(), length, value < 100 ? nullptr : xp_number_new(value));
+    }
+    const xp::ref once = xp::ref::adopt(xp::dict_of(members));
+    ASSERT_EQ(entries_of(once), entries_of(steps));
+    for (int change = 0; change < 20; ++change) {
+      const std::string key =
+          keys.empty() || random() % 3 == 0 ? random_key(random) : keys[random() % keys.size()];
+      const auto length = static_cast<int64_t>(key.size());
+      const bool stores = random() % 2 == 0;
+      for (xp_obj *d : {once.get(), steps.get()}) {
+        if (stores) {
+          xp_dict_adopt(d, key.data(), length, xp_number_new(change));
+        } else {
+          xp_dict_erase(d, key.data(), length);
+        }
+      }
+      const xp::ref a = xp::ref::adopt(xp_dict_fetch(once.get(), key.data(), length));
+      EXPECT_EQ(a ? xp_value(a.get()) : -1, stores && length > 0 ? change : -1);
+    }
+    ASSERT_EQ(entries_of(once), entries_of(steps));
+  }
+}
+
 TEST(dict_hash, words_give_what_bytes_give) {
   SCOPED_TRACE("seed " + std::to_string(seed));
   using namespace xp::dict_hash;
@@ -247,7 +301,7 @@ TEST(dict_small_index, compares_all_tags_as_one_by_one) {
   random_source random(seed);
   for (int i = 0; i < 1000; ++i) {
     xp::dict::small_index index;
-    index.init(nullptr, 0);
+    index.init(0, false);
     for (uint8_t &tag : index.tags)
       tag = static_cast<uint8_t>(random() % 4 == 0 ? 0 : 0x80 | random() % 4);
     for (int tag : {0x80, 0x81, 0x83, 0xFF}) {
