@@ -1,9 +1,11 @@
 // The JSON reader and writer: a text becomes a tree, the tree a text, that one a tree and a text again. The
-// two texts are equal; but for the keys, which are written as read, the text is strict JSON in every style;
-// measuring, a buffer, a string and a stream agree.
+// two texts are equal, and so are the checksums of what is read from them; that of the first tree too, unless
+// it holds what a text cannot. But for the keys, which are written as read, the text is strict JSON in every
+// style; measuring, a buffer, a string and a stream agree.
 
 #include "fuzz/strict_json.h"
 #include "xp/object/ref.h"
+#include "xp/plist/checksum.h"
 #include "xp/plist/json_tree.h"
 #include "xp/plist/plist.h"
 #include "xp/string/string.h"
@@ -57,15 +59,33 @@ int64_t read(std::string_view text, xp_plist_jsonstate &state) {
   return built;
 }
 
-void round_trip(xp_obj *tree) {
+xp::ref list_of(std::string_view text, int32_t style) {
+  return xp::ref::adopt(xp_plist_parse(text.data(), static_cast<int64_t>(text.size()), style));
+}
+
+// Whether all that a tree of this text holds comes back when it is written: no bytes that the writer
+// replaces, no escapes that could make such bytes, no numbers beyond the range of floats.
+bool comes_back(std::string_view text) {
+  for (const char c : text) {
+    if (c < ' ' || c > '~' || c == '\\' || c == 'e' || c == 'E') return false;
+  }
+  return text.size() < 300;
+}
+
+void round_trip(xp_obj *tree, std::string_view source) {
   const xp::ref first = written(tree, XP_PLIST_JSON);
   for (int32_t style : {XP_PLIST_JSON, XP_PLIST_JSON_INDENTED, XP_PLIST_JSON_BARE}) {
     const xp::ref text = written(tree, style);
-    const xp::ref list =
-        xp::ref::adopt(xp_plist_parse(xp_str_getptr(text.get()), xp_str_length(text.get()), style));
+    const xp::ref list = list_of(text_of(text), style);
     require(static_cast<bool>(list), "what was written can be read");
     const xp::ref second = xp::ref::adopt(xp_plist_string(list.get(), XP_PLIST_JSON, 1));
     require(text_of(second) == text_of(first), "the second text equals the first");
+    const int64_t sum = xp_plist_checksum(list.get());
+    const xp::ref third = list_of(text_of(second), XP_PLIST_JSON);
+    require(xp_plist_checksum(third.get()) == sum, "the trees of both are equal");
+    if (!comes_back(source)) continue;
+    const xp::ref original = list_of(source, style);
+    require(xp_plist_checksum(original.get()) == sum, "the first tree comes back");
   }
 }
 
@@ -74,7 +94,7 @@ void round_trip(xp_obj *tree) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   const std::string_view text(reinterpret_cast<const char *>(data), size);
   xp_plist_jsonstate state{};
-  if (read(text, state) == XP_JSON_OK && state.root != nullptr) round_trip(state.root);
+  if (read(text, state) == XP_JSON_OK && state.root != nullptr) round_trip(state.root, text);
   xp_plist_jsonclear(&state);
   xp_release(xp_plist_parse(text.data(), static_cast<int64_t>(size), XP_PLIST_DETECT));
   return 0;
