@@ -252,8 +252,8 @@ TEST_F(message_port, one_packet_out_one_packet_back) {
     answer = replies;
     const int before = peer.served();
     const int32_t code = call(text);
-    EXPECT_EQ(seen, packet(sent_, 0x1513));
     EXPECT_TRUE(wait_until([&] { return peer.served() > before; }));
+    EXPECT_EQ(seen, packet(sent_, 0x1513));
     ++number;
     return code;
   };
