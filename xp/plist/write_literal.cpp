@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr auto step = static_cast<size_t>(xp::string_step);
+constexpr int64_t step = xp::string_step;
 
 template <typename Word>
 Word load(const char *at) {
@@ -110,7 +110,8 @@ inline uint32_t copy_short_run(char *to, const char *at, size_t size) {
 }  // namespace
 
 xp::literal_run xp::write_literal_run(literal_run run, const char *end) {
-  const auto left = [&run] { return static_cast<size_t>(run.stop - run.at); };
+  // Below 0 behind a character that reached beyond the stop.
+  const auto left = [&run] { return run.stop - run.at; };
   uint32_t marks = 0;
   for (; left() >= step && marks == 0; pass(run, marks, step)) {
     memcpy(run.to, run.at, step);
@@ -124,7 +125,7 @@ xp::literal_run xp::write_literal_run(literal_run run, const char *end) {
     run = write_byte(run, end);
   }
   while (run.at < run.stop) {
-    const size_t size = std::min(left(), step - 1);
+    const auto size = static_cast<size_t>(std::min<int64_t>(left(), step - 1));
     marks = copy_short_run(run.to, run.at, size);
     pass(run, marks, size);
     if (marks != 0) run = write_byte(run, end);
