@@ -23,7 +23,6 @@
 
 #include <bit>
 #include <random>
-#include <regex>
 #include <set>
 #include <string>
 #include <string_view>
@@ -192,10 +191,17 @@ bool same(const rapidjson::Value &value, xp_obj *node) {
   }
 }
 
+// Escapes that differ, and zeros with an exponent, which read as large numbers there.
+bool perhaps_different(std::string_view text) {
+  for (const char *part : {"\\b", "\\f", "\\u", "0e", "0E"}) {
+    if (text.find(part) != text.npos) return true;
+  }
+  return false;
+}
+
 TEST_F(json_strict, what_a_strict_parser_accepts_is_the_same_tree) {
   SCOPED_TRACE("seed " + std::to_string(seed));
   generator random(seed);
-  static const std::regex differing(R"(\\[bfu]|[^0-9.]0(\.0*)?[eE])");
   int accepted = 0;
   int damaged = 0;
   for (int i = 0; i < 6000; ++i) {
@@ -208,7 +214,7 @@ TEST_F(json_strict, what_a_strict_parser_accepts_is_the_same_tree) {
     ASSERT_TRUE(!whole || !document.HasParseError()) << text;
     if (document.HasParseError() || !(document.IsObject() || document.IsArray()) || !shared(document, 32))
       continue;
-    if (!whole && std::regex_search(text, differing)) continue;
+    if (!whole && perhaps_different(text)) continue;
     const xp::ref tree = xp::ref::adopt(xp::json_build(text));
     ASSERT_TRUE(same(document, tree.get())) << text;
     (whole ? accepted : damaged) += 1;
