@@ -231,7 +231,7 @@ TEST_F(message_port, another_users_service_is_unknown) {
     _exit(1);
   }
   char answer = 0;
-  EXPECT_EQ(read(ready[0], &answer, 1), 1);
+  EXPECT_EQ(TEMP_FAILURE_RETRY(read(ready[0], &answer, 1)), 1);
   EXPECT_EQ(answer, 'y');
   EXPECT_EQ(connect(one_try), IpcErrTimeout);
   kill(child, SIGKILL);
