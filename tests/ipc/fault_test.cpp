@@ -298,6 +298,21 @@ TEST_F(fault_test, descriptors_run_out) {
   }
 }
 
+// The pauses are for a full socket and half a message alone.
+TEST_F(fault_test, an_ordinary_call_never_sleeps) {
+  ASSERT_EQ(serve(), 0);
+  xp::ref kept = xp::ref::adopt(ipc_alloc(7, session_));
+  ASSERT_EQ(ipc_connect(kept.get(), endpoint, 0, 3000), 0);
+  fail(calls::nanosleep, EINVAL, 1000000);
+  fail(calls::poll, EINVAL, 1000000);
+  const std::string text(200, 'x');
+  for (int i = 0; i < 1000; ++i)
+    ASSERT_EQ(ask(kept, text), text);
+  for (int i = 0; i < 100; ++i)
+    ASSERT_EQ(ask(text), text);
+  EXPECT_EQ(mend(), 0);
+}
+
 // A client waits that cannot be accepted and not even be turned away.
 TEST_F(fault_test, nothing_spins_while_descriptors_are_missing) {
   for (int error : {ENFILE, ENOMEM}) {

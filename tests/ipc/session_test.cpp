@@ -1,12 +1,14 @@
 #include "ipc/session.h"
 
 #include "ipc/clock.h"
+#include "ipc/framework.h"
 #include "ipc/session_impl.h"
 #include "tests/ipc/records.h"
 #include "tests/support/objects.h"
 #include "tests/support/temp_folder.h"
 #include "tests/support/threads.h"
 
+#include <dlfcn.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 
@@ -114,6 +116,24 @@ TEST(clock_test, time_passes_and_differences_wrap) {
   ipc_sleep(30);
   EXPECT_GE(ipc_time_diff(start, ipc_time_msecs()), 30u);
   expect({ipc_time_expired(start, 20), ipc_time_expired(start, -1), ipc_time_expired(start, -2)}, "1 0 1");
+}
+
+TEST_F(session_test, functions_of_frameworks) {
+  // A framework whose code is that of a library that is there anyway.
+  Dl_info library = {};
+  ASSERT_NE(dladdr(reinterpret_cast<void *>(&waitpid), &library), 0);
+  root_.write("Library/Sum.framework/Info.plist", "");
+  std::filesystem::create_symlink(std::filesystem::canonical(library.dli_fname),
+                                  root_.path() / "Library/Sum.framework/Sum");
+  void *function = GetFunctionFromFramework("/Library/Sum.framework", "getppid");
+  ASSERT_NE(function, nullptr);
+  EXPECT_EQ(reinterpret_cast<pid_t (*)()>(function)(), getppid());
+  EXPECT_EQ(GetFunctionFromFramework("/Library/Sum.framework/Sum", "getppid"), function);
+  EXPECT_EQ(GetFunctionFromFramework("/Library/Sum.framework", "no such function"), nullptr);
+  for (const char *path :
+       {"/Library/None.framework", "/Library/Sum.framework/Info.plist", "/Library", "", "Sum"})
+    EXPECT_EQ(GetFunctionFromFramework(path, "getppid"), nullptr) << path;
+  EXPECT_EQ(GetFunctionFromFramework(nullptr, "getppid"), nullptr);
 }
 
 }  // namespace
