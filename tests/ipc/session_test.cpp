@@ -121,7 +121,7 @@ TEST(clock_test, time_passes_and_differences_wrap) {
 TEST_F(session_test, functions_of_frameworks) {
   // A framework whose code is that of a library that is there anyway.
   Dl_info library = {};
-  ASSERT_NE(dladdr(reinterpret_cast<void *>(&waitpid), &library), 0);
+  ASSERT_NE(dladdr(reinterpret_cast<void *>(&getppid), &library), 0);
   root_.write("Library/Sum.framework/Info.plist", "");
   std::filesystem::create_symlink(std::filesystem::canonical(library.dli_fname),
                                   root_.path() / "Library/Sum.framework/Sum");
