@@ -1,5 +1,5 @@
-// Where and why a text could not be read. Filled in by readers when they answer null; plain values, nothing to
-// release.
+// Where and why a text could not be read. Filled in by readers when they answer null; plain values, nothing
+// to release.
 
 #ifndef XP_PLIST_FAULT_H
 #define XP_PLIST_FAULT_H

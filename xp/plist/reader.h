@@ -1,8 +1,8 @@
 // The readers behind xp_plist_parse, one for each form of text. Internal to this folder.
 //
-// Each reads a whole text into a new tree. On a fault anywhere, and when memory is exhausted ("out of memory"),
-// the result is null and `fault` tells where. None trusts a byte of its input, none recurses as deep as the
-// input nests: deeper than `deepest_list` levels of containers is a fault.
+// Each reads a whole text into a new tree. On a fault anywhere, and when memory is exhausted ("out of
+// memory"), the result is null and `fault` tells where. None trusts a byte of its input, none recurses as
+// deep as the input nests: deeper than `deepest_list` levels of containers is a fault.
 
 #ifndef XP_PLIST_READER_H
 #define XP_PLIST_READER_H
