@@ -174,14 +174,17 @@ std::string amount(source &in, bool &star) {
 struct single {
   source &in;
   std::string format;
+  bool plus = false;  // the flag
   bool width_star = true;
   bool precision_star = true;
   int width = 0;
   int precision = 0;
   checker check;
 
-  explicit single(source &from) : in(from), format(in.words(20) + "%" + flags(in)) {
-    format += amount(in, width_star);
+  explicit single(source &from) : in(from), format(in.words(20)) {
+    const std::string given = flags(in);
+    plus = given.find('+') != std::string::npos;
+    format += "%" + given + amount(in, width_star);
     width = static_cast<int>(in.byte() % 8 == 0 ? in.word() : in.byte());
     precision = static_cast<int>(in.byte() % 8 == 0 ? in.word() : in.byte());
   }
@@ -200,7 +203,7 @@ struct single {
   }
   template <typename... Values>
   void run(const std::string &conversion, Values... values) {
-    const bool encoded = format.find('+') != std::string::npos && conversion[0] == 'S';
+    const bool encoded = plus && conversion[0] == 'S';
     const size_t front = format.size();
     format += conversion + in.words(20);
     check = {format, in.byte(), encoded && format.find('%') == format.rfind('%', front)};

@@ -112,7 +112,7 @@ xp_obj *copy_with(object *a, Copy copy_item) {
   if (to == nullptr) return nullptr;
   crit_guard guard(a->lock);
   if (!set_capacity(to, a->count, a->count)) return nullptr;
-  for (int64_t i = 0; i < a->count; ++i)
+  for (int64_t i = 0; to->items != nullptr && i < a->count; ++i)
     to->items[to->count++] = copy_item(a->items[i]);
   return copy.leak();
 }

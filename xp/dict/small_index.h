@@ -31,7 +31,7 @@ struct alignas(8) small_index {
 
   // The size of an index with its places.
   static constexpr size_t size(uint32_t places, bool near) {
-    const size_t behind = places * (near ? sizeof(uint16_t) : sizeof(entry *));
+    const size_t behind = places * (near ? sizeof(uint16_t) : sizeof(void *));
     return sizeof(small_index) + ((behind + 7) & ~size_t{7});
   }
 

@@ -5,6 +5,7 @@
 #ifndef XP_FORMAT_DIGITS_H
 #define XP_FORMAT_DIGITS_H
 
+#include <stddef.h>
 #include <stdint.h>
 #include <string.h>
 
@@ -26,7 +27,7 @@ inline constexpr auto powers_of_ten = [] {
 // "00" to "99".
 inline constexpr auto digit_pairs = [] {
   std::array<char, 200> table{};
-  for (unsigned i = 0; i < 100; ++i) {
+  for (size_t i = 0; i < 100; ++i) {
     table[2 * i] = static_cast<char>('0' + i / 10);
     table[2 * i + 1] = static_cast<char>('0' + i % 10);
   }

@@ -102,7 +102,9 @@ public:
   }
 
 private:
+  // Where there is room.
   void put(const char *bytes, int64_t length) {
+    if (at_ == nullptr) __builtin_unreachable();
     xpf_copy(at_, bytes, static_cast<size_t>(length));
     at_ += length;
   }

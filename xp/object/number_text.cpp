@@ -68,7 +68,7 @@ char *write_short_decimal(char *to, double value) {
   constexpr double below = 1e9;
   const double magnitude = fabs(value);
   if (!(magnitude < below)) return nullptr;
-  auto thousandths = static_cast<uint64_t>(magnitude * 1000 + 0.5);
+  const auto thousandths = static_cast<uint64_t>(llround(magnitude * 1000));
   if (static_cast<double>(thousandths) / 1000 != magnitude || thousandths % 1000 == 0) return nullptr;
   uint64_t places = thousandths % 1000;
   if (value < 0) *to++ = '-';
