@@ -119,7 +119,8 @@ TEST_F(message_test, outputs_at_their_limits) {
                                                                   {4, "abc\0####"s, "\3abc####"},
                                                                   {5, "abcd\0###"s, "\4abcd###"},
                                                                   {8, "abcd\0###"s, "\4abcd###"}};
-  for (const auto &[size, cstr, pstr] : cases) {
+  for (const auto &[room, cstr, pstr] : cases) {
+    const uint32_t size = room;  // lambdas cannot name parts of a tuple
     EXPECT_EQ(filled([&](char *to) { return ipc_msg_get_param_cstr(m.get(), text, to, size); }), cstr);
     EXPECT_EQ(filled([&](char *to) {
                 return ipc_msg_get_param_pstr(m.get(), text, reinterpret_cast<uint8_t *>(to), size);

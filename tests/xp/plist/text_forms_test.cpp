@@ -200,7 +200,7 @@ TEST_F(text_forms, xml_holds_any_bytes) {
   for (int i = 0; i < 300; ++i) {
     std::string bytes(random() % 40, '\0');
     for (char &byte : bytes)
-      byte = static_cast<char>(i % 2 == 0 ? random() : "\xEF\xBF\xBE<&>]\"\r\x1F\xC3"[random() % 11]);
+      byte = i % 2 == 0 ? static_cast<char>(random()) : "\xEF\xBF\xBE<&>]\"\r\x1F\xC3"[random() % 11];
     const xp::ref tree = xp::ref::adopt(xp_dict_new(0));
     xp_dict_store(tree.get(), ("k" + bytes).data(), static_cast<int64_t>(bytes.size() + 1), str(bytes).get());
     for (const int32_t style : {0, 6, 7}) {

@@ -319,7 +319,7 @@ TEST_F(writer, compact_json_is_what_its_record_says) {
   for (int i = 0; i < 1500; ++i) {
     const ref tree = random_tree(random, 3);
     std::string plain;
-    const uint32_t nulls = i % 2 * XP_PLIST_NULLS;
+    const uint32_t nulls = i % 2 != 0 ? XP_PLIST_NULLS : 0U;
     xp_plist_istream(tree.get(), &copy, nulls, 0, append, &plain);
     const auto size = static_cast<int64_t>(plain.size());
     ASSERT_EQ(written(tree.get(), XP_PLIST_JSON_BARE, i % 2), plain) << "seed 20261121, " << i;
