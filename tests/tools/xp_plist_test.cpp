@@ -105,7 +105,9 @@ TEST_F(xp_plist, replaces_files_whole_or_not_at_all) {
   folder_.write("bad.json", "{\"a\":");
   fs::permissions(target, fs::perms(0640));
   EXPECT_EQ(status("xp-plist -o target bad.json 2>&-"), "1\n");
-  EXPECT_EQ(shell("{ (ulimit -f 0; xp-plist -o target a.json) 2>&1; echo $?; } | cat"),
+  // The limit leaves room for the file that the thread sanitizer writes when a program starts.
+  EXPECT_EQ(shell("{ printf '[\"'; head -c 3000000 /dev/zero | tr '\\0' x; printf '\"]'; } > large.json; "
+                  "{ (ulimit -f 2048; xp-plist -o target large.json) 2>&1; echo $?; } | cat; rm large.json"),
             "xp-plist: cannot write target: File too large\n1\n");
   EXPECT_EQ(content(target), "old");
   EXPECT_EQ(files(), 3) << "nothing is left beside it";
