@@ -4,6 +4,8 @@
 //
 // The first byte of an input says how its rest is sent.
 
+#include "fuzz/background.h"
+#include "fuzz/message_model.h"
 #include "fuzz/message_reader.h"
 #include "ipc/channel.h"
 #include "ipc/channel_record.h"
@@ -20,7 +22,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <thread>
 
 namespace {
 
@@ -56,11 +57,9 @@ public:
     send(ends_[1], bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
   }
   std::string read() const {
-    char bytes[4096];
-    std::string all;
-    for (ssize_t n; (n = recv(ends_[1], bytes, sizeof bytes, MSG_DONTWAIT)) > 0;)
-      all.append(bytes, static_cast<size_t>(n));
-    return all;
+    static char bytes[1 << 18];
+    const ssize_t n = recv(ends_[1], bytes, sizeof bytes, MSG_DONTWAIT);
+    return {bytes, n > 0 ? static_cast<size_t>(n) : 0};
   }
 
 private:
@@ -70,13 +69,9 @@ private:
 template <typename Send>
 void in_pieces(string_view bytes, unsigned how, Send send_piece) {
   const size_t piece =
-      (how & piece_bits) == 0 ? bytes.size() : std::max<size_t>(how & piece_bits, bytes.size() / 24);
+      (how & piece_bits) == 0 ? bytes.size() : std::max<size_t>(how & piece_bits, bytes.size() / 12);
   for (size_t at = 0; at < bytes.size(); at += piece)
     send_piece(bytes.substr(at, piece));
-}
-
-const uint8_t *raw(string_view bytes) {
-  return reinterpret_cast<const uint8_t *>(bytes.data());
 }
 
 // --- The server ---
@@ -151,9 +146,11 @@ private:
 };
 
 void check_server(string_view bytes, unsigned how) {
-  static const std::string answers[] = {house(false).ask(), house(true).ask()};
+  // Both live through all inputs: nothing of a stranger may reach the next one.
+  static const house houses[] = {house(false), house(true)};
+  static const std::string answers[] = {houses[0].ask(), houses[1].ask()};
   const bool filling = (how & manner_bits) == deaf;
-  const house h(filling);
+  const house &h = houses[filling];
   const auto good_is_served = [&] {
     require(h.ask() == answers[filling], "the good client's answer is whole");
   };
@@ -167,8 +164,8 @@ void check_server(string_view bytes, unsigned how) {
   in_pieces(bytes, how, [&](string_view piece) {
     stranger.write(piece);
     h.round();
-    if (!filling) answered += stranger.read();
   });
+  if (!filling) answered += stranger.read();
   good_is_served();
   if ((how & manner_bits) == leaves) stranger.hang_up();
   stranger.end();
@@ -190,15 +187,6 @@ void check_server(string_view bytes, unsigned how) {
 
 // --- The call ---
 
-// The first four data bytes of a header record; less when it is shorter, nothing when it is missing.
-std::optional<string_view> header(string_view message, const char *name) {
-  uint32_t code;
-  memcpy(&code, name, sizeof code);
-  const uint8_t *record = xp_ntld_raw_getbyname(raw(message), code);
-  if (record == nullptr) return std::nullopt;
-  return string_view(reinterpret_cast<const char *>(record) + 12, std::min(xp_ntld_raw_length(record), 4u));
-}
-
 // The reply that the first call on a connection takes from a stream, empty for none; nothing when the cuts
 // between the pieces decide.
 std::optional<string_view> reply_in(string_view stream) {
@@ -207,14 +195,11 @@ std::optional<string_view> reply_in(string_view stream) {
     const uint64_t total = uint64_t{xp_ntld_raw_length(raw(stream))} + 12;
     if (total < 23) return std::nullopt;
     if (total > std::min<uint64_t>(stream.size(), IPC_MBUF_STANDARD_CAPACITY)) break;
-    string_view message = stream.substr(0, total);
+    const string_view message = loaded(stream.substr(0, total));
     stream.remove_prefix(total);
-    if (xp_ntld_raw_verify(raw(message), static_cast<uint32_t>(total)) == 0) message = "msgddata\0\0\0\0"sv;
-    const auto call = header(message, "call"), vers = header(message, "vers"), msgn = header(message, "msgn");
-    const bool complete = call && vers && vers->size() == 4 && msgn && msgn->size() == 4;
-    const bool cures = complete && *vers == "\0\0\0\1"sv;
-    if (!poisoned && cures && *msgn == "\0\0\0\0"sv && *call == "@!*%") return message;
-    poisoned = poisoned ? !cures : !complete;
+    const reply_kind kind(message);
+    if (!poisoned && kind.mine) return message;
+    poisoned = poisoned ? !kind.of_version : !kind.complete;
   }
   return "";
 }
@@ -232,16 +217,16 @@ void check_call(string_view bytes, unsigned how) {
     in_pieces(bytes, how, [&](string_view piece) { peer.write(piece); });
     if (hangs_up) peer.end();
   };
-  std::thread sender;
+  static background sender;
   if ((how & waited_for) != 0) {
-    sender = std::thread(send_all);
+    sender.start(send_all);
   } else {
     send_all();
   }
   const uint32_t start = ipc_time_msecs();
   const int32_t result = ipc_call(client.get(), request.get(), reply.get());
   const uint32_t took = ipc_time_diff(start, ipc_time_msecs());
-  if (sender.joinable()) sender.join();
+  sender.join();
 
   read_message(reply.get());
   require(result == 0 || (result == IpcErrTimeout && !hangs_up), "the call ends with a documented code");

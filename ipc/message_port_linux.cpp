@@ -83,11 +83,12 @@ void close_port(uint32_t port) {
 
 // --- Exchanging ---
 
-// A reply belongs to the exchange that waited for it: what a server sent beyond that is dropped. Its number
-// is limited by what the kernel keeps for a socket, and here by what a server that never stops may cost.
+// A reply belongs to the exchange that waited for it: what a server sent beyond that is dropped, packets
+// without a byte included, which look like the end. Their number is limited by what the kernel keeps for a
+// socket, and here by what a server that never stops may cost.
 void drop_late_replies(int socket) {
   uint8_t byte;
-  for (int left = 64; left > 0 && recv(socket, &byte, sizeof byte, MSG_DONTWAIT) > 0; --left) {
+  for (int left = 64; left > 0 && recv(socket, &byte, sizeof byte, MSG_DONTWAIT) >= 0; --left) {
   }
 }
 
