@@ -6,6 +6,8 @@
 #include "xp/string/text.h"
 #include "xp/string/utf8.h"
 
+#include <string.h>
+
 #include <array>
 #include <string_view>
 
@@ -138,10 +140,10 @@ void copy(xpf_sink &out, uint32_t flags, const char *text, int64_t length) {
 
 // Bytes at `at` that are copied though the scan stops there: a well-formed sequence, or a ">" that ends no
 // "]]>".
-int32_t copied_after_all(mode how, const char *begin, const char *at, const char *end) {
+inline int32_t copied_after_all(mode how, const char *begin, const char *at, const char *end) {
   if (how == mode::cdata) return at - begin >= 2 && at[-1] == ']' && at[-2] == ']' ? 0 : 1;
-  const bool high = static_cast<unsigned char>(*at) >= 0x80 && xpf_checks_utf8(how);
-  return high ? xp_str_sequence(at, end - at) : 0;
+  if (static_cast<unsigned char>(*at) < 0x80 || !xpf_checks_utf8(how)) return 0;
+  return xp_str_sequence(at, end - at);
 }
 
 // A text on its way through the stage.
@@ -152,9 +154,7 @@ struct escaper {
   const char *begin;
   const char *end;
 
-  bool is_special(char c) const {
-    return (xpf_specials[static_cast<unsigned char>(c)] >> static_cast<unsigned>(how) & 1) != 0;
-  }
+  bool cased() const { return (flags & (XPF_UPPER | XPF_LOWER)) != 0; }
   const replacement &replace(char c) const {
     return replacements[static_cast<size_t>(how)][static_cast<unsigned char>(c)];
   }
@@ -162,75 +162,65 @@ struct escaper {
   int taken(const char *at) const {
     return how == mode::literal && *at == '\r' && end - at > 1 && at[1] == '\n' ? 2 : 1;
   }
-  // Where bytes from 128 on are copied unseen, a piece ends between characters, so that a buffer that becomes
-  // full behind it cuts none.
-  const char *whole_characters(const char *at) const {
-    if (xpf_checks_utf8(how)) return at;
-    for (int i = 0; i < 5 && at != end && (*at & 0xC0) == 0x80; ++i)
-      ++at;
-    return at;
-  }
 
-  const char *write(const char *at, const char *stop, char *to);
-  const char *put(const char *at, const char *stop);
+  char *write_special(const char *&at, char *to) const;
+  const char *write(const char *at, char *to, int64_t room);
+  const char *put(const char *at);
   void run();
 };
 
-// Bytes of a piece, and what a piece can become: six for each, and what its last character goes on with.
-constexpr int piece = 16;
-constexpr int piece_room = 6 * (piece + 5) + 4;
+// Writes what becomes of a byte that needs a look. Up to sizeof(replacement) bytes at `to` are touched.
+char *escaper::write_special(const char *&at, char *to) const {
+  if (const int32_t bytes = copied_after_all(how, begin, at, end)) {
+    for (const char *last = at + bytes; at != last; ++at)
+      *to++ = *at;
+    return to;
+  }
+  const replacement &text = replace(*at);
+  memcpy(to, &text, sizeof text);
+  at += taken(at);
+  return to + text.length;
+}
 
-// Writes a piece to where there is room for all of it. Returns what follows.
-const char *escaper::write(const char *at, const char *stop, char *to) {
-  while (at < stop) {
-    const char c = *at;
-    if (!is_special(c)) {
-      *to++ = c;
-      ++at;
-    } else if (const int32_t bytes = copied_after_all(how, begin, at, end)) {
-      for (const char *last = at + bytes; at != last; ++at)
-        *to++ = *at;
-    } else {
-      const replacement &text = replace(c);
-      for (int i = 0; i < text.length; ++i)
-        *to++ = text.bytes[i];
-      at += taken(at);
-    }
+// Writes straight to where there is room, as long as it is enough for any escape. Returns what follows.
+const char *escaper::write(const char *at, char *to, int64_t room) {
+  char *const last = to + room - sizeof(replacement);
+  while (at != end && to < last) {
+    const char *const start = at;
+    const char *const stop = end - at < last - to ? end : at + (last - to);
+    at = xpf_ordinary(how, at, stop, to);
+    to += at - start;
+    if (at == stop) continue;
+    do
+      to = write_special(at, to);
+    while (at != end && to < last && xpf_needs_look(how, *at));
   }
   out.advance(to);
   return at;
 }
 
-// The same in runs and escapes, for the end of a buffer and for the case mapping.
-const char *escaper::put(const char *at, const char *stop) {
-  const char *start = at;  // of the run that is copied next
-  while (at < stop) {
-    if (!is_special(*at)) {
-      ++at;
-    } else if (const int32_t bytes = copied_after_all(how, begin, at, end)) {
-      at += bytes;
-    } else {
-      const replacement &text = replace(*at);
-      copy(out, flags, start, at - start);
-      out.whole(text.bytes, text.length);
-      at += taken(at);
-      start = at;
-    }
+// The same for one run and the escape behind it: at the end of a buffer, for a sink that counts and for the
+// case mapping. A character whose first bytes `write` has written still finds room for the others.
+const char *escaper::put(const char *at) {
+  const char *const start = at;
+  for (;;) {
+    at = xpf_ordinary(how, at, end, nullptr);
+    const int32_t bytes = at != end ? copied_after_all(how, begin, at, end) : 0;
+    if (bytes == 0) break;
+    at += bytes;
   }
   copy(out, flags, start, at - start);
-  return at;
+  if (at == end) return at;
+  const replacement &text = replace(*at);
+  out.whole(text.bytes, text.length);
+  return at + taken(at);
 }
 
 void escaper::run() {
-  const bool cased = (flags & (XPF_UPPER | XPF_LOWER)) != 0;
   for (const char *at = begin; at != end && !out.stopped();) {
-    const char *start = at;
-    at = xpf_ordinary(how, at, end);
-    if (at != start) at = whole_characters(at);
-    copy(out, flags, start, at - start);
-    const char *stop = whole_characters(end - at > piece ? at + piece : end);
-    char *to = cased ? nullptr : out.reserve(piece_room);
-    at = to != nullptr ? write(at, stop, to) : put(at, stop);
+    const int64_t room = out.room();
+    char *to = cased() ? nullptr : out.reserve(sizeof(replacement) + 1);
+    at = to != nullptr ? write(at, to, room) : put(at);
   }
 }
 

@@ -1,14 +1,19 @@
 #include "xp/format/escape_scan.h"
 
+#include <string.h>
+
+#include <algorithm>
+#include <bit>
+
 #ifdef __SSE2__
 #include <emmintrin.h>
 #endif
 
 namespace {
 
-#ifdef __SSE2__
 constexpr int block_size = 16;
 
+#ifdef __SSE2__
 // One bit for each byte of the block that needs a look.
 template <xpf_mode How>
 uint32_t hits_of(const char *at) {
@@ -27,32 +32,51 @@ uint32_t hits_of(const char *at) {
   return static_cast<uint32_t>(_mm_movemask_epi8(hits));
 }
 
-// Passes over blocks without hits.
+// For at least a block. The last block may overlap the one before.
 template <xpf_mode How>
-const char *pass_blocks(const char *at, const char *end) {
-  while (end - at >= block_size && hits_of<How>(at) == 0)
-    at += block_size;
-  return at;
+const char *pass_blocks(const char *at, const char *end, char *to) {
+  const char *const last = end - block_size;
+  // How many bytes of the block at `at` have been passed already.
+  int64_t passed = 0;
+  for (;;) {
+    if (to != nullptr) memcpy(to, at, block_size);
+    const uint32_t hits = hits_of<How>(at) >> passed;
+    if (hits != 0) return at + passed + std::countr_zero(hits);
+    if (at == last) return end;
+    const int64_t step = std::min<int64_t>(block_size, last - at);
+    passed = block_size - step;
+    at += step;
+    if (to != nullptr) to += step;
+  }
 }
 #endif
 
+const char *pass_bytes(xpf_mode how, const char *at, const char *end, char *to) {
+  for (; at != end && !xpf_needs_look(how, *at); ++at) {
+    if (to != nullptr) *to++ = *at;
+  }
+  return at;
+}
+
 }  // namespace
 
-const char *xpf_ordinary(xpf_mode how, const char *at, [[maybe_unused]] const char *end) {
+const char *xpf_ordinary(xpf_mode how, const char *at, const char *end, char *to) {
 #ifdef __SSE2__
-  switch (how) {
-    case xpf_mode::literal: return pass_blocks<xpf_mode::literal>(at, end);
-    case xpf_mode::entity: return pass_blocks<xpf_mode::entity>(at, end);
-    case xpf_mode::percent_six:
-    case xpf_mode::percent_high: return pass_blocks<xpf_mode::percent_high>(at, end);
-    case xpf_mode::cdata: return pass_blocks<xpf_mode::cdata>(at, end);
-    case xpf_mode::backtick: return pass_blocks<xpf_mode::backtick>(at, end);
-    case xpf_mode::quote_double: return pass_blocks<xpf_mode::quote_double>(at, end);
-    case xpf_mode::quote_twice: return pass_blocks<xpf_mode::quote_twice>(at, end);
-    case xpf_mode::quote_single: return pass_blocks<xpf_mode::quote_single>(at, end);
-    case xpf_mode::percent_all:
-    case xpf_mode::none: break;
+  if (end - at >= block_size) {
+    switch (how) {
+      case xpf_mode::literal: return pass_blocks<xpf_mode::literal>(at, end, to);
+      case xpf_mode::entity: return pass_blocks<xpf_mode::entity>(at, end, to);
+      case xpf_mode::percent_six:
+      case xpf_mode::percent_high: return pass_blocks<xpf_mode::percent_high>(at, end, to);
+      case xpf_mode::cdata: return pass_blocks<xpf_mode::cdata>(at, end, to);
+      case xpf_mode::backtick: return pass_blocks<xpf_mode::backtick>(at, end, to);
+      case xpf_mode::quote_double: return pass_blocks<xpf_mode::quote_double>(at, end, to);
+      case xpf_mode::quote_twice: return pass_blocks<xpf_mode::quote_twice>(at, end, to);
+      case xpf_mode::quote_single: return pass_blocks<xpf_mode::quote_single>(at, end, to);
+      case xpf_mode::percent_all:
+      case xpf_mode::none: break;
+    }
   }
 #endif
-  return at;
+  return pass_bytes(how, at, end, to);
 }

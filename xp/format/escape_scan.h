@@ -1,4 +1,4 @@
-// Which bytes the string stage escapes, and passing over the others. Internal to the format engine.
+// Which bytes the string stage escapes, and copying the others. Internal to the format engine.
 
 #ifndef XP_FORMAT_ESCAPE_SCAN_H
 #define XP_FORMAT_ESCAPE_SCAN_H
@@ -76,8 +76,12 @@ inline constexpr auto xpf_specials = [] {
   return table;
 }();
 
-// Passes over blocks of bytes that are copied as they are; ends anywhere before the first that needs a look,
-// and at once where no vectors are at hand.
-const char *xpf_ordinary(xpf_mode how, const char *at, const char *end);
+inline bool xpf_needs_look(xpf_mode how, char c) {
+  return (xpf_specials[static_cast<unsigned char>(c)] >> static_cast<unsigned>(how) & 1) != 0;
+}
+
+// The first byte from `at` on that needs a look, or `end`. The bytes before it are copied to `to`, unless
+// that is null; up to end - at bytes there may be written.
+const char *xpf_ordinary(xpf_mode how, const char *at, const char *end, char *to);
 
 #endif

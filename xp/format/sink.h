@@ -88,6 +88,9 @@ public:
   char *reserve(int64_t length) { return length <= end_ - at_ ? at_ : nullptr; }
   void advance(char *end) { at_ = end; }
 
+  // How many bytes can be written directly.
+  int64_t room() const { return end_ - at_; }
+
   // True when the rest of the text need not be made: the buffer is full or the writer failed.
   bool stopped() const { return stopped_; }
 
