@@ -14,9 +14,9 @@
 // negative "*" precision is none. Width counts bytes; precision limits the bytes of the text that is read and
 // never cuts a character.
 //
-// Grouped are the digits before the point of decimal numbers, with the locale's point then; not those of the
-// other bases, nor zeros that a precision or "0" puts in front. Of a number the options in braces see what
-// the locale put into it, but "+" is its sign and encodes nothing.
+// Grouped are the digits of numbers in any base before the point, which is the locale's then; not the zeros
+// that a precision or "0" puts in front. Of a number the options in braces see what the locale put into it,
+// but "+" is its sign and encodes nothing.
 //
 //   d i u o x X     int, with t l ll I64 64 bits      {z} {Z} time, {T} code
 //   e f g E F G     double
@@ -61,7 +61,8 @@ int64_t xp_fmt_vformat(char *buffer, int64_t size, const char *format, va_list a
 int64_t xp_fmt_format(char *buffer, int64_t size, const char *format, ...);
 
 // Formats at buffer + position into the room that is left and returns position + bytes written; with no room
-// it writes nothing and returns size - 1.
+// it writes nothing and returns size - 1, or 0 for a size below 1. With a null buffer position + the length
+// of the whole text.
 int64_t xp_fmt_append(char *buffer, int64_t size, int64_t position, const char *format, ...);
 
 // The same text through an output function. The bytes written, or the first negative result of the writer.

@@ -65,8 +65,9 @@ void put_unsigned(xpf_sink &out, const xpf_directive &directive, uint64_t value)
         number.prefix = letters == xpf_upper_digits ? "0X" : "0x";
       break;
     case 'o': number.digits = xpf_base(value, 8, letters, buffer); break;
-    default: number.digits = xpf_base(value, 10, letters, buffer); number.grouping = xpf_grouping(directive);
+    default: number.digits = xpf_base(value, 10, letters, buffer); break;
   }
+  number.grouping = xpf_grouping(directive);
   put_integer(out, directive, number, value == 0);
 }
 
@@ -85,5 +86,7 @@ void xpf_pointer(xpf_sink &out, const xpf_directive &directive, const void *valu
   digit_buffer buffer;
   number.digits = xpf_base(reinterpret_cast<uintptr_t>(value), 16, xpf_lower_digits, buffer);
   if (value != nullptr) number.prefix = "0x";
-  put_integer(out, directive, number, value == nullptr);
+  number.grouping = xpf_grouping(directive);
+  // A null pointer is no zero that a precision of 0 leaves out.
+  put_integer(out, directive, number, false);
 }

@@ -74,19 +74,24 @@ int64_t write_to_sink(void *context, const char *bytes, int64_t length) {
   return out->stopped() ? -1 : length;
 }
 
-// The object's own text, or a temporary copy when it has no pointer to give.
-void print_object_text(xpf_sink &out, const xpf_directive &directive, xp_obj *obj) {
-  uint32_t length = 0;
-  if (int64_t own = xp_control(obj, XP_CTL_POINTER, 0, &length)) {
-    print_text(out, directive, xp::result_pointer<const char>(own), length);
-    return;
-  }
+// The text that the object writes, by a temporary copy.
+void print_copied_text(xpf_sink &out, const xpf_directive &directive, xp_obj *obj) {
   char stack[256];
   int64_t room = std::max<int64_t>(xp_textify(obj, nullptr, 0), 0);
   auto *copy = static_cast<char *>(xp_alloc_fast(static_cast<size_t>(room), 0, stack, sizeof stack));
   int64_t written = copy != nullptr ? xp_textify(obj, copy, room) : 0;
   print_text(out, directive, copy, std::max<int64_t>(written, 0));
   xp_free_fast(copy, stack);
+}
+
+// The bytes that the object points to, or its text when it has no pointer to give.
+void print_object_text(xpf_sink &out, const xpf_directive &directive, xp_obj *obj) {
+  uint32_t length = 0;
+  if (int64_t own = xp_control(obj, XP_CTL_POINTER, 0, &length)) {
+    print_text(out, directive, xp::result_pointer<const char>(own), length);
+  } else {
+    print_copied_text(out, directive, obj);
+  }
 }
 
 void print_object(xpf_sink &out, xpf_directive directive, xp_obj *obj) {
@@ -100,7 +105,7 @@ void print_object(xpf_sink &out, xpf_directive directive, xp_obj *obj) {
     // case applied, texts that formats have printed with the object's own spelling would change.
     directive.flags &= ~static_cast<uint32_t>(XPF_UPPER | XPF_LOWER);
     if (directive.width > 0 || directive.precision >= 0) {
-      print_object_text(out, directive, obj);
+      print_copied_text(out, directive, obj);
     } else {
       xp_stream(obj, write_to_sink, &out);
     }

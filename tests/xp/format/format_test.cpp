@@ -7,19 +7,21 @@
 #include "xp/object/boolean.h"
 #include "xp/object/number.h"
 #include "xp/object/ref.h"
+#include "xp/service/data.h"
 #include "xp/string/string.h"
 
 #include <limits.h>
 
+#include <algorithm>
 #include <string_view>
+#include <tuple>
+#include <utility>
 
 namespace {
 
-using namespace std::string_view_literals;
-
 class format : public leak_check {};
 
-TEST_F(format, text_and_characters) {
+TEST_F(format, text_characters_and_codes) {
   EXPECT_EQ(print(""), "");
   EXPECT_EQ(print("100%% of %s%", "it"), "100% of it");
   EXPECT_EQ(print("%s|%5s|%-5s|%.2s|%05s", "abc", "abc", "abc", "abc", "abc"), "abc|  abc|abc  |ab|  abc");
@@ -27,6 +29,8 @@ TEST_F(format, text_and_characters) {
   EXPECT_EQ(print("%.*s|%.*s|%*s|%*s|", 2, "abc", -2, "abc", 5, "abc", -5, "abc"), "ab|abc|  abc|abc  |");
   EXPECT_EQ(print("%.s|%.0s|", "abc", "abc"), "||");
   EXPECT_EQ(print("%c%c%c|%3c|", 'a', 0, 'b', 'c'), "ab|  c|");
+  EXPECT_EQ(print("%T|%T|%T|%d{T}|%6T", xp_code("dict"), 0, xp_code("ab"), xp_code("list"), xp_code("wxyz")),
+            "dict||ab|list|  wxyz");
   EXPECT_EQ(print("%S|%S|%S|%p{S}", 2, "abc", 0, "abc", -1, "abc", 3, "abc"), "ab|||abc");
   EXPECT_EQ(print("%P|%p{P}|%P", "\3abcd", "\0abc", nullptr), "abc||");
   // A text that the precision limits has no zero byte behind it.
@@ -60,17 +64,11 @@ TEST_F(format, wide_text) {
   EXPECT_EQ(print("%ls", long_text.c_str()).size(), 3000u);
 }
 
-TEST_F(format, codes) {
-  EXPECT_EQ(print("%T|%T|%T|%d{T}|%6T", xp_code("dict"), 0, xp_code("ab"), xp_code("list"), xp_code("wxyz")),
-            "dict||ab|list|  wxyz");
-}
-
 TEST_F(format, pointers) {
-  EXPECT_EQ(print("%p|%p|%6p|%-6p|", reinterpret_cast<void *>(0xBEEF), nullptr, nullptr, nullptr),
-            "0xbeef|0|     0|0     |");
-  EXPECT_EQ(print("%10p|%010p|%p{q}", reinterpret_cast<void *>(0xBEEF), reinterpret_cast<void *>(0xBEEF),
-                  reinterpret_cast<void *>(0xBEEF)),
-            "    0xbeef|0x0000beef|0xbeef");
+  void *const beef = reinterpret_cast<void *>(0xBEEF);
+  EXPECT_EQ(print("%p|%p|%6p|%-6p|%.0p", beef, nullptr, nullptr, nullptr, nullptr),
+            "0xbeef|0|     0|0     |0");
+  EXPECT_EQ(print("%10p|%010p|%p{q}", beef, beef, beef), "    0xbeef|0x0000beef|0xbeef");
 }
 
 TEST_F(format, objects) {
@@ -83,6 +81,9 @@ TEST_F(format, objects) {
             "a\\\"\xC3\xA9|A\\\"\xC3\xA9|   -75|-75   |-");
   EXPECT_EQ(print("%O{:^}|%+O|%O{::none}|%O{::none}", b.get(), s.get(), nullptr, b.get()),
             "true|a%22%C3%A9|none|true");
+  // Bytes that are no text of the object show where escapes or "-" ask for what it points to.
+  xp::ref d = xp::ref::adopt(xp_data_new("ab", 2));
+  EXPECT_EQ(print("%O|%4O|%-4O|%O{:~}", d.get(), d.get(), d.get(), d.get()), "|    |ab  |ab");
   xp::ref large = xp::ref::adopt(xp_str_format("%3000s", "x"));
   EXPECT_EQ(print("<%O>", large.get()).size(), 3002u);
   EXPECT_EQ(print("<%O{:~}>", large.get()).size(), 3002u);
@@ -155,23 +156,16 @@ TEST_F(format, buffers) {
 
 TEST_F(format, append) {
   char buffer[8] = {};
-  int64_t at = xp_fmt_append(buffer, 8, 0, "%d", 123);
-  EXPECT_EQ(at, 3);
-  at = xp_fmt_append(buffer, 8, at, "%s", "abcdef");
-  EXPECT_EQ(at, 7);
-  EXPECT_STREQ(buffer, "123abcd");
-  EXPECT_EQ(xp_fmt_append(buffer, 8, 7, "x"), 7);
-  EXPECT_EQ(xp_fmt_append(buffer, 8, 8, "x"), 7);
-  EXPECT_EQ(xp_fmt_append(buffer, 8, 100, "x"), 7);
+  EXPECT_EQ(xp_fmt_append(buffer, 8, 0, "%d", 123), 3);
+  EXPECT_EQ(xp_fmt_append(buffer, 8, 3, "%s", "abcdef"), 7);
+  for (int64_t position : {7, 8, 100})
+    EXPECT_EQ(xp_fmt_append(buffer, 8, position, "x") + xp_fmt_appendtext(buffer, 8, position, "x", 1), 14);
   EXPECT_EQ(xp_fmt_append(buffer, 0, 0, "x"), 0);
   EXPECT_STREQ(buffer, "123abcd");
-  EXPECT_EQ(xp_fmt_append(nullptr, 0, 5, "%s", "abc"), 8);
-
+  EXPECT_EQ(xp_fmt_append(nullptr, 0, 5, "%s", "abc") + xp_fmt_appendtext(nullptr, 0, 5, "abc", -1), 16);
   EXPECT_EQ(xp_fmt_text(buffer, 8, "xyz", 2), 2);
   EXPECT_EQ(xp_fmt_appendtext(buffer, 8, 2, "\xC3\xA9\xC3\xA9\xC3\xA9", -1), 6);
   EXPECT_STREQ(buffer, "xy\xC3\xA9\xC3\xA9");
-  EXPECT_EQ(xp_fmt_appendtext(buffer, 8, 9, "a", -1), 7);
-  EXPECT_EQ(xp_fmt_text(nullptr, 0, "abc", -1), 3);
 }
 
 TEST_F(format, stream_reports_the_first_failure) {
@@ -191,48 +185,47 @@ TEST_F(format, stream_reports_the_first_failure) {
 }
 
 TEST_F(format, stepping_by_lead_bytes_stays_inside) {
-  EXPECT_EQ(xp_fmt_validtext("a\xC3\xA9\xE2\x82\xAC", -1), 6);
-  EXPECT_EQ(xp_fmt_validtext("a\xC3\xA9\xE2\x82\xAC", 5), 3);
-  EXPECT_EQ(xp_fmt_validtext("a\xE2", 2), 1);
-  EXPECT_EQ(xp_fmt_validstring("abcdefgh\xFC"), 8);
-  EXPECT_EQ(xp_fmt_validstring("\xFC\x80\x80\x80\x80\x80"
-                               "a"),
-            7);
-  EXPECT_EQ(xp_fmt_validtext("\x80\x80", 2), 2);
-  EXPECT_EQ(xp_fmt_validtext(nullptr, 4), 0);
+  const std::tuple<const char *, int64_t, int64_t> rows[] = {{"a\xC3\xA9\xE2\x82\xAC", -1, 6},
+                                                             {"a\xC3\xA9\xE2\x82\xAC", 5, 3},
+                                                             {"a\xE2", 2, 1},
+                                                             {"abcdefgh\xFC", -1, 8},
+                                                             {"\xFC\x80\x80\x80\x80\x80z", -1, 7},
+                                                             {"\x80\x80", 2, 2},
+                                                             {nullptr, 4, 0}};
+  for (const auto &[text, length, expected] : rows) {
+    EXPECT_EQ(xp_fmt_validtext(text, length), expected);
+    if (length < 0) {
+      EXPECT_EQ(xp_fmt_validstring(text), expected);
+    }
+  }
 }
 
 TEST_F(format, readers) {
-  struct row {
-    const char *text;
-    int64_t length, quad;
-    int32_t word;
-  };
-  const row rows[] = {
-      {" \t\r\n42x", -1, 42, 42},
-      {"-42", 2, -4, -4},
-      {"+7", -1, 7, 7},
-      {"--7", -1, 0, 0},
-      {"", -1, 0, 0},
-      {nullptr, 3, 0, 0},
-      {"2147483648", -1, 2147483648, INT32_MAX},
-      {"-2147483649", -1, -2147483649, INT32_MIN},
-      {"9223372036854775807", -1, INT64_MAX, INT32_MAX},
-      {"9223372036854775808", -1, INT64_MAX, INT32_MAX},
-      {"-9223372036854775808", -1, INT64_MIN, INT32_MIN},
-      {"-99999999999999999999", -1, INT64_MIN, INT32_MIN},
-  };
-  for (const row &r : rows) {
-    EXPECT_EQ(xp_fmt_getquad(r.text, r.length), r.quad);
-    EXPECT_EQ(xp_fmt_getlong(r.text, r.length), r.word);
+  const std::pair<const char *, int64_t> numbers[] = {{" \t\r\n42x", 42},
+                                                      {"+7", 7},
+                                                      {"--7", 0},
+                                                      {"", 0},
+                                                      {nullptr, 0},
+                                                      {"2147483648", 2147483648},
+                                                      {"-2147483649", -2147483649},
+                                                      {"9223372036854775807", INT64_MAX},
+                                                      {"9223372036854775808", INT64_MAX},
+                                                      {"-9223372036854775808", INT64_MIN},
+                                                      {"-99999999999999999999", INT64_MIN}};
+  for (const auto &[text, number] : numbers) {
+    EXPECT_EQ(xp_fmt_getquad(text, -1), number);
+    EXPECT_EQ(xp_fmt_getlong(text, -1), std::clamp<int64_t>(number, INT32_MIN, INT32_MAX));
   }
-  EXPECT_EQ(xp_fmt_gettag("dict", -1), xp_code("dict"));
-  EXPECT_EQ(xp_fmt_gettag("no-t_xy", -1), xp_code("notx"));
+  EXPECT_EQ(xp_fmt_getquad("-42", 2), -4);
+  const std::pair<const char *, uint32_t> tags[] = {{"dict", xp_code("dict")},
+                                                    {"no-t_xy", xp_code("notx")},
+                                                    {"-_-a", xp_code("a")},
+                                                    {"\xC3\xA9", 0xA9C3},
+                                                    {"", 0},
+                                                    {nullptr, 0}};
+  for (const auto &[text, code] : tags)
+    EXPECT_EQ(xp_fmt_gettag(text, -1), code);
   EXPECT_EQ(xp_fmt_gettag("dictionary", 3), xp_code("dic"));
-  EXPECT_EQ(xp_fmt_gettag("-_-a", -1), xp_code("a"));
-  EXPECT_EQ(xp_fmt_gettag("\xC3\xA9", -1), 0xA9C3u);
-  EXPECT_EQ(xp_fmt_gettag("", -1), 0u);
-  EXPECT_EQ(xp_fmt_gettag(nullptr, 4), 0u);
 }
 
 }  // namespace
