@@ -5,6 +5,7 @@
 #include "xp/object/number.h"
 #include "xp/object/ref.h"
 #include "xp/plist/crc32.h"
+#include "xp/plist/plist.h"
 #include "xp/plist/plist_impl.h"
 #include "xp/service/data.h"
 #include "xp/service/date.h"
@@ -14,15 +15,16 @@
 
 namespace {
 
-constexpr int64_t exhausted = -1;
+constexpr int64_t failure = -1;
 
-// A walk on its way. Once memory is exhausted it feeds nothing more.
+// A walk on its way. Once it has failed it feeds nothing more.
 struct walk {
   const bool nulls;  // entries with null values count
   int64_t sum;
+  int32_t left = XP_PLIST_DEEPEST;  // levels of containers that may still open
 
   void feed(std::string_view bytes) {
-    if (sum != exhausted) sum = xp::crc32(static_cast<uint32_t>(sum), bytes);
+    if (sum != failure) sum = xp::crc32(static_cast<uint32_t>(sum), bytes);
   }
 
   // The `count` lowest bytes of a word, lowest first. Words are little-endian everywhere.
@@ -32,12 +34,20 @@ struct walk {
 
   void feed_text(xp_obj *obj) {
     const xp::ref text = xp::ref::adopt(xp_str_coerce(obj));
-    if (!text) sum = exhausted;
+    if (!text) sum = failure;
     feed({xp_str_getptr(text.get()), static_cast<size_t>(xp_str_length(text.get()))});
   }
 };
 
 void feed_node(walk &at, xp_obj *node);
+
+// Whether a container may open here: it is not one level too deep, and the walk has not failed already.
+bool enter(walk &at) {
+  if (at.left == 0) at.sum = failure;
+  if (at.sum == failure) return false;
+  --at.left;
+  return true;
+}
 
 int64_t feed_entry(xp_obj *, const char *key, int64_t keylen, xp_obj *value, void *context) {
   walk &at = *static_cast<walk *>(context);
@@ -49,7 +59,9 @@ int64_t feed_entry(xp_obj *, const char *key, int64_t keylen, xp_obj *value, voi
 }
 
 void feed_dict(walk &at, xp_obj *dict) {
-  if (xp_dict_enumsorted(dict, feed_entry, &at) != 0) at.sum = exhausted;
+  if (!enter(at)) return;
+  if (xp_dict_enumsorted(dict, feed_entry, &at) != 0) at.sum = failure;
+  ++at.left;
 }
 
 int64_t feed_element(xp_obj *, int64_t, xp_obj *value, void *context) {
@@ -58,7 +70,9 @@ int64_t feed_element(xp_obj *, int64_t, xp_obj *value, void *context) {
 }
 
 void feed_array(walk &at, xp_obj *array) {
+  if (!enter(at)) return;
   xp_array_enum(array, feed_element, &at);
+  ++at.left;
 }
 
 void feed_data(walk &at, xp_obj *data) {
@@ -111,13 +125,13 @@ int64_t xp_plist_arraycsum(xp_obj *array, const xp_plist_style *style, int64_t s
 
 int64_t xp_plist_checksum(xp_obj *p) {
   const auto *list = xp::as<xp_plist>(p);
-  return list == nullptr ? 0 : xp_plist_ichecksum(list->root, &xp_plist_stylerecord(list->settings.style), 0);
+  return list == nullptr ? 0 : xp_plist_ichecksum(list->root, list->style, 0);
 }
 
 int64_t xp_plist_bookmark(xp_obj *p) {
   auto *list = xp::as<xp_plist>(p);
   const int64_t sum = xp_plist_checksum(p);
-  if (list != nullptr && sum != exhausted) list->settings.bookmark = static_cast<uint32_t>(sum);
+  if (list != nullptr && sum != failure) list->settings.bookmark = static_cast<uint32_t>(sum);
   return sum;
 }
 

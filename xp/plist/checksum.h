@@ -17,8 +17,8 @@
 // from a missing one. Lengths are not fed, so trees made for the purpose can share a checksum: it finds
 // changes, it proves nothing.
 //
-// Results are 0 to 2^32 - 1, or -1 when memory is exhausted. Recursion is as deep as the tree; readers make
-// none deeper than 512 levels. For one thread at a time, as the tree is.
+// Results are 0 to 2^32 - 1, or -1 when memory is exhausted or containers nest deeper than XP_PLIST_DEEPEST
+// levels, as in a tree that contains itself. For one thread at a time, as the tree is.
 
 #ifndef XP_PLIST_CHECKSUM_H
 #define XP_PLIST_CHECKSUM_H
@@ -42,7 +42,7 @@ int64_t xp_plist_arraycsum(xp_obj *array, const xp_plist_style *style, int64_t s
 int64_t xp_plist_bookmark(xp_obj *p);
 
 // Whether the tree, or what its style counts of it, has changed since the bookmark: 0, or the new checksum. A
-// list without a bookmark has changed unless its checksum is 0. Nonzero when memory is exhausted (-1), and
+// list without a bookmark has changed unless its checksum is 0. Nonzero when there is no checksum (-1), and
 // when the new checksum is itself 0 (2^32, whose lower 32 bits are the checksum).
 int64_t xp_plist_modified(xp_obj *p);
 

@@ -110,5 +110,5 @@ xp_obj *xp_plist_copy(xp_obj *p) {
   if (list == nullptr) return nullptr;
   xp::ref root = xp::ref::adopt(xp_plist_icopy(list->root));
   if (!root && list->root != nullptr) return nullptr;
-  return xp::wrap_list(std::move(root), list->settings);
+  return xp::wrap_list(std::move(root), list->style->number, list->settings);
 }

@@ -240,7 +240,7 @@ int64_t xp_json_locate(std::string_view text, xp_json_handler handler, void *con
 }
 
 int32_t xp_json_nodenamed(const xp_json_node *node, const char *name, int64_t length) {
-  if (node == nullptr || name == nullptr) return 0;
+  if (node == nullptr || node->kind == XP_JSON_NULL || name == nullptr) return 0;
   return xp_str_txtmatch(node->text, node->length, name, length, 0);
 }
 

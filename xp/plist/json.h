@@ -57,7 +57,7 @@ int64_t xp_json_parsetext(const char *text, int64_t length, xp_json_handler hand
 // the text's size where its end was reached.
 int64_t xp_json_locate(std::string_view text, xp_json_handler handler, void *context, int64_t *place);
 
-// 1 when the node's text equals the name, ASCII letters folded; else 0.
+// 1 when the node's text equals the name, ASCII letters folded; else 0, also for a node of kind null.
 int32_t xp_json_nodenamed(const xp_json_node *node, const char *name, int64_t length);
 
 // The node's text as an unsigned integer: "0x" and hexadecimal digits, or decimal digits with an optional K,

@@ -41,15 +41,13 @@ struct document {
 };
 
 document document_of(xp_plist &list, int32_t nulls) {
-  return {.root = list.root,
-          .style = &xp_plist_stylerecord(list.settings.style),
-          .flags = nulls != 0 ? XP_PLIST_NULLS : 0U};
+  return {.root = list.root, .style = list.style, .flags = nulls != 0 ? XP_PLIST_NULLS : 0U};
 }
 
 // A property list takes the style that it is asked for, when there is such a style.
 document document_of(xp_obj *obj, int32_t style, int32_t nulls) {
   if (auto *list = xp::as<xp_plist>(obj)) {
-    if (is_style(style)) list->settings.style = style;
+    if (is_style(style)) list->style = &xp_plist_stylerecord(style);
     return document_of(*list, nulls);
   }
   return {.root = obj, .style = &xp_plist_stylerecord(style), .flags = nulls != 0 ? XP_PLIST_NULLS : 0U};
@@ -75,11 +73,12 @@ int64_t to_writer(const document &text, xp_writer writer, void *context) {
 
 }  // namespace
 
-xp_obj *xp::wrap_list(ref root, const xp_plist_settings &settings) {
+xp_obj *xp::wrap_list(ref root, int32_t style, const xp_plist_settings &settings) {
   auto *list = make<xp_plist>(operations);
   if (list == nullptr) return nullptr;
-  list->settings = settings;
+  list->style = &xp_plist_stylerecord(style);
   list->root = root.leak();
+  list->settings = settings;
   return list;
 }
 
@@ -88,24 +87,24 @@ uint32_t xp_plist_type() {
 }
 
 xp_obj *xp_plist_make(xp_obj *root) {
-  return xp::wrap_list(xp::ref::share(root), {.style = XP_PLIST_JSON, .nulls = 0, .bookmark = 0});
+  return xp::as<xp_plist>(root) != nullptr ? xp_retain(root)
+                                           : xp::wrap_list(xp::ref::share(root), XP_PLIST_JSON);
 }
 
 xp_obj *xp_plist_coerce(xp_obj *obj) {
-  if (obj == nullptr) return nullptr;
-  return xp::as<xp_plist>(obj) != nullptr ? xp_retain(obj) : xp_plist_make(obj);
+  return obj == nullptr ? nullptr : xp_plist_make(obj);
 }
 
 int32_t xp_plist_setstyle(xp_obj *p, int32_t style) {
   auto *list = xp::as<xp_plist>(p);
   if (list == nullptr || !is_style(style)) return -1;
-  list->settings.style = style;
+  list->style = &xp_plist_stylerecord(style);
   return 0;
 }
 
 int32_t xp_plist_getstyle(xp_obj *p) {
   const auto *list = xp::as<xp_plist>(p);
-  return list == nullptr ? 0 : list->settings.style;
+  return list == nullptr ? 0 : list->style->number;
 }
 
 void xp_plist_setnulls(xp_obj *p, int32_t on) {

@@ -28,6 +28,10 @@ enum : int32_t {
   XP_PLIST_STYLES = 9,
 };
 
+// Levels of containers that are written and summed up; one more has neither text nor checksum. Twice what
+// readers nest, because the values of equal names in SOAP gather in arrays between two levels.
+enum : int32_t { XP_PLIST_DEEPEST = 1024 };
+
 // "plst"
 uint32_t xp_plist_type();
 
@@ -44,8 +48,7 @@ xp_obj *xp_plist_new(const char *text);
 xp_obj *xp_plist_parse(const char *text, int64_t length, int32_t style);
 xp_obj *xp_plist_read(const char *text, int64_t length, int32_t style, xp_plist_fault *fault);
 
-// Wraps an existing tree (retained; null for make: none), style 1. A property list is returned retained by
-// coerce.
+// Wraps an existing tree (retained; null for make: none), style 1. A property list is returned retained.
 xp_obj *xp_plist_make(xp_obj *root);
 xp_obj *xp_plist_coerce(xp_obj *obj);
 
@@ -67,17 +70,18 @@ int32_t xp_plist_getstyle(xp_obj *p);
 void xp_plist_setnulls(xp_obj *p, int32_t on);
 
 // Writes a tree in a style (9 or more: 1), header and footer included, without a terminating zero. Returns
-// the bytes written (what fits), or with a null buffer the length of the whole text. A property list takes
-// the style, when it is below 9, and writes itself. Keys stand in byte order; recursion is as deep as the
-// tree.
+// the bytes written (what fits), or with a null buffer the length of the whole text; -1, whatever the buffer
+// holds then, when memory is exhausted or the tree is deeper than XP_PLIST_DEEPEST, as one that contains
+// itself is. A property list takes the style, when it is below 9, and writes itself. Keys stand in byte
+// order.
 //
 // Deliberate: keys are written as stored, without escaping; keys with quotes give invalid JSON.
 int64_t xp_plist_stringify(xp_obj *obj, int32_t style, int32_t nulls, char *buffer, int64_t capacity);
 
-// The same as a new string, in one pass; null when memory is exhausted.
+// The same as a new string, in one pass; null when it cannot be written.
 xp_obj *xp_plist_string(xp_obj *obj, int32_t style, int32_t nulls);
 
-// The same through an output function: the bytes written, or its first negative result.
+// The same through an output function: the bytes written, its first negative result, or -1.
 int64_t xp_plist_streamify(xp_obj *obj, int32_t style, int32_t nulls, xp_writer writer, void *context);
 
 // A property list's text in its own style and with its own setting for nulls, as xp_textify and xp_stream

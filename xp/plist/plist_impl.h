@@ -5,12 +5,12 @@
 
 #include "xp/object/ref.h"
 #include "xp/object/type.h"
+#include "xp/plist/style.h"
 
 #include <stdint.h>
 
 // What is kept beside the tree.
 struct xp_plist_settings {
-  int32_t style;      // 0 to 8
   int32_t nulls;      // 1: keys with null values are written
   uint32_t bookmark;  // the checksum of xp_plist_bookmark; 0 before
 };
@@ -18,14 +18,15 @@ struct xp_plist_settings {
 struct xp_plist : xp_obj {
   static constexpr uint32_t code = xp_code("plst");
 
-  xp_plist_settings settings;
+  const xp_plist_style *style;
   xp_obj *root;  // owned; may be null
+  xp_plist_settings settings;
 };
 
 namespace xp {
 
-// A new list over a tree; null when memory is exhausted.
-xp_obj *wrap_list(ref root, const xp_plist_settings &settings);
+// A new list over a tree, in a style of 0 to 8; null when memory is exhausted.
+xp_obj *wrap_list(ref root, int32_t style, const xp_plist_settings &settings = {});
 
 }  // namespace xp
 

@@ -59,7 +59,7 @@ xp_obj *read_tree(std::string_view bytes, xp_plist_kind kind, int32_t &style, xp
 xp_obj *wrap(xp::ref root, int32_t style, xp_plist_fault &fault) {
   fault = exhausted;
   if (!root) return nullptr;
-  xp_obj *list = xp::wrap_list(std::move(root), {.style = style, .nulls = 0, .bookmark = 0});
+  xp_obj *list = xp::wrap_list(std::move(root), style);
   if (list != nullptr) fault = no_fault;
   return list;
 }

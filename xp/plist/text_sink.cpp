@@ -14,7 +14,7 @@ namespace xp {
 // --- Measuring ---
 
 void measuring_sink::overflow(std::string_view text) {
-  counted_ = length() + static_cast<int64_t>(text.size());
+  counted_ = counted() + static_cast<int64_t>(text.size());
   at_ = begin_;
 }
 
@@ -42,13 +42,13 @@ void buffer_sink::widen(size_t /*size*/) {
 
 int64_t buffer_sink::finish() {
   widen(0);
-  return static_cast<int64_t>(used_);
+  return failed_ ? -1 : static_cast<int64_t>(used_);
 }
 
 // --- Through an output function ---
 
 void stream_sink::send(std::string_view text) {
-  if (result_ < 0 || text.empty()) return;
+  if (result_ < 0 || failed_ || text.empty()) return;
   const auto length = static_cast<int64_t>(text.size());
   const int64_t written = writer_(context_, text.data(), length);
   result_ = written < 0 ? written : result_ + length;
@@ -67,7 +67,7 @@ void stream_sink::widen(size_t /*size*/) {
 
 int64_t stream_sink::finish() {
   widen(0);
-  return result_;
+  return failed_ && result_ >= 0 ? -1 : result_;
 }
 
 // --- Into a string ---

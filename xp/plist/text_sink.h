@@ -48,8 +48,10 @@ public:
     if (size > room()) widen(size);
   }
 
-  // Tells that a piece of the text could not be made: memory is exhausted.
-  virtual void fail() {}
+  // Tells that a piece of the text could not be made, so that there is no whole one. What is written after
+  // that does not count.
+  void fail() { failed_ = true; }
+  bool failed() const { return failed_; }
 
   void put(char byte) { put_mark({&byte, 1}); }
 
@@ -82,6 +84,7 @@ protected:
   char *begin_ = nullptr;
   char *at_ = nullptr;
   char *end_ = nullptr;
+  bool failed_ = false;
 };
 
 // Counts.
@@ -89,9 +92,11 @@ class measuring_sink final : public text_sink {
 public:
   measuring_sink() { set_window(scratch_.data(), scratch_.size()); }
 
-  int64_t length() const { return counted_ + static_cast<int64_t>(window().size()); }
+  // The bytes that were written; -1 after fail().
+  int64_t length() const { return failed_ ? -1 : counted(); }
 
 private:
+  int64_t counted() const { return counted_ + static_cast<int64_t>(window().size()); }
   void overflow(std::string_view text) override;
   void widen(size_t size) override;
 
@@ -107,7 +112,7 @@ public:
     set_window(scratch_.data(), scratch_.size());
   }
 
-  // Hands on what is left. The bytes in the buffer.
+  // Hands on what is left. The bytes in the buffer; -1 after fail().
   int64_t finish();
 
 private:
@@ -121,7 +126,7 @@ private:
   scratch scratch_;
 };
 
-// Hands the text on in pieces; after the first negative result it hands on nothing more.
+// Hands the text on in pieces; after the first negative result and after fail() it hands on nothing more.
 class stream_sink final : public text_sink {
 public:
   stream_sink(xp_writer writer, void *context) : writer_(writer), context_(context) {
@@ -130,8 +135,6 @@ public:
 
   // Hands on what is left. The bytes handed on in all, the writer's negative result, or -1 after fail().
   int64_t finish();
-
-  void fail() override { result_ = -1; }
 
 private:
   void overflow(std::string_view text) override;
@@ -151,16 +154,13 @@ public:
   string_sink() { set_window(first_.data(), first_.size()); }
   ~string_sink();
 
-  // The text as a new string, once; null when memory was exhausted on the way.
+  // The text as a new string, once; null after fail() and when memory was exhausted on the way.
   xp_obj *string();
-
-  void fail() override { failed_ = true; }
 
 private:
   void overflow(std::string_view text) override;
   void widen(size_t size) override;
 
-  bool failed_ = false;
   xps_string *grown_ = nullptr;  // what the text has moved to; owned
   std::array<char, 2048> first_;
 };

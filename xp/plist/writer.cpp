@@ -27,17 +27,18 @@ struct job {
   bool nulls;        // keys with null values are written
   bool indents;      // tabs before items, a line break before closing brackets
   int64_t bare_top;  // 1 for a style without brackets at the top, whose items are indented one tab less
+  int32_t left = XP_PLIST_DEEPEST;  // levels of containers that may still open
 };
 
 // An open container on the way down.
 struct level {
-  const job &work;
+  job &work;
   int64_t depth;
   bool bare = false;  // has no brackets
   bool first = true;
 };
 
-void write_value(const job &work, int64_t depth, xp_obj *obj);
+void write_value(job &work, int64_t depth, xp_obj *obj);
 
 void write_tabs(const job &work, int64_t count) {
   static constexpr auto tabs = [] {
@@ -91,7 +92,7 @@ bool is_dict(xp_obj *obj) {
 
 // A value with or without a key in front. In styles in which a value is the rest of an element, `element`
 // completes it.
-void write_item(const job &work, int64_t depth, xp_obj *obj, bool keyed) {
+void write_item(job &work, int64_t depth, xp_obj *obj, bool keyed) {
   const xp_plist_around &element = work.style.element;
   if (element.before.empty()) return write_value(work, depth, obj);
   const bool container = is_dict(obj) || xp_type(obj) == xp_code("arry");
@@ -108,7 +109,7 @@ const xp_plist_around &around_key(const level &at, xp_obj *value) {
 
 int64_t write_entry(xp_obj *, const char *key, int64_t keylen, xp_obj *value, void *context) {
   level &at = *static_cast<level *>(context);
-  const job &work = at.work;
+  job &work = at.work;
   if (value == nullptr && !work.nulls) return 0;
   const xp_plist_around &around = around_key(at, value);
   begin_item(at, work.style.object_lead, work.style.object_separator);
@@ -128,14 +129,13 @@ void write_string(const job &work, const xp_plist_around &around, xp_obj *string
 // A container that the style has no form for: its JSON text, as a string.
 [[gnu::noinline]] void write_as_json(const job &work, xp_obj *container) {
   xp::string_sink text;
-  xp::write_node(text, xp_plist_stylerecord(8), work.flags, 0, container);
+  xp::write_compact_json(text, work.flags, container, work.left);
   const xp::ref string = xp::ref::adopt(text.string());
   if (!string) work.out.fail();
   write_string(work, work.style.string, string.get());
 }
 
-void write_dict(const job &work, int64_t depth, xp_obj *dict) {
-  if (depth >= work.style.levels) return write_as_json(work, dict);
+void write_dict(job &work, int64_t depth, xp_obj *dict) {
   const xp_plist_around &around = depth == 0 ? work.style.top_object : work.style.object;
   level at{.work = work, .depth = depth, .bare = depth < work.bare_top};
   work.out.put_mark(around.before);
@@ -151,8 +151,7 @@ int64_t write_element(xp_obj *, int64_t, xp_obj *value, void *context) {
   return 0;
 }
 
-void write_array(const job &work, int64_t depth, xp_obj *array) {
-  if (work.style.array.before.data() == nullptr) return write_as_json(work, array);
+void write_array(job &work, int64_t depth, xp_obj *array) {
   level at{.work = work, .depth = depth};
   work.out.put_mark(work.style.array.before);
   xp_array_enum(array, write_element, &at);
@@ -219,14 +218,26 @@ bool is_stream(uint32_t type) {
   return (type & 0xFFFFFF) == xp_code("stm");
 }
 
-void write_value(const job &work, int64_t depth, xp_obj *obj) {
+// A container, unless it is one level too deep or the text is lost already.
+void write_container(job &work, int64_t depth, xp_obj *container) {
+  if (work.left == 0) work.out.fail();
+  if (work.out.failed()) return;
+  const bool dict = is_dict(container);
+  const bool has_form = dict ? depth < work.style.levels : work.style.array.before.data() != nullptr;
+  if (!has_form) return write_as_json(work, container);
+  --work.left;
+  dict ? write_dict(work, depth, container) : write_array(work, depth, container);
+  ++work.left;
+}
+
+void write_value(job &work, int64_t depth, xp_obj *obj) {
   const uint32_t type = xp_type(obj);
   switch (type) {
     case xp_code("xstr"): return write_string(work, work.style.string, obj);
     case xp_code("xnum"): return write_number(work, obj);
     case xp_code("bool"): return write_boolean(work, obj);
-    case xp_code("dict"): return write_dict(work, depth, obj);
-    case xp_code("arry"): return write_array(work, depth, obj);
+    case xp_code("dict"):
+    case xp_code("arry"): return write_container(work, depth, obj);
     case xp_code("data"): return write_data(work, obj);
     case xp_code("xdat"): return write_date(work, obj);
     case xp_code("xurl"): return write_text_of(work, work.style.url, obj);
@@ -242,12 +253,12 @@ namespace xp {
 
 void write_node_of_any_style(text_sink &out, const xp_plist_style &style, uint32_t flags, int64_t depth,
                              xp_obj *obj) {
-  const job work{.out = out,
-                 .style = style,
-                 .flags = flags,
-                 .nulls = (flags & XP_PLIST_NULLS) != 0 && style.null.data() != nullptr,
-                 .indents = (style.flags & (XP_STYLE_LINES | XP_STYLE_FLAT)) == XP_STYLE_LINES,
-                 .bare_top = style.top_object.before.empty() ? 1 : 0};
+  job work{.out = out,
+           .style = style,
+           .flags = flags,
+           .nulls = (flags & XP_PLIST_NULLS) != 0 && style.null.data() != nullptr,
+           .indents = (style.flags & (XP_STYLE_LINES | XP_STYLE_FLAT)) == XP_STYLE_LINES,
+           .bare_top = style.top_object.before.empty() ? 1 : 0};
   write_item(work, depth, obj, false);
 }
 

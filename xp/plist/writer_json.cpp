@@ -26,7 +26,8 @@ static_assert(item_room <= xp::text_sink::sure_room && xp::number_text_size <= 4
 struct job {
   xp::text_sink &out;
   uint32_t flags;
-  char *end;  // of the window
+  char *end;     // of the window
+  int32_t left;  // levels of containers that may still open
 
   bool nulls() const { return (flags & XP_PLIST_NULLS) != 0; }
 };
@@ -154,12 +155,22 @@ int64_t visit_entry(xp_obj *, const char *key, int64_t /*keylen*/, xp_obj *value
   return to;
 }
 
+// Whether a container may open here: it is not one level too deep, and the text is not lost already.
+bool enter(job &work) {
+  if (work.left == 0) work.out.fail();
+  if (work.out.failed()) return false;
+  --work.left;
+  return true;
+}
+
 char *write_dict(job &work, char *to, xp::dict::object *dict) {
+  if (!enter(work)) return to;
   *to++ = '{';
   const bool few = dict->lock == nullptr && dict->count <= xp::dict::few_entries;
   to = few ? write_few_entries(work, to, dict) : write_dict_by_visits(work, to, dict);
   to = ensure(work, to, 1);
   *to++ = '}';
+  ++work.left;
   return to;
 }
 
@@ -196,6 +207,7 @@ void fetch_ahead(const xp::array::object *array, int64_t i) {
 }
 
 char *write_array(job &work, char *to, xp::array::object *array) {
+  if (!enter(work)) return to;
   *to++ = '[';
   if (array->lock == nullptr) {
     to = write_elements(work, to, array);
@@ -206,6 +218,7 @@ char *write_array(job &work, char *to, xp::array::object *array) {
   }
   to = ensure(work, to, 1);
   *to++ = ']';
+  ++work.left;
   return to;
 }
 
@@ -231,9 +244,9 @@ char *write_value(job &work, char *to, xp_obj *obj) {
 
 }  // namespace
 
-void xp::write_compact_json(text_sink &out, uint32_t flags, xp_obj *obj) {
+void xp::write_compact_json(text_sink &out, uint32_t flags, xp_obj *obj, int32_t levels) {
   out.ask(text_sink::sure_room);
-  job work{.out = out, .flags = flags, .end = out.end()};
+  job work{.out = out, .flags = flags, .end = out.end(), .left = levels};
   char *to = write_value(work, out.at(), obj);
   out.took(to);
 }

@@ -46,7 +46,11 @@ constexpr wrapper kinds[] = {
       return outer;
     },
     [](xp_obj *inner) { return xp_tuple_new(1, inner); },
-    [](xp_obj *inner) { return xp_plist_make(inner); },
+    [](xp_obj *inner) {
+      xp_obj *outer = xp_plist_make(nullptr);
+      xp_plist_set(outer, nullptr, inner);
+      return outer;
+    },
     [](xp_obj *inner) { return xp_str_newvalued("holder", inner); },
 };
 

@@ -3,30 +3,18 @@
 #include "xp/plist/copy.h"
 
 #include "tests/support/leak_check.h"
-#include "tests/support/objects.h"
-#include "xp/array/array.h"
-#include "xp/dict/dict.h"
-#include "xp/object/number.h"
-#include "xp/object/ref.h"
+#include "tests/xp/plist/random_tree.h"
 #include "xp/plist/checksum.h"
 #include "xp/plist/plist.h"
-#include "xp/service/data.h"
-#include "xp/service/date.h"
-#include "xp/service/url.h"
-#include "xp/string/string.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <numeric>
-#include <random>
 #include <vector>
 
 namespace {
 
 using plist_copy = leak_check;
 using xp::ref;
-using generator = std::mt19937;
 
 ref parsed(const char *text) {
   return ref::adopt(xp_plist_parse(text, -1, XP_PLIST_JSON));
@@ -40,50 +28,46 @@ int64_t sum_of(const ref &tree) {
   return xp_plist_ichecksum(tree.get(), &xp_plist_stylerecord(1), 0);
 }
 
-ref leaf(generator &random) {
-  const auto number = static_cast<int64_t>(random());
-  switch (random() % 6) {
-    case 0: return nullptr;
-    case 1: return ref::adopt(xp_number_new(number));
-    case 2: return ref::adopt(xp_number_newfloat(static_cast<double>(number) / 7));
-    case 3: return ref::adopt(xp_data_new(&number, 1 + number % 7));
-    case 4: return ref::adopt(xp_date_msnew(number));
-    default: return ref::adopt(xp_str_format("text %d", static_cast<int>(number)));
-  }
+using nodes = std::vector<ref>;
+
+int64_t collect_entry(xp_obj *, const char *, int64_t, xp_obj *value, void *all);
+
+// All containers and data objects of a tree, each before what is in it.
+void collect(xp_obj *node, nodes &all) {
+  const uint32_t type = xp_type(node);
+  if (type != xp_dict_type() && type != xp_array_type() && type != xp_data_type()) return;
+  all.push_back(ref::share(node));
+  xp_dict_enumsorted(node, collect_entry, &all);
+  for (int64_t i = 0; i < xp_array_length(node); ++i)
+    collect(ref::adopt(xp_array_get(node, i)).get(), all);
 }
 
-// A tree of the seed. What `order` shuffles is the order in which entries are stored, nothing else.
-ref grown(generator &random, generator &order, int depth) {
-  if (depth == 0 || random() % 4 == 0) return leaf(random);
-  std::vector<ref> members;
-  for (auto i = random() % 8; i > 0; --i)
-    members.push_back(grown(random, order, depth - 1));
-  if (random() % 2 == 0) {
-    ref array = ref::adopt(xp_array_new(0));
-    for (const ref &member : members)
-      xp_array_insert(array.get(), member.get(), -1);
-    return array;
-  }
-  ref dict = ref::adopt(xp_dict_new(random() % 2 == 0 ? XP_DICT_NOCASE : 0U));
-  std::vector<int> places(members.size());
-  std::iota(places.begin(), places.end(), 0);
-  std::shuffle(places.begin(), places.end(), order);
-  for (int i : places)
-    xp_dict_store(dict.get(), ("key " + std::to_string(i)).c_str(), -1,
-                  members[static_cast<size_t>(i)].get());
+int64_t collect_entry(xp_obj *, const char *, int64_t, xp_obj *value, void *all) {
+  collect(value, *static_cast<nodes *>(all));
+  return 0;
+}
+
+nodes changeable(const ref &tree) {
+  nodes all;
+  collect(tree.get(), all);
+  return all;
+}
+
+// The same tree in new dictionaries, their entries stored in the opposite order.
+ref turned(const ref &tree) {
+  if (xp_type(tree.get()) != xp_dict_type()) return tree;
+  std::vector<std::pair<std::string, ref>> entries;
+  const auto note = [](xp_obj *, const char *key, int64_t length, xp_obj *value, void *context) -> int64_t {
+    static_cast<decltype(entries) *>(context)->insert(
+        static_cast<decltype(entries) *>(context)->begin(),
+        {std::string(key, static_cast<size_t>(length)), ref::share(value)});
+    return 0;
+  };
+  xp_dict_enum(tree.get(), note, &entries);
+  ref dict = ref::adopt(xp_dict_new(0));
+  for (const auto &[key, value] : entries)
+    xp_dict_store(dict.get(), key.data(), std::ssize(key), turned(value).get());
   return dict;
-}
-
-// Calls `visit` with the path of every container and data object of a tree.
-template <typename Visit>
-void each_changeable(xp_obj *list, const std::string &path, Visit visit) {
-  const ref node = ref::adopt(xp_plist_get(list, path.c_str()));
-  const uint32_t type = xp_type(node.get());
-  if (type == xp_code("data")) visit(path, node);
-  if (type != xp_code("dict") && type != xp_code("arry")) return;
-  visit(path, node);
-  for (int i = 0; i < 8; ++i)
-    each_changeable(list, path + (type == xp_code("dict") ? "/key " : "/#") + std::to_string(i), visit);
 }
 
 void change(const ref &node) {
@@ -95,28 +79,29 @@ void change(const ref &node) {
 // The checksum depends on the tree alone; a copy equals its original, shares nothing that can change with it,
 // and every single change shows in the checksum.
 TEST_F(plist_copy, equals_its_original_until_either_changes) {
-  int changes = 0;
-  for (uint32_t seed = 1; seed <= 20; ++seed) {
-    SCOPED_TRACE(seed);
-    generator random(seed), same(seed), order(1), other_order(2);
-    const ref tree = grown(random, order, 3);
-    EXPECT_EQ(sum_of(tree), sum_of(grown(same, other_order, 3)));
-    const ref list = ref::adopt(xp_plist_make(tree.get()));
+  constexpr uint32_t seed = 20261121;
+  random_trees trees({.kinds = "nifdtsAADD"}, seed);
+  size_t changes = 0;
+  for (int i = 0; i < 100; ++i) {
+    SCOPED_TRACE("seed " + std::to_string(seed) + ", " + std::to_string(i));
+    const ref tree = trees.dict();
     const std::string text = written(tree.get());
     const int64_t sum = sum_of(tree);
-    each_changeable(list.get(), "", [&](const std::string &path, const ref &original) {
-      const ref copy = ref::adopt(xp_plist_copy(list.get()));
-      const ref node = ref::adopt(xp_plist_get(copy.get(), path.c_str()));
-      ASSERT_NE(node.get(), original.get()) << path;
-      EXPECT_EQ(written(copy.get()), text) << path;
-      EXPECT_EQ(xp_plist_checksum(copy.get()), sum) << path;
-      change(node);
-      EXPECT_NE(xp_plist_checksum(copy.get()), sum) << path;
-      EXPECT_EQ(sum_of(tree), sum) << path;
-      ++changes;
-    });
+    EXPECT_EQ(sum_of(turned(tree)), sum);
+    const nodes originals = changeable(tree);
+    for (size_t at = 0; at < originals.size(); ++at) {
+      const ref copy = ref::adopt(xp_plist_icopy(tree.get()));
+      EXPECT_EQ(written(copy.get()), text);
+      EXPECT_EQ(sum_of(copy), sum);
+      const nodes copies = changeable(copy);
+      ASSERT_NE(copies[at].get(), originals[at].get());
+      change(copies[at]);
+      EXPECT_NE(sum_of(copy), sum);
+      EXPECT_EQ(sum_of(tree), sum);
+    }
+    changes += originals.size();
   }
-  EXPECT_GT(changes, 100);
+  EXPECT_GT(changes, 500U);
 }
 
 TEST_F(plist_copy, keeps_settings_and_shares_what_cannot_change) {

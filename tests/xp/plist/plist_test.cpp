@@ -181,6 +181,7 @@ TEST_F(plist, wrapping_and_styles) {
   EXPECT_EQ(xp_plist_getstyle(list.get()), 1);
   EXPECT_EQ(xp::ref::adopt(xp_plist_get(list.get(), nullptr)).get(), root.get());
   EXPECT_EQ(xp::ref::adopt(xp_plist_coerce(list.get())).get(), list.get());
+  EXPECT_EQ(xp::ref::adopt(xp_plist_make(list.get())).get(), list.get());
   EXPECT_EQ(xp_plist_coerce(nullptr), nullptr);
   for (int32_t style : {0, 8, -1, 9}) {
     const bool exists = style == 0 || style == 8;

@@ -2,21 +2,11 @@
 // is read back.
 
 #include "tests/support/leak_check.h"
-#include "tests/support/objects.h"
-#include "xp/array/array.h"
-#include "xp/dict/dict.h"
-#include "xp/object/boolean.h"
-#include "xp/object/number.h"
+#include "tests/xp/plist/random_tree.h"
 #include "xp/plist/checksum.h"
 #include "xp/plist/css.h"
 #include "xp/plist/ini.h"
 #include "xp/plist/plist.h"
-#include "xp/service/data.h"
-#include "xp/service/date.h"
-#include "xp/service/url.h"
-
-#include <cmath>
-#include <random>
 
 namespace {
 
@@ -109,76 +99,19 @@ TEST_F(text_forms, handlers_stop_the_parsers) {
   EXPECT_EQ(xp_plist_cssparser(XP_CSS_CLOSE, nullptr, nullptr), -1);
 }
 
-// Random trees of what a style can hold.
-class forest {
-public:
-  forest(int32_t style, unsigned seed) : style_(style), random_(seed) {}
-
-  xp::ref dict(int depth) {
-    xp::ref result = xp::ref::adopt(xp_dict_new(0));
-    for (auto left = random_() % 6; left > 0; --left) {
-      const std::string key = "k" + text() + std::to_string(left);
-      xp_dict_store(result.get(), key.data(), static_cast<int64_t>(key.size()), value(depth).get());
-    }
-    return result;
-  }
-
-private:
-  bool is_xml() const { return style_ == XP_PLIST_XML || style_ >= XP_PLIST_ITEMS; }
-
-  xp::ref value(int depth) {
-    const int levels = style_ == XP_PLIST_QUERY ? 0 : style_ == XP_PLIST_SECTIONS ? 1 : 5;
-    if (random_() % 3 == 0 && depth < levels) return dict(depth + 1);
-    if (!is_xml()) return str(text());
-    switch (random_() % (style_ == XP_PLIST_XML ? 6 : 9)) {
-      case 0: return num(static_cast<int64_t>(random_()) << random_() % 32);
-      case 1:
-        return xp::ref::adopt(xp_number_newfloat(
-            std::ldexp(static_cast<double>(random_()), static_cast<int>(random_() % 99) - 50)));
-      case 2: return xp::ref::adopt(xp_boolean_new(static_cast<int64_t>(random_() % 2)));
-      case 3: return xp::ref::adopt(xp_data_new(text().data(), 3));
-      case 4: return depth < levels ? array(depth + 1) : str("");
-      case 5: return str(text());
-      case 6: return xp::ref::adopt(xp_date_make(static_cast<int64_t>(random_())));
-      case 7: return xp::ref::adopt(xp_url_new("http://a/?b=1&c", -1));
-      default: return nullptr;
-    }
-  }
-
-  xp::ref array(int depth) {
-    xp::ref result = xp::ref::adopt(xp_array_new(0));
-    for (auto left = random_() % 4; left > 0; --left)
-      xp_array_insert(result.get(), value(depth).get(), -1);
-    return result;
-  }
-
-  // The text forms keep any byte but zero, a query that one too; XML what it has characters for.
-  std::string text() {
-    static constexpr std::string_view pieces[] = {
-        "a",   "\"", " ", "\n", "\r", "\t", ",", "]]>", "<![CDATA[", "&lt;", "=",        "[",
-        "{",   "}",  ";", ":",  "/*", "*/", "#", "\\",  "%41",       "+",    "\xC3\xA4", "\xF0\x9F\x98\x80",
-        "-->", "?",  "'"};
-    std::string result;
-    for (auto left = random_() % 9; left > 0; --left) {
-      if (!is_xml() && random_() % 9 == 0) {
-        const auto any = static_cast<char>(random_());
-        result += any == '\0' && style_ != XP_PLIST_QUERY ? 'z' : any;
-      } else {
-        result += pieces[random_() % std::size(pieces)];
-      }
-    }
-    return result;
-  }
-
-  int32_t style_;
-  std::mt19937 random_;
-};
-
 TEST_F(text_forms, what_a_style_can_hold_reads_back) {
-  for (const int32_t style : {0, 3, 4, 5, 6, 7}) {
-    forest trees(style, 20261121);
+  static constexpr std::string_view everything = "ifbdtusnAADD";
+  const std::pair<int32_t, tree_shape> styles[] = {
+      {XP_PLIST_XML, {.kinds = "ifbdsAADD"}},
+      {XP_PLIST_SECTIONS, {.kinds = "sD", .levels = 2, .lowest_byte = 1}},
+      {XP_PLIST_QUERY, {.kinds = "s", .levels = 1, .lowest_byte = 0}},
+      {XP_PLIST_CSS, {.kinds = "sD", .levels = 6, .lowest_byte = 1}},
+      {XP_PLIST_ITEMS, {.kinds = everything}},
+      {XP_PLIST_ITEMS_INDENTED, {.kinds = everything}}};
+  for (const auto &[style, shape] : styles) {
+    random_trees trees(shape, 20261121);
     for (int i = 0; i < 400; ++i) {
-      const xp::ref tree = trees.dict(0);
+      const xp::ref tree = trees.dict();
       const std::string text = taken(xp_plist_string(tree.get(), style, 1));
       xp_plist_fault fault{};
       const xp::ref list =

@@ -1,21 +1,13 @@
 #include "xp/plist/writer.h"
 
 #include "tests/support/leak_check.h"
-#include "tests/support/objects.h"
-#include "xp/array/array.h"
-#include "xp/dict/dict.h"
-#include "xp/object/boolean.h"
+#include "tests/xp/plist/random_tree.h"
 #include "xp/object/null.h"
-#include "xp/object/number.h"
-#include "xp/plist/plist.h"
-#include "xp/service/data.h"
-#include "xp/service/date.h"
-#include "xp/service/url.h"
+#include "xp/plist/checksum.h"
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <random>
 #include <regex>
 
 namespace {
@@ -166,13 +158,24 @@ TEST_F(writer, nulls) {
   EXPECT_EQ(text_of(list.get()), "{\"n\":null}");
 }
 
-TEST_F(writer, indentation_stops_at_64_tabs) {
+int64_t append(void *context, const char *bytes, int64_t length) {
+  static_cast<std::string *>(context)->append(bytes, static_cast<size_t>(length));
+  return length;
+}
+
+// So many containers in each other.
+ref nested(int levels, uint32_t type) {
   ref tree = new_array();
-  for (int i = 0; i < 66; ++i) {
-    ref outer = new_array();
-    add(outer, tree.leak());
+  while (--levels > 0) {
+    ref outer = type == xp_dict_type() ? new_dict() : new_array();
+    xp_dict_store(outer.get(), "k", 1, tree.get());
+    xp_array_insert(outer.get(), tree.get(), -1);
     tree = std::move(outer);
   }
+  return tree;
+}
+
+TEST_F(writer, indentation_stops_at_64_tabs) {
   std::string expected;
   const auto tabs = [](int count) { return std::string(static_cast<size_t>(std::min(count, 64)), '\t'); };
   for (int i = 0; i < 66; ++i)
@@ -180,29 +183,44 @@ TEST_F(writer, indentation_stops_at_64_tabs) {
   expected += "[";
   for (int i = 66; i >= 0; --i)
     expected += "\n" + tabs(i) + "]";
-  EXPECT_EQ(written(tree.get(), 2), expected + "\n");
+  EXPECT_EQ(written(nested(67, xp_array_type()).get(), 2), expected + "\n");
 }
 
-TEST_F(writer, json_strings) {
-  EXPECT_EQ(written_string("plain text, longer than eight bytes /'\x7f"),
-            "\"plain text, longer than eight bytes /'\x7f\"");
-  EXPECT_EQ(written_string("a\"b\\c"), R"("a\"b\\c")");
-  EXPECT_EQ(written_string("\t\n\r\r\n\x01\x1f."), R"("\t\n\n\n  .")");
-  EXPECT_EQ(written_string({"a\0b", 3}), "\"a b\"");
-  EXPECT_EQ(written_string("\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80"),
-            "\"\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80\"");
-  // What is not UTF-8 cannot take the closing quote, or an escape's backslash, into a character.
+// Whether there is a text, however it is asked for, and a checksum.
+void expect_text(const ref &tree, bool has_text) {
+  char byte;
+  std::string streamed;
+  for (int32_t style = 0; style < XP_PLIST_STYLES; ++style) {
+    const int64_t length = xp_plist_stringify(tree.get(), style, 0, nullptr, 0);
+    EXPECT_EQ(length > 0, has_text) << style;
+    EXPECT_EQ(xp_plist_stringify(tree.get(), style, 0, &byte, 1), has_text ? 1 : -1) << style;
+    EXPECT_EQ(xp_plist_streamify(tree.get(), style, 0, append, &streamed), has_text ? length : -1) << style;
+    EXPECT_EQ(static_cast<bool>(ref::adopt(xp_plist_string(tree.get(), style, 0))), has_text) << style;
+  }
+  const ref list = ref::adopt(xp_plist_make(tree.get()));
+  EXPECT_EQ(xp_plist_bookmark(list.get()) >= 0, has_text);
+  EXPECT_EQ(xp_plist_modified(list.get()), has_text ? 0 : -1);
+}
+
+TEST_F(writer, levels_at_the_limit_and_past_it) {
+  for (const uint32_t type : {xp_array_type(), xp_dict_type()}) {
+    expect_text(nested(XP_PLIST_DEEPEST, type), true);
+    for (const int levels : {XP_PLIST_DEEPEST + 1, 100'000})
+      expect_text(nested(levels, type), false);
+  }
+  const ref inside_itself = new_array();
+  for (int i = 0; i < 3; ++i)
+    xp_array_insert(inside_itself.get(), inside_itself.get(), -1);
+  expect_text(inside_itself, false);
+  for (int i = 0; i < 3; ++i)
+    xp_array_set(inside_itself.get(), nullptr, i);
+}
+
+// What else strings become is told by the property in json_test.cpp.
+TEST_F(writer, json_strings_cannot_end_their_own_quotes) {
   EXPECT_EQ(written_string("\xC3\""), "\"?\\\"\"");
   EXPECT_EQ(written_string("12345678\xF0\x9F\x98"), "\"12345678???\"");
-  EXPECT_EQ(written_string("\xED\xA0\x80\xC0\xAF"), "\"?????\"");
-  // A special byte is seen at every place of the eight that are looked at together.
-  for (size_t at = 0; at < 17; ++at) {
-    std::string text(17, 'x');
-    text[at] = '"';
-    std::string expected = "\"" + text + "\"";
-    expected.insert(at + 1, 1, '\\');
-    EXPECT_EQ(written_string(text), expected);
-  }
+  EXPECT_EQ(written_string("a\"b\\c/\t\n\r\r\n\x01."), R"("a\"b\\c/\t\n\n\n .")");
 }
 
 TEST_F(writer, json_scalars) {
@@ -239,100 +257,33 @@ TEST_F(writer, an_object_below_the_top_is_written_like_one_at_the_top) {
   EXPECT_EQ(xp_plist_itextify(tree.get(), nullptr, 0, 0, text, sizeof text), 0);
 }
 
-int64_t append(void *context, const char *bytes, int64_t length) {
-  static_cast<std::string *>(context)->append(bytes, static_cast<size_t>(length));
-  return length;
-}
-
-// Strings with every byte, dates, data and numbers in random trees are in text_forms_test.cpp and in the
-// fuzzer; here sizes matter: pieces larger than a sink's window, and room for any part of the text.
+// Trees of everything, strings and keys of any bytes and all sizes around those of a window. Locked
+// containers and large dictionaries are walked in other ways than the rest, and the records of compact JSON
+// have a writer of their own: a copy of a record goes the way of all styles.
 TEST_F(writer, every_way_to_write_gives_the_same_text) {
-  std::mt19937 random(20260115);
-  for (int i = 0; i < 60; ++i) {
-    const ref tree = sample();
-    std::string bytes(random() % 3000, 'x');
-    for (size_t at = random() % 2; at < bytes.size(); at += 1 + random() % 600)
-      bytes[at] = static_cast<char>(random());
-    put(tree, "s\"" + bytes.substr(0, 90), str(bytes).leak());
-    put(tree, "data", xp_data_new(bytes.data(), static_cast<int64_t>(bytes.size() / 3)));
+  random_trees trees({.kinds = "nifbtdussAADD", .lowest_byte = 0, .longest = 3000}, 20261121);
+  for (int i = 0; i < 500; ++i) {
+    const ref tree = trees.dict();
     for (int32_t style = 0; style < XP_PLIST_STYLES; ++style) {
+      SCOPED_TRACE("seed 20261121, " + std::to_string(i) + ", style " + std::to_string(style));
       const std::string text = written(tree.get(), style, i % 2);
       const auto size = static_cast<int64_t>(text.size());
-      ASSERT_EQ(xp_plist_stringify(tree.get(), style, i % 2, nullptr, 0), size) << "seed 20260115, " << i;
+      const xp_plist_style copy = xp_plist_stylerecord(style);
+      std::string plain(copy.document.before);
+      xp_plist_istream(tree.get(), &copy, static_cast<uint32_t>(i % 2) * XP_PLIST_NULLS, 0, append, &plain);
+      ASSERT_EQ(plain.append(copy.document.after), text);
+      ASSERT_EQ(xp_plist_stringify(tree.get(), style, i % 2, nullptr, 0), size);
       std::string streamed;
       ASSERT_EQ(xp_plist_streamify(tree.get(), style, i % 2, append, &streamed), size);
-      ASSERT_EQ(streamed, text) << "seed 20260115, " << i;
+      ASSERT_EQ(streamed, text);
       for (int64_t room : {int64_t{0}, size / 2, size - 1, size, size + 1}) {
-        std::string buffer(static_cast<size_t>(size + 2), '#');
-        const auto fits = static_cast<size_t>(std::min(room, size));
-        ASSERT_EQ(xp_plist_stringify(tree.get(), style, i % 2, buffer.data(), room),
-                  static_cast<int64_t>(fits));
-        ASSERT_EQ(buffer.substr(0, fits), text.substr(0, fits)) << "seed 20260115, " << i;
-        ASSERT_EQ(buffer.find_first_not_of('#', fits), std::string::npos);
+        std::string buffer(text.size() + 2, '#');
+        const int64_t fits = std::clamp<int64_t>(room, 0, size);
+        ASSERT_EQ(xp_plist_stringify(tree.get(), style, i % 2, buffer.data(), room), fits);
+        ASSERT_EQ(buffer, text.substr(0, static_cast<size_t>(fits)) +
+                              std::string(buffer.size() - static_cast<size_t>(fits), '#'));
       }
     }
-  }
-}
-
-// A tree of everything that JSON has a text for. Locked containers and large dictionaries are walked in other
-// ways than the rest.
-ref random_tree(std::mt19937 &random, int depth) {
-  const auto text = [&random](size_t most) {
-    std::string bytes(random() % 8 == 0 ? most : random() % 24, 'a');
-    const std::string_view pieces[] = {
-        "\t", "\r\n", "\"", "\\", "\x01", "\xC3", "\xC3\xA4", "\xE2\x82\xAC", "\xF0\x9F\x98\x80"};
-    for (size_t at = random() % 4; at < bytes.size(); at += 1 + random() % (random() % 4 == 0 ? 5 : 40))
-      bytes.insert(at, pieces[random() % 9]);
-    bytes.resize(std::min<size_t>(bytes.size(), most));
-    return bytes;
-  };
-  const int64_t integer = static_cast<int64_t>(uint64_t{random()} << 32 | random()) >> random() % 64;
-  switch (random() % (depth > 0 ? 10 : 7)) {
-    case 0: return ref();
-    case 1: return ref::adopt(xp_number_new(integer));
-    case 2: return ref::adopt(xp_number_newfloat(static_cast<double>(integer) / std::pow(10, random() % 9)));
-    case 3: return ref::adopt(xp_boolean_new(random() % 2));
-    case 4: return ref::adopt(random() % 2 == 0 ? xp_date_make(integer) : xp_data_new(nullptr, 5));
-    case 5:
-    case 6: return str(text(random() % 2000));
-    case 7: {
-      ref array = ref::adopt(xp_array_new(random() % 2 * XP_ARRAY_LOCKED));
-      for (size_t i = random() % 9; i > 0; --i)
-        add(array, random_tree(random, depth - 1).leak());
-      return array;
-    }
-    default: {
-      constexpr uint32_t kinds[] = {0, XP_DICT_LOCKED, XP_DICT_SKIPNULLS, XP_DICT_NOCASE};
-      ref dict = ref::adopt(xp_dict_new(kinds[random() % 4]));
-      for (size_t i = random() % 18; i > 0; --i)
-        put(dict, "k" + text(300), random_tree(random, depth - 1).leak());
-      return dict;
-    }
-  }
-}
-
-// The records of compact JSON have a writer of their own; a copy of one goes the way of all styles.
-TEST_F(writer, compact_json_is_what_its_record_says) {
-  const xp_plist_style &compact = xp_plist_stylerecord(XP_PLIST_JSON_BARE);
-  const xp_plist_style copy = compact;
-  std::mt19937 random(20261121);
-  for (int i = 0; i < 1500; ++i) {
-    const ref tree = random_tree(random, 3);
-    std::string plain;
-    const uint32_t nulls = i % 2 != 0 ? XP_PLIST_NULLS : 0U;
-    xp_plist_istream(tree.get(), &copy, nulls, 0, append, &plain);
-    const auto size = static_cast<int64_t>(plain.size());
-    ASSERT_EQ(written(tree.get(), XP_PLIST_JSON_BARE, i % 2), plain) << "seed 20261121, " << i;
-    std::string streamed;
-    ASSERT_EQ(xp_plist_istream(tree.get(), &compact, nulls, 3, append, &streamed), size);
-    ASSERT_EQ(streamed, plain) << "seed 20261121, " << i;
-    ASSERT_EQ(xp_plist_itextify(tree.get(), &compact, nulls, 0, nullptr, 0), size);
-    const int64_t room = size - static_cast<int64_t>(random() % 3);
-    std::string buffer(plain.size() + 1, '#');
-    const int64_t fits = xp_plist_itextify(tree.get(), &compact, nulls, 0, buffer.data(), room);
-    ASSERT_EQ(fits, std::max<int64_t>(room, 0));
-    buffer[static_cast<size_t>(fits)] = '#';
-    ASSERT_EQ(buffer.substr(0, static_cast<size_t>(fits)), plain.substr(0, static_cast<size_t>(fits)));
   }
 }
 

@@ -74,6 +74,7 @@ void write_all_styles(story &told, const ref &list) {
     std::string streamed;
     const int64_t result = list ? xp_plist_streamify(list.get(), style, 1, append, &streamed) : -1;
     told.wrote(result < 0 ? "" : streamed);
+    told.gave(list ? xp_plist_stringify(list.get(), style, 1, nullptr, 0) : -1);
   }
 }
 
