@@ -65,6 +65,9 @@ TEST_F(xp_plist, tells_what_is_wrong) {
        "2\nxp-plist: unrecognized option '--frob'\nTry 'xp-plist --help' for more information.\n"},
       {"xp-plist --to=yaml",
        "2\nxp-plist: no such style: 'yaml'\nTry 'xp-plist --help' for more information.\n"},
+      {"xp-plist --to=binary",
+       "2\nxp-plist: binary property lists are read, not written\nTry 'xp-plist --help' for more "
+       "information.\n"},
       {"xp-plist --get=a a.json",
        "2\nxp-plist: a path begins with '/': 'a'\nTry 'xp-plist --help' for more information.\n"},
       {"xp-plist -c -s a.json 2>&-", "2\n"},
@@ -123,6 +126,8 @@ TEST_F(xp_plist, replaces_files_whole_or_not_at_all) {
   EXPECT_EQ(status("xp-plist -o none/x a.json"),
             "1\nxp-plist: cannot write none/x: No such file or directory\n");
   EXPECT_EQ(shell("xp-plist -o /dev/stdout a.json | cat"), "{\"a\":1}\n");
+  const std::string longest(255, 'n');
+  EXPECT_EQ(shell("xp-plist -o " + longest + " a.json; cat " + longest), "{\"a\":1}\n");
 }
 
 }  // namespace

@@ -82,6 +82,12 @@ bool take(int letter, const char *value, arguments &wanted) {
   return true;
 }
 
+std::string wrong_value(int letter, const std::string &value) {
+  if (letter == 'g') return "a path begins with '/': '" + value + "'";
+  if (letter == 't' && value == "binary") return "binary property lists are read, not written";
+  return "no such style: '" + value + "'";
+}
+
 // What is wrong with the whole; empty when nothing is.
 std::string contradiction(const arguments &wanted, int actions) {
   const bool many = wanted.wanted == action::check || wanted.wanted == action::checksum;
@@ -104,9 +110,7 @@ std::optional<exit_status> parse_arguments(int count, char **words, arguments &w
     if (letter == 'V') return show(version_text);
     if (letter == '?') return refuse({});
     actions += letter == 'g' || letter == 'c' || letter == 's' ? 1 : 0;
-    if (take(letter, optarg, wanted)) continue;
-    return refuse((letter == 'g' ? "a path begins with '/': '" : "no such style: '") + std::string(optarg) +
-                  "'");
+    if (!take(letter, optarg, wanted)) return refuse(wrong_value(letter, optarg));
   }
   wanted.files.assign(words + optind, words + count);
   if (wanted.files.empty()) wanted.files.emplace_back("-");

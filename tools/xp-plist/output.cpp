@@ -73,7 +73,8 @@ int bring_to_disk(int descriptor) {
 
 int write_beside(const fs::path &target, std::string_view bytes, const std::optional<struct stat> &old) {
   const uninterrupted until_the_end;
-  std::string beside = target.parent_path() / ("." + target.filename().string() + ".XXXXXX");
+  // A short name of its own: that of the target may be as long as names can be.
+  std::string beside = target.parent_path() / ".xp-plist.XXXXXX";
   const int descriptor = mkostemp(beside.data(), O_CLOEXEC);
   if (descriptor < 0) return errno;
   int error = write_all(descriptor, bytes);
