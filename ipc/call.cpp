@@ -54,22 +54,39 @@ int32_t send_request(ipc_conn *c, xp_obj *request) {
   }
 }
 
+// One round of receiving into the reply, which then is loaded: what ipc_com_recv answers. `moved` says that
+// there is something new to wait behind.
+int32_t receive_reply(ipc_conn *c, xp_obj *reply, bool *moved) {
+  ipcc_place place = {.buffer = ipc_msg_mem(reply), .exchange = false, .moved = false};
+  // Nobody else may hold the buffer that is exchanged for another: the reply does, and this function.
+  place.exchange = xp_refs(place.buffer) == 2;
+  xp_obj *own = place.buffer;
+  int32_t received = ipcc_recv(c->channel, &place, nullptr);
+  xp::ref buffer = xp::ref::adopt(place.buffer);
+  *moved = place.moved;
+  if (buffer.get() != own) {
+    xp::ref old = xp::ref::adopt(ipc_msg_exchangemem(reply, buffer.leak()));
+  } else if (received > 0) {
+    ipc_msg_from_buf(reply, ipc_mbuf_getptr(buffer.get()), received);
+  }
+  return received;
+}
+
 // Waits for the reply with this sequence number.
 int32_t await_reply(ipc_conn *c, xp_obj *reply, uint32_t msgn) {
-  xp::ref buffer = xp::ref::adopt(ipc_msg_mem(reply));
   uint32_t start = ipc_time_msecs();
   // Deliberate: a reply without its header poisons the wait. From then on none is accepted, and only one that
   // has all three records and the right version clears the flag; it is skipped itself. Accepting the next
   // good one instead would take the tail of a broken exchange for an answer.
   bool poisoned = false;
   for (;;) {
-    int32_t received = ipc_com_recv(c->channel, buffer.get(), nullptr);
+    bool moved;
+    int32_t received = receive_reply(c, reply, &moved);
     if (received == 0 || (received < 0 && received != IpcErrWouldBlock)) {
       // Deliberate: 0 says that the peer is gone, and the call still ends with success and an empty reply.
       return received == 0 && ipc_time_expired(start, c->timeout) ? timed_out(c) : received;
     }
     if (received > 0) {
-      ipc_msg_from_buf(reply, ipc_mbuf_getptr(buffer.get()), received);
       bool cured;
       reply_kind kind = judge(reply, msgn, &cured);
       bool accepted = kind == reply_kind::mine && !poisoned;
@@ -80,7 +97,8 @@ int32_t await_reply(ipc_conn *c, xp_obj *reply, uint32_t msgn) {
       poisoned = poisoned ? !cured : kind == reply_kind::headerless;
     }
     if (ipc_time_expired(start, c->timeout)) return timed_out(c);
-    if (received < 0) ipcc_pause(c->channel, false);
+    // The next round's poll waits for the rest of what has begun to come.
+    if (received < 0 && !moved) ipcc_pause(c->channel, false);
   }
 }
 

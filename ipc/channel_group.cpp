@@ -7,11 +7,14 @@
 #include "xp/object/ref.h"
 #include "xp/service/traversal.h"
 
+#include <errno.h>
+#include <poll.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
+#include <span>
 #include <utility>
 
 // Groups: polling the members of an endpoint and serving the one that is ready.
@@ -43,21 +46,58 @@ ipc_com *next_member(xp_obj *traversal, xp::ref *member) {
   return xp::as<ipc_com>(member->get());
 }
 
-// What is to be watched: a member that is sending for writing, any other for reading. The number of
-// descriptors to look at.
-int watch(ipc_group *g) {
+// What is watched in one poll: the group's sets and, as long as they are few, a list, with which the kernel
+// is done sooner.
+struct watched {
+  static constexpr int few = 16;
+  int beyond;  // the highest descriptor and 1
+  int count;   // descriptors; the list has all of them when they are few
+  pollfd list[few];
+};
+
+void add(ipc_group *g, watched *w, int descriptor, bool write) {
+  FD_SET(descriptor, write ? &g->write_ready : &g->read_ready);
+  w->beyond = std::max(w->beyond, descriptor + 1);
+  if (w->count < watched::few) {
+    w->list[w->count] = {
+        .fd = descriptor, .events = static_cast<short>(write ? POLLOUT : POLLIN), .revents = 0};
+  }
+  ++w->count;
+}
+
+// What is to be watched: a member that is sending for writing, any other for reading.
+void watch(ipc_group *g, watched *w) {
+  w->beyond = w->count = 0;
   FD_ZERO(&g->read_ready);
   FD_ZERO(&g->write_ready);
-  FD_SET(g->wake, &g->read_ready);
-  int highest = g->wake;
+  add(g, w, g->wake, false);
   xp_trav_reset(g->scan);
   xp::ref held;
   while (const ipc_com *member = next_member(g->scan, &held)) {
-    if (!ipcc_pollable(member->descriptor)) continue;
-    FD_SET(member->descriptor, member->pending != nullptr ? &g->write_ready : &g->read_ready);
-    highest = std::max(highest, member->descriptor);
+    if (ipcc_pollable(member->descriptor)) add(g, w, member->descriptor, member->pending != nullptr);
   }
-  return highest + 1;
+}
+
+// Waits for `wait` ms with the list. The number of ready descriptors, which the sets then hold; a failure
+// leaves the sets as they were.
+int poll_list(ipc_group *g, std::span<pollfd> list, int32_t wait) {
+  const timespec limit = {.tv_sec = wait / 1000, .tv_nsec = wait % 1000 * 1000000L};
+  int ready = ppoll(list.data(), list.size(), wait < 0 ? nullptr : &limit, nullptr);
+  if (ready < 0) return ready;
+  for (const pollfd &p : list) {
+    if (p.revents == 0) FD_CLR(p.fd, p.events == POLLOUT ? &g->write_ready : &g->read_ready);
+  }
+  return ready;
+}
+
+int wait_for(ipc_group *g, watched *w, int32_t wait) {
+  if (w->count <= watched::few) {
+    int ready = poll_list(g, std::span(w->list, static_cast<size_t>(w->count)), wait);
+    // A list that is longer than the process may have descriptors now is refused; the sets are not.
+    if (ready >= 0 || errno != EINVAL) return ready;
+  }
+  timeval limit = {.tv_sec = wait / 1000, .tv_usec = wait % 1000 * 1000L};
+  return select(w->beyond, &g->read_ready, &g->write_ready, nullptr, wait < 0 ? nullptr : &limit);
 }
 
 // Takes a member's readiness; a descriptor that is closed and opened again in the same walk is not ready.
@@ -81,7 +121,7 @@ bool is_gone(int32_t result) {
 
 // Serves one member as far as it is ready. `last` is the walk's result so far and what a member that is not
 // ready answers; `drop` says that the member has to leave.
-int32_t serve(ipc_group *g, ipc_com *member, xp_obj *b, int32_t last, bool *drop) {
+int32_t serve(ipc_group *g, ipc_com *member, ipcc_place *place, int32_t last, bool *drop) {
   *drop = false;
   // A send that began or ended since the poll changes what the member is to be watched for.
   if (member->pending != nullptr) {
@@ -93,20 +133,20 @@ int32_t serve(ipc_group *g, ipc_com *member, xp_obj *b, int32_t last, bool *drop
   }
   if (!take_ready(g, member, &g->read_ready)) return last;
   if (member->listener != 0) return accept_member(g, member);
-  int32_t result = ipcc_member_recv(member, b);
+  int32_t result = ipcc_member_recv(member, place);
   *drop = is_gone(result);
   return *drop ? 0 : result;
 }
 
 // Serves what is ready from the cursor on. The first whole message ends the walk, and the next one goes on
 // behind its member.
-int32_t walk(ipc_group *g, xp_obj *b, xp_obj **from) {
+int32_t walk(ipc_group *g, ipcc_place *place, xp_obj **from) {
   int32_t result = IpcErrWouldBlock;
   xp::ref held;
   ipc_com *member = next_member(g->cursor, &held);
   while (member != nullptr) {
     bool drop;
-    result = serve(g, member, b, result, &drop);
+    result = serve(g, member, place, result, &drop);
     if (result > 0) {
       g->midway = 1;
       if (from != nullptr) *from = held.leak();
@@ -126,15 +166,15 @@ int32_t walk(ipc_group *g, xp_obj *b, xp_obj **from) {
 
 // One round over a group. What one poll found is served to its end before the next poll, so that many clients
 // at work share its cost.
-int32_t group_recv(ipc_group *g, xp_obj *b, xp_obj **from) {
+int32_t group_recv(ipc_group *g, ipcc_place *place, xp_obj **from) {
   int32_t result = IpcErrWouldBlock;
-  if (g->midway != 0 && g->left > 0) result = walk(g, b, from);
+  if (g->midway != 0 && g->left > 0) result = walk(g, place, from);
   if (result != IpcErrWouldBlock) return result;
   ipc_com_grp_poll(g);
   bool midway = g->midway != 0;
-  result = walk(g, b, from);
+  result = walk(g, place, from);
   // What is ready in front of the cursor.
-  return midway && result == IpcErrWouldBlock ? walk(g, b, from) : result;
+  return midway && result == IpcErrWouldBlock ? walk(g, place, from) : result;
 }
 
 }  // namespace
@@ -158,10 +198,9 @@ int32_t ipc_com_grp_poll(xp_obj *obj) {
   auto *g = xp::as<ipc_group>(obj);
   if (g == nullptr || !ipcc_pollable(g->wake)) return 0;
   g->left = 0;
-  int count = watch(g);
-  int32_t wait = wait_of(g).load(std::memory_order_relaxed);
-  timeval limit = {.tv_sec = wait / 1000, .tv_usec = wait % 1000 * 1000L};
-  int ready = select(count, &g->read_ready, &g->write_ready, nullptr, wait < 0 ? nullptr : &limit);
+  watched w;
+  watch(g, &w);
+  int ready = wait_for(g, &w, wait_of(g).load(std::memory_order_relaxed));
   if (ready < 0) {
     // The sets are as they were, with every member in them: nobody is known to be ready.
     FD_ZERO(&g->read_ready);
@@ -175,12 +214,18 @@ int32_t ipc_com_grp_poll(xp_obj *obj) {
 }
 
 int32_t ipc_com_recv(xp_obj *obj, xp_obj *b, xp_obj **from) {
+  ipcc_place place = {.buffer = b, .exchange = false, .moved = false};
+  return ipcc_recv(obj, &place, from);
+}
+
+int32_t ipcc_recv(xp_obj *obj, ipcc_place *place, xp_obj **from) {
+  place->moved = false;
   if (from != nullptr) *from = nullptr;
   auto *c = xp::as<ipc_com>(obj);
   if (c == nullptr) return IpcErrBadState;
-  if (auto *g = xp::as<ipc_group>(c->group)) return group_recv(g, b, from);
+  if (auto *g = xp::as<ipc_group>(c->group)) return group_recv(g, place, from);
   if (from != nullptr) *from = xp_retain(c);
-  return ipcc_member_recv(c, b);
+  return ipcc_member_recv(c, place);
 }
 
 void ipc_com_set_msecs(xp_obj *obj, int32_t msecs) {

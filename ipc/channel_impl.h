@@ -14,6 +14,16 @@ enum class ipcc_retry {
   never,  // our own descriptors are at their end
 };
 
+// Where a received message goes.
+struct ipcc_place {
+  xp_obj *buffer;  // the caller's reference
+  bool exchange;   // in: a large message may come in another standard buffer, for which `buffer` was given
+  bool moved;      // out: bytes came in, though perhaps no whole message
+};
+
+// ipc_com_recv that may exchange the buffer and tells more.
+int32_t ipcc_recv(xp_obj *c, ipcc_place *place, xp_obj **from);
+
 // ipc_com_connect that tells more.
 int32_t ipcc_connect(xp_obj *c, uint32_t code, uint32_t session, ipcc_retry *retry);
 

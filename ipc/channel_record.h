@@ -3,6 +3,7 @@
 #ifndef IPC_CHANNEL_RECORD_H
 #define IPC_CHANNEL_RECORD_H
 
+#include "ipc/channel_impl.h"
 #include "ipc/socket_file.h"
 #include "xp/object/type.h"
 
@@ -35,7 +36,7 @@ struct ipc_group : xp_obj {
 };
 
 // One receive on a member that is ready.
-int32_t ipcc_member_recv(ipc_com *member, xp_obj *b);
+int32_t ipcc_member_recv(ipc_com *member, ipcc_place *place);
 
 // One write of a member's pending buffer.
 int32_t ipcc_member_try_send(ipc_com *member);

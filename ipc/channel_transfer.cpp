@@ -24,6 +24,10 @@ namespace {
 
 constexpr int64_t header = XP_NTLD_HEADER;
 
+// Messages up to this size are copied to whom they are for. An exchange would cost less, but it moves pages
+// that were touched from one buffer to the other: members that only ever receive little keep their own.
+constexpr int64_t most_copied = 16384;
+
 // write() to a descriptor that is no socket, without the signal that kills a process whose reader has gone.
 ssize_t write_without_signal(int descriptor, const uint8_t *bytes, size_t length) {
   sigset_t pipe, old, waiting;
@@ -71,16 +75,21 @@ int32_t read_some(ipc_com *c, int64_t wanted) {
 }
 
 // Hands a whole message over and empties the receive buffer.
-int32_t deliver(ipc_com *c, xp_obj *b, int64_t total) {
-  bool fits = ipc_mbuf_getmax(b) >= total;
-  if (fits) ipc_mbuf_set(b, ipc_mbuf_getptr(c->receive), total);
+int32_t deliver(ipc_com *c, ipcc_place *place, int64_t total) {
+  bool fits = ipc_mbuf_getmax(place->buffer) >= total;
+  bool exchange = place->exchange && ipc_mbuf_getmax(place->buffer) == IPC_MBUF_STANDARD_CAPACITY;
+  if (exchange && total > most_copied) {
+    std::swap(c->receive, place->buffer);
+  } else if (fits) {
+    ipc_mbuf_set(place->buffer, ipc_mbuf_getptr(c->receive), total);
+  }
   ipc_mbuf_setlen(c->receive, 0);
   return fits ? static_cast<int32_t>(total) : IpcErrNoMemory;
 }
 
 }  // namespace
 
-int32_t ipcc_member_recv(ipc_com *c, xp_obj *b) {
+int32_t ipcc_member_recv(ipc_com *c, ipcc_place *place) {
   if (c->receive == nullptr) c->receive = ipc_mbuf_alloc(IPC_MBUF_STANDARD);
   if (c->receive == nullptr) return IpcErrNoMemory;
   if (ipc_mbuf_getlen(c->receive) < header) {
@@ -89,6 +98,7 @@ int32_t ipcc_member_recv(ipc_com *c, xp_obj *b) {
     // for the rest alone would make such pairs pass here while every other end of this protocol drops them.
     int32_t count = read_some(c, header);
     if (count < 0) return count;
+    place->moved = true;
     if (ipc_mbuf_getlen(c->receive) < header) return IpcErrWouldBlock;
   }
   int64_t held = ipc_mbuf_getlen(c->receive);
@@ -97,9 +107,10 @@ int32_t ipcc_member_recv(ipc_com *c, xp_obj *b) {
   if (held < total) {
     int32_t count = read_some(c, total - held);
     if (count < 0) return count;
+    place->moved = true;
     if (held + count < total) return IpcErrWouldBlock;
   }
-  return deliver(c, b, total);
+  return deliver(c, place, total);
 }
 
 int32_t ipcc_member_try_send(ipc_com *c) {

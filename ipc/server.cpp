@@ -1,4 +1,5 @@
 #include "ipc/channel.h"
+#include "ipc/channel_impl.h"
 #include "ipc/clock.h"
 #include "ipc/connection.h"
 #include "ipc/connection_record.h"
@@ -40,7 +41,9 @@ int32_t serve_round(ipc_conn *c, xp_obj *channel) {
   if (c->buffer == nullptr) c->buffer = ipc_mbuf_alloc(IPC_MBUF_STANDARD);
   if (c->buffer == nullptr) return IpcErrNoMemory;
   xp_obj *from = nullptr;
-  int32_t received = ipc_com_recv(channel, c->buffer, &from);
+  ipcc_place place = {.buffer = c->buffer, .exchange = true, .moved = false};
+  int32_t received = ipcc_recv(channel, &place, &from);
+  c->buffer = place.buffer;
   xp::ref member = xp::ref::adopt(from);
   if (received < 1) return received;
   xp::ref request = xp::ref::adopt(ipc_msg_alloc(0));

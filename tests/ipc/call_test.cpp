@@ -101,6 +101,29 @@ TEST_F(call_test, what_is_skipped_and_what_poisons) {
   }
 }
 
+// Large replies come in the buffer in which they were put together, unless somebody else holds the reply's.
+TEST_F(call_test, replies_of_all_sizes_whole_and_in_pieces) {
+  ipc_settimeout(client_.get(), 5000);
+  std::minstd_rand random(16);
+  for (uint32_t number = 0; number < 200; ++number) {
+    const size_t size = random() % (number % 4 == 0 ? 266000 : 40000), cut = random() % (size + 100);
+    const std::string text(size, static_cast<char>('a' + number % 26));
+    const std::string bytes = reply_bytes(number, record("text", "text", text));
+    const xp::ref held = xp::ref::adopt(random() % 2 == 0 ? ipc_msg_mem(reply_.get()) : nullptr);
+    const uint8_t *const before = ipc_msg_buf(reply_.get());
+    std::thread peer([&] {
+      wire_->read_message();
+      wire_->write(bytes.substr(0, cut));
+      if (number % 3 == 0) ipc_sleep(1);
+      wire_->write(bytes.substr(cut));
+    });
+    ASSERT_EQ(call(), 0) << number;
+    peer.join();
+    ASSERT_TRUE(text_in(reply_.get()) == text) << number << " of " << size;
+    EXPECT_EQ(ipc_msg_buf(reply_.get()) != before, bytes.size() > 16384 && !held) << "not copied";
+  }
+}
+
 TEST_F(call_test, a_deadline_discards_half_a_reply) {
   wire_->write(numbered(0, 7).substr(0, 50));
   const uint32_t start = ipc_time_msecs();

@@ -17,7 +17,7 @@ enum class calls {
   open,
   poll,
   read,
-  select,
+  select,  // and ppoll: the two waits of a group
   send,
   socket,
   socketpair,
