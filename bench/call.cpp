@@ -12,6 +12,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 
 namespace bench {
@@ -29,8 +30,11 @@ void ready(const std::string &place) {
 
 namespace {
 
-constexpr const way *ways[] = {&call_ours,        &call_sd_bus, &call_socket,
-                               &call_dbus_daemon, &call_gdbus,  &call_capnp};
+constexpr const way *ways[] = {&call_ours,  &call_sd_bus, &call_socket, &call_dbus_daemon,
+                               &call_gdbus, &call_capnp,  &call_port,   &call_packet};
+
+// The most bytes that a message port takes back: 65,536 with its header and the records around them.
+constexpr size_t port_room = 65536 - 28 - 12 - 16 - 4 * 16 - 12 - 12;
 
 // The server's process and its directory.
 class server {
@@ -42,7 +46,8 @@ public:
     need(process_ >= 0, "fork");
     if (process_ == 0) {
       prctl(PR_SET_PDEATHSIG, SIGKILL);
-      execl("/proc/self/exe", "corvane_bench_call", "--serve", w.name, place_.c_str(), nullptr);
+      const std::string number = std::to_string(std::find(std::begin(ways), std::end(ways), &w) - ways);
+      execl("/proc/self/exe", "corvane_bench_call", "--serve", number.c_str(), place_.c_str(), nullptr);
       _exit(1);
     }
     std::string ready = place_ + ".ready";
@@ -101,25 +106,24 @@ void add_rows() {
     void (*work)(benchmark::State &state, size_t size);
     size_t size;
     int clients;
+    bool packets;
   } rows[] = {
-      {"call 200 B, kept", kept<w>, 200, 1},
-      {"call 64 KB, kept", kept<w>, 65536, 1},
-      {"call 200 B, connecting", connecting<w>, 200, 1},
-      {"call 64 KB, connecting", connecting<w>, 65536, 1},
-      {"call 200 B, kept, 8 clients", kept<w>, 200, 8},
-      {"call 200 B, connecting, 8 clients", connecting<w>, 200, 8},
+      {"call 200 B, kept", kept<w>, 200, 1, false},
+      {"call 64 KB, kept", kept<w>, 65536, 1, false},
+      {"call 200 B, connecting", connecting<w>, 200, 1, false},
+      {"call 64 KB, connecting", connecting<w>, 65536, 1, false},
+      {"call 200 B, kept, 8 clients", kept<w>, 200, 8, false},
+      {"call 200 B, connecting, 8 clients", connecting<w>, 200, 8, false},
+      {"port call 200 B, kept", kept<w>, 200, 1, true},
+      {"port call 65,392 B, kept", kept<w>, port_room, 1, true},
+      {"port call 200 B, connecting", connecting<w>, 200, 1, true},
   };
   for (const auto &row : rows) {
+    if (row.packets != w.packets) continue;
     std::string name = std::string(row.row) + "/" + w.name;
     auto *b = benchmark::RegisterBenchmark(name.c_str(),
                                            [row](benchmark::State &state) { row.work(state, row.size); });
     b->Setup(start<w>)->UseRealTime()->Threads(row.clients);
-  }
-}
-
-void serve(const char *name, const char *place) {
-  for (const way *w : ways) {
-    if (strcmp(w->name, name) == 0) w->serve(place);
   }
 }
 
@@ -128,7 +132,7 @@ void serve(const char *name, const char *place) {
 
 int main(int argc, char **argv) {
   if (argc == 4 && strcmp(argv[1], "--serve") == 0) {
-    bench::serve(argv[2], argv[3]);
+    bench::ways[std::stoul(argv[2])]->serve(argv[3]);
     return 1;
   }
   signal(SIGPIPE, SIG_IGN);
@@ -138,6 +142,8 @@ int main(int argc, char **argv) {
   bench::add_rows<bench::call_dbus_daemon>();
   bench::add_rows<bench::call_gdbus>();
   bench::add_rows<bench::call_capnp>();
+  bench::add_rows<bench::call_port>();
+  bench::add_rows<bench::call_packet>();
   benchmark::Initialize(&argc, argv);
   benchmark::RunSpecifiedBenchmarks();
   bench::running = nullptr;

@@ -32,6 +32,7 @@ struct way {
   const char *name;
   void (*serve)(const std::string &place);  // in a process of its own, until that is ended
   std::unique_ptr<caller> (*connect)(const std::string &place);
+  bool packets = false;  // one packet to and one fro: rows of their own
 };
 
 extern const way call_ours;
@@ -40,6 +41,8 @@ extern const way call_sd_bus;
 extern const way call_dbus_daemon;
 extern const way call_gdbus;
 extern const way call_capnp;
+extern const way call_port;
+extern const way call_packet;
 
 }  // namespace bench
 

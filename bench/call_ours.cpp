@@ -2,9 +2,11 @@
 #include "ipc/connection.h"
 #include "ipc/message.h"
 #include "ipc/session.h"
+#include "standin/service.h"
 #include "xp/object/ref.h"
 
 #include <signal.h>
+#include <stdlib.h>
 
 #include <functional>
 
@@ -29,23 +31,47 @@ int32_t answer(xp_obj *request, xp_obj *reply, uint32_t /*ptyp*/, uint32_t /*pti
   return 0;
 }
 
-void serve(const std::string &place) {
+// Threads that are started behind this leave the signal that ends the server to wait_for_end.
+sigset_t hold_end() {
   sigset_t end;
   sigemptyset(&end);
   sigaddset(&end, SIGTERM);
   pthread_sigmask(SIG_BLOCK, &end, nullptr);
-  xp::ref server = xp::ref::adopt(ipc_alloc(endpoint, session_of(place)));
-  bench::need(ipc_receive(server.get(), answer, nullptr, IPC_MODE_THREAD, limit) == 0, "ipc_receive");
+  return end;
+}
+
+void wait_for_end(const std::string &place, const sigset_t &end) {
   bench::ready(place);
   int signal;
   sigwait(&end, &signal);
 }
 
+void serve(const std::string &place) {
+  const sigset_t end = hold_end();
+  xp::ref server = xp::ref::adopt(ipc_alloc(endpoint, session_of(place)));
+  bench::need(ipc_receive(server.get(), answer, nullptr, IPC_MODE_THREAD, limit) == 0, "ipc_receive");
+  wait_for_end(place, end);
+}
+
+// Message services lie below the private root of a run.
+void use_root_of(const std::string &place) {
+  setenv("CORVANE_ROOT", (place + ".root").c_str(), 1);
+}
+
+void serve_port(const std::string &place) {
+  const sigset_t end = hold_end();
+  use_root_of(place);
+  standin_service service(session_of(place), answer, nullptr);
+  bench::need(service.start().empty(), "standin_service");
+  wait_for_end(place, end);
+}
+
 class client : public bench::caller {
 public:
-  explicit client(const std::string &place)
+  using connector = int32_t (*)(xp_obj *c, uint32_t code, uint32_t ignored, int32_t msecs);
+  client(const std::string &place, connector connect)
       : connection_(xp::ref::adopt(ipc_alloc(xp_code("clnt"), session_of(place)))) {
-    bench::need(ipc_connect(connection_.get(), endpoint, 0, limit) == 0, "ipc_connect");
+    bench::need(connect(connection_.get(), endpoint, 0, limit) == 0, "connecting");
   }
   void call(const std::string &bytes) override {
     xp::ref request = xp::ref::adopt(ipc_msg_alloc(echo));
@@ -68,5 +94,12 @@ private:
 
 const bench::way bench::call_ours = {
     .name = "ours", .serve = serve, .connect = [](const std::string &place) -> std::unique_ptr<caller> {
-      return std::make_unique<client>(place);
+      return std::make_unique<client>(place, ipc_connect);
     }};
+const bench::way bench::call_port = {.name = "ours",
+                                     .serve = serve_port,
+                                     .connect = [](const std::string &place) -> std::unique_ptr<caller> {
+                                       use_root_of(place);
+                                       return std::make_unique<client>(place, ipc_connect_mach);
+                                     },
+                                     .packets = true};

@@ -1,5 +1,5 @@
-// The floor: bytes to and fro over a blocking socket, with nothing around them. The first four bytes of a
-// connection tell how long its messages are.
+// The floor: bytes to and fro over a blocking socket, a stream's or one of packets, with nothing around them.
+// The first four bytes of a connection tell how long its messages are.
 
 #include "call.h"
 
@@ -20,8 +20,9 @@ sockaddr_un address_of(const std::string &place) {
   return address;
 }
 
+template <int type>
 int new_socket() {
-  int s = socket(AF_UNIX, SOCK_STREAM, 0);
+  int s = socket(AF_UNIX, type, 0);
   bench::need(s >= 0, "socket");
   return s;
 }
@@ -45,9 +46,10 @@ void serve_one(int s) {
   close(s);
 }
 
+template <int type>
 void serve(const std::string &place) {
   sockaddr_un address = address_of(place);
-  int listener = new_socket();
+  int listener = new_socket<type>();
   bench::need(bind(listener, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0, "bind");
   bench::need(listen(listener, SOMAXCONN) == 0, "listen");
   bench::ready(place);
@@ -55,9 +57,10 @@ void serve(const std::string &place) {
     std::thread(serve_one, accept(listener, nullptr, nullptr)).detach();
 }
 
+template <int type>
 class client : public bench::caller {
 public:
-  explicit client(const std::string &place) : socket_(new_socket()) {
+  explicit client(const std::string &place) : socket_(new_socket<type>()) {
     sockaddr_un address = address_of(place);
     bench::need(connect(socket_, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0, "connect");
   }
@@ -77,9 +80,14 @@ private:
   std::string bytes_;
 };
 
+template <int type>
+std::unique_ptr<bench::caller> connect_to(const std::string &place) {
+  return std::make_unique<client<type>>(place);
+}
+
 }  // namespace
 
 const bench::way bench::call_socket = {
-    .name = "socket", .serve = serve, .connect = [](const std::string &place) -> std::unique_ptr<caller> {
-      return std::make_unique<client>(place);
-    }};
+    .name = "socket", .serve = serve<SOCK_STREAM>, .connect = connect_to<SOCK_STREAM>};
+const bench::way bench::call_packet = {
+    .name = "socket", .serve = serve<SOCK_SEQPACKET>, .connect = connect_to<SOCK_SEQPACKET>, .packets = true};
