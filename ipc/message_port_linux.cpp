@@ -15,7 +15,8 @@
 
 #include <algorithm>
 
-// Message ports on Linux: a handle is a connected sequenced-packet socket.
+// Message ports on Linux: a handle is a connected sequenced-packet socket. It waits in one place alone, where
+// the reply is received; everything else asks not to wait.
 
 namespace {
 
@@ -56,7 +57,8 @@ ipc_port_found connect_socket(int socket, int file) {
   while (connect(socket, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0) {
     if (errno != EINTR) return found_by(errno);
   }
-  return ipc_service_peer_trusted(socket) ? IPC_PORT_FOUND : IPC_PORT_UNKNOWN;
+  if (!ipc_service_peer_trusted(socket)) return IPC_PORT_UNKNOWN;
+  return fcntl(socket, F_SETFL, 0) == 0 ? IPC_PORT_FOUND : IPC_PORT_FAILED;
 }
 
 ipc_port_found look_up(const char *service, uint32_t *port) {
@@ -92,9 +94,9 @@ void drop_late_replies(int socket) {
   }
 }
 
-// Waits until the socket is ready, for msecs ms or without limit (-1), or a signal arrives.
-void wait_ready(int socket, short events, int32_t msecs) {
-  pollfd waiting = {.fd = socket, .events = events, .revents = 0};
+// Waits until the socket can be written to, for msecs ms or without limit (-1), or a signal arrives.
+void wait_writable(int socket, int32_t msecs) {
+  pollfd waiting = {.fd = socket, .events = POLLOUT, .revents = 0};
   poll(&waiting, 1, msecs);
 }
 
@@ -109,7 +111,7 @@ int32_t left_of(uint32_t start, int32_t limit) {
 // the system's limit is lower than they are, they fail.
 int32_t send_packet(int socket, const uint8_t *packet, uint32_t size, int32_t msecs) {
   uint32_t start = ipc_time_msecs();
-  for (bool widened = false; send(socket, packet, size, MSG_NOSIGNAL) < 0;) {
+  for (bool widened = false; send(socket, packet, size, MSG_NOSIGNAL | MSG_DONTWAIT) < 0;) {
     if (errno == EMSGSIZE && !widened) {
       int room = static_cast<int>(size);  // the kernel doubles it for its own bookkeeping
       setsockopt(socket, SOL_SOCKET, SO_SNDBUF, &room, sizeof room);
@@ -118,7 +120,7 @@ int32_t send_packet(int socket, const uint8_t *packet, uint32_t size, int32_t ms
     }
     if (errno != EAGAIN && errno != EINTR) return ipc_errno_code(ipc_failed::transfer, errno);
     if (ipc_time_expired(start, msecs)) return IpcErrTimeout;
-    wait_ready(socket, POLLOUT, left_of(start, msecs));
+    wait_writable(socket, left_of(start, msecs));
   }
   return 0;
 }
@@ -128,10 +130,9 @@ int32_t send_packet(int socket, const uint8_t *packet, uint32_t size, int32_t ms
 int32_t receive_packet(int socket, uint8_t *packet) {
   ssize_t count;
   do {
-    wait_ready(socket, POLLIN, -1);
     // With the flag the count is the packet's own size, also when that is above the room.
     count = recv(socket, packet, IPC_PORT_MESSAGE_LIMIT, MSG_TRUNC);
-  } while (count < 0 && (errno == EAGAIN || errno == EINTR));
+  } while (count < 0 && errno == EINTR);
   if (count < 0) return ipc_errno_code(ipc_failed::transfer, errno);
   if (count == 0) return IpcErrNotConnected;
   if (count > ssize_t{IPC_PORT_MESSAGE_LIMIT}) return IpcErrNoMemory;
