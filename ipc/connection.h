@@ -60,6 +60,8 @@ int32_t ipc_connect_mach(xp_obj *c, uint32_t code, uint32_t ignored, int32_t mse
 int32_t ipc_check(int32_t session_spec, uint32_t code, uint32_t ignored, int32_t msecs);
 
 // Sends the request and waits for its reply. 0 means that the call ended, not that an answer is there.
+// IpcErrBadMessage, and nothing is sent, when the request cannot take the header records: it is full, or it
+// was packaged or sent before.
 // Deliberate: a server that dies while it is waited for gives 0 and an empty reply. Test the reply's content.
 // Deliberate: a call that ends after its deadline answers IpcErrTimeout although the server may have acted.
 // Never repeat a call whose request must not be done twice.

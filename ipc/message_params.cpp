@@ -57,7 +57,7 @@ int32_t code_of(int64_t fetched) {
 // Appends one record at top level or to the parameter block.
 int32_t add(xp_obj *obj, uint32_t name, uint32_t type, const void *data, uint32_t length, int32_t inblock) {
   auto *m = xp::as<ipc_msg>(obj);
-  if (m == nullptr || (inblock != 0) != (m->params_open != 0)) return IpcErrBadMessage;
+  if (m == nullptr || static_cast<uint32_t>(inblock) != m->params_open) return IpcErrBadMessage;
   // A finished message has nothing open: a record would land behind its end, where nobody reads.
   if (!xp_ntld_isopen(m->writer)) return IpcErrBadMessage;
   return xp_ntld_put(m->writer, name, type, length, data) == 0 ? IpcErrBadMessage : 0;

@@ -5,8 +5,8 @@
 
 #include <stdint.h>
 
-// Runs a helper program and returns the number it prints on descriptor 3; 0 when anything fails or the helper
-// has not printed and ended within `limit` ms.
+// Runs a helper program and returns the number it prints on descriptor 3; 0 when anything fails or nothing is
+// printed within `limit` ms. One that has not ended by then is ended; what it printed counts.
 uint32_t ipc_session_helper(const char *path, int32_t limit);
 
 // The number at the start of a text of `length` bytes; 0 when there is none or it does not fit.

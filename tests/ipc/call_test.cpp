@@ -197,8 +197,10 @@ TEST_F(call_test, requests_that_cannot_carry_their_header) {
     wire_->write(numbered(2, 7));
   });
   ipc_settimeout(client_.get(), 2000);
-  EXPECT_EQ(call(std::string(room, 'x')), 0);
+  xp::ref full = request_of(xp_code("APIC"), std::string(room, 'x'));
+  EXPECT_EQ(ipc_call(client_.get(), full.get(), reply_.get()), 0);
   peer.join();
+  EXPECT_EQ(ipc_call(client_.get(), full.get(), reply_.get()), IpcErrBadMessage) << "sent before";
 }
 
 TEST_F(call_test, states) {

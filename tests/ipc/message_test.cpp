@@ -160,7 +160,8 @@ TEST_F(message_test, building_states) {
   EXPECT_EQ(ipc_msg_start_params(p), 0);
   EXPECT_EQ(ipc_msg_start_params(p), IpcErrBadMessage);
   EXPECT_EQ(ipc_msg_set_content(p, "", 0), IpcErrBadMessage);
-  EXPECT_EQ(ipc_msg_set_param_ex(p, 1, 1, nullptr, 0, 0), IpcErrBadMessage);
+  for (const int32_t inblock : {0, 2, -1})
+    EXPECT_EQ(ipc_msg_set_param_ex(p, 1, 1, nullptr, 0, inblock), IpcErrBadMessage);
   EXPECT_EQ(ipc_msg_set_param_ex(p, xp_code("aaaa"), xp_code("data"), nullptr, 0, 1), 0);
   // Packaging closes both levels; nothing can be added behind the end.
   EXPECT_EQ(ipc_msg_package(p), 0);
