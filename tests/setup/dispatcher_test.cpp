@@ -14,8 +14,9 @@
 
 // The test program is linked with pthread_create wrapped: threads can be made to fail.
 namespace {
-std::atomic<bool> no_threads = false;
-}
+constexpr int unlimited = 1 << 30;
+std::atomic<int> threads_left = unlimited;
+}  // namespace
 extern "C" {
 int __real_pthread_create(pthread_t *thread, const pthread_attr_t *attributes, void *(*entry)(void *),
                           void *argument);
@@ -23,7 +24,7 @@ int __wrap_pthread_create(pthread_t *thread, const pthread_attr_t *attributes, v
                           void *argument);
 int __wrap_pthread_create(pthread_t *thread, const pthread_attr_t *attributes, void *(*entry)(void *),
                           void *argument) {
-  return no_threads ? EAGAIN : __real_pthread_create(thread, attributes, entry, argument);
+  return threads_left-- <= 0 ? EAGAIN : __real_pthread_create(thread, attributes, entry, argument);
 }
 }
 
@@ -40,7 +41,7 @@ protected:
   static std::vector<xp::ref> raise_all(int count, const words &methods) {
     std::vector<xp::ref> requests;
     for (size_t i = 0; i < static_cast<size_t>(count); ++i) {
-      requests.push_back(parse_json(R"({"method":")" + methods[i % methods.size()] + R"(","id":1})"));
+      requests.push_back(tree(R"({"method":")" + methods[i % methods.size()] + R"(","id":1})"));
       EXPECT_EQ(raise(XP_WEBVIEW_REQUEST, requests.back().get()), 1);
     }
     return requests;
@@ -74,16 +75,18 @@ TEST_F(dispatcher, requests_run_at_the_same_time_on_threads_of_their_own) {
     EXPECT_EQ(awaited(request), connected);
 }
 
-TEST_F(dispatcher, a_request_runs_inline_when_no_thread_can_be_made) {
-  no_threads = true;
-  const std::vector<xp::ref> requests = raise_all(1, {"ensure-logon"});
-  no_threads = false;
-  EXPECT_EQ(xp_refs(requests[0].get()), 1) << "answered before the callback returned";
-  EXPECT_EQ(result_of(requests[0].get()), connected);
+TEST_F(dispatcher, a_thousand_requests_are_answered_by_ten_threads_and_inline) {
+  threads_left = 10;
+  const std::vector<xp::ref> requests = raise_all(1000, {"ensure-logon"});
+  threads_left = unlimited;
+  for (size_t i = 10; i < requests.size(); ++i)
+    EXPECT_EQ(xp_refs(requests[i].get()), 1) << "answered before the callback returned";
+  for (const xp::ref &request : requests)
+    EXPECT_EQ(awaited(request), connected);
 }
 
 TEST_F(dispatcher, what_is_no_request_is_left_to_the_wrapper) {
-  const xp::ref list = parse_json("[1]"), request = parse_json(R"({"method":"ensure-logon"})");
+  const xp::ref list = tree("[1]"), request = tree(R"({"method":"ensure-logon"})");
   EXPECT_EQ(raise(XP_WEBVIEW_REQUEST, nullptr), 0);
   EXPECT_EQ(raise(XP_WEBVIEW_REQUEST, list.get()), 0);
   for (const uint32_t event : {0U, 10U, 20U, 23U, 30U, 39U, 41U})
