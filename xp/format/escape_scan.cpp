@@ -32,19 +32,15 @@ uint32_t hits_of(const char *at) {
   return static_cast<uint32_t>(_mm_movemask_epi8(hits));
 }
 
-// For at least a block. The last block may overlap the one before.
+// For at least a block. The last block may overlap the one before, of which no byte needs a look.
 template <xpf_mode How>
 const char *pass_blocks(const char *at, const char *end, char *to) {
   const char *const last = end - block_size;
-  // How many bytes of the block at `at` have been passed already.
-  int64_t passed = 0;
   for (;;) {
     if (to != nullptr) memcpy(to, at, block_size);
-    const uint32_t hits = hits_of<How>(at) >> passed;
-    if (hits != 0) return at + passed + std::countr_zero(hits);
+    if (const uint32_t hits = hits_of<How>(at)) return at + std::countr_zero(hits);
     if (at == last) return end;
     const int64_t step = std::min<int64_t>(block_size, last - at);
-    passed = block_size - step;
     at += step;
     if (to != nullptr) to += step;
   }

@@ -4,30 +4,25 @@
 
 #include "print.h"
 #include "tests/support/leak_check.h"
+#include "tests/support/objects.h"
 #include "xp/object/boolean.h"
-#include "xp/object/number.h"
-#include "xp/object/ref.h"
 #include "xp/service/data.h"
-#include "xp/string/string.h"
 
 #include <limits.h>
 
 #include <algorithm>
 #include <string_view>
-#include <tuple>
-#include <utility>
 
 namespace {
 
 class format : public leak_check {};
 
 TEST_F(format, text_characters_and_codes) {
-  EXPECT_EQ(print(""), "");
   EXPECT_EQ(print("100%% of %s%", "it"), "100% of it");
-  EXPECT_EQ(print("%s|%5s|%-5s|%.2s|%05s", "abc", "abc", "abc", "abc", "abc"), "abc|  abc|abc  |ab|  abc");
+  EXPECT_EQ(print("%s|%5s|%-5s|%.2s|%05s|%.s|%.0s", "abc", "abc", "abc", "abc", "abc", "abc", "abc"),
+            "abc|  abc|abc  |ab|  abc||");
   EXPECT_EQ(print("%s|%3s|%-3s|", nullptr, nullptr, nullptr), "|   |   |");
   EXPECT_EQ(print("%.*s|%.*s|%*s|%*s|", 2, "abc", -2, "abc", 5, "abc", -5, "abc"), "ab|abc|  abc|abc  |");
-  EXPECT_EQ(print("%.s|%.0s|", "abc", "abc"), "||");
   EXPECT_EQ(print("%c%c%c|%3c|", 'a', 0, 'b', 'c'), "ab|  c|");
   EXPECT_EQ(print("%T|%T|%T|%d{T}|%6T", xp_code("dict"), 0, xp_code("ab"), xp_code("list"), xp_code("wxyz")),
             "dict||ab|list|  wxyz");
@@ -52,29 +47,18 @@ TEST_F(format, wide_text) {
   EXPECT_EQ(print("%ls|%5ls|%ls", u"a\u00e9\u20ac\U0001F600", u"\u00e9", nullptr),
             "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80|   \xC3\xA9|");
   EXPECT_EQ(print("%lS|%lc|%lc|", 1, u"\u00e9xyz", 0x20AC, 0), "\xC3\xA9|\xE2\x82\xAC||");
-  const char16_t lone[] = {0xD800, 'a', 0xDC00, 'b', 0xD83D, 0};
-  EXPECT_EQ(print("%ls", lone),
-            "\xEF\xBF\xBD"
-            "a\xEF\xBF\xBD"
-            "b\xEF\xBF\xBD");
-  EXPECT_EQ(print("%ls{:^}", u"\u00e9a\n"),
-            "\xC3\xA9"
-            "A\n");
-  std::u16string long_text(1000, u'\u20ac');
-  EXPECT_EQ(print("%ls", long_text.c_str()).size(), 3000u);
+  const char16_t lone[] = {0xD800, '|', 0xDC00, 0xDC00, 0xD83D, 0};
+  EXPECT_EQ(print("%ls", lone), "\xEF\xBF\xBD|\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD");
+  EXPECT_EQ(print("%ls{:^}", u"\u00e9z\n"), "\xC3\xA9Z\n");
+  EXPECT_EQ(print("%ls", std::u16string(1000, u'\u20ac').c_str()).size(), 3000u);
 }
 
-TEST_F(format, pointers) {
+TEST_F(format, pointers_and_objects) {
   void *const beef = reinterpret_cast<void *>(0xBEEF);
-  EXPECT_EQ(print("%p|%p|%6p|%-6p|%.0p", beef, nullptr, nullptr, nullptr, nullptr),
-            "0xbeef|0|     0|0     |0");
-  EXPECT_EQ(print("%10p|%010p|%p{q}", beef, beef, beef), "    0xbeef|0x0000beef|0xbeef");
-}
-
-TEST_F(format, objects) {
-  xp::ref s = xp::ref::adopt(xp_str_new("a\"\xC3\xA9"));
-  xp::ref n = xp::ref::adopt(xp_number_new(-75));
-  xp::ref b = xp::ref::adopt(xp_boolean_new(1));
+  EXPECT_EQ(print("%p|%10p|%010p|%p{q}|%p|%6p|%-6p|%.0p", beef, beef, beef, beef, nullptr, nullptr, nullptr,
+                  nullptr),
+            "0xbeef|    0xbeef|0x0000beef|0xbeef|0|     0|0     |0");
+  const xp::ref s = str("a\"\xC3\xA9"), n = num(-75), b = xp::ref::adopt(xp_boolean_new(1));
   EXPECT_EQ(print("%O|%p{O}|%O|%O|%O", s.get(), s.get(), n.get(), b.get(), nullptr),
             "a\"\xC3\xA9|a\"\xC3\xA9|-75|true|");
   EXPECT_EQ(print("%p{O:~}|%p{O:~^}|%6O|%-6O|%.1O", s.get(), s.get(), n.get(), n.get(), n.get()),
@@ -82,23 +66,27 @@ TEST_F(format, objects) {
   EXPECT_EQ(print("%O{:^}|%+O|%O{::none}|%O{::none}", b.get(), s.get(), nullptr, b.get()),
             "true|a%22%C3%A9|none|true");
   // Bytes that are no text of the object show where escapes or "-" ask for what it points to.
-  xp::ref d = xp::ref::adopt(xp_data_new("ab", 2));
+  const xp::ref d = xp::ref::adopt(xp_data_new("ab", 2)), large = str(std::string(3000, 'x'));
   EXPECT_EQ(print("%O|%4O|%-4O|%O{:~}", d.get(), d.get(), d.get(), d.get()), "|    |ab  |ab");
-  xp::ref large = xp::ref::adopt(xp_str_format("%3000s", "x"));
-  EXPECT_EQ(print("<%O>", large.get()).size(), 3002u);
-  EXPECT_EQ(print("<%O{:~}>", large.get()).size(), 3002u);
+  EXPECT_EQ(print("<%O%O{:~}%3001O", large.get(), large.get(), large.get()).size(), 9002u);
 }
 
 TEST_F(format, bytes) {
   const unsigned char bytes[] = {0x00, 0xAB, 0xFF, 0xFE, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 0xF0};
-  EXPECT_EQ(print("%H|%h|% H|%H|%h", 3, bytes, 3, bytes, 3, bytes, 0, bytes, -1, bytes),
-            "00ABFF|00abff|00 AB FF||");
+  EXPECT_EQ(print("%H|%h|% H|%+ H|%H|%h", 3, bytes, 3, bytes, 3, bytes, 2, bytes, 0, bytes, -1, bytes),
+            "00ABFF|00abff|00 AB FF|00AB||");
   EXPECT_EQ(print("%.*p{H}|%.2p{h}|%p{H}|%.*p{H}|%.*p{h}|", 2, bytes, bytes, bytes, -3, bytes, 4, nullptr),
             "00AB|00ab||||");
   EXPECT_EQ(print("%8H|%-8H|%H{:_}|%H", 2, bytes, 2, bytes, 2, bytes, 5, nullptr), "    00AB|00AB    |00ab|");
   EXPECT_EQ(
       print("%.*p{B}|%.*p{b}|%.4p{B}|%.*p{B}|%+.4p{B}", 3, bytes + 1, 4, bytes, bytes, -1, bytes, bytes),
       "q//+|AKv__g|AKv//g==||AKv%2F%2Fg%3D%3D");
+  // Longer than the pieces that they are made in.
+  const std::string many(399, 'a');
+  std::string dump, base64;
+  for (int i = 0; i < 133; ++i)
+    dump += "616161", base64 += "YWFh";
+  EXPECT_EQ(print("%.399p{H}|%.399p{B}", many.c_str(), many.c_str()), dump + "|" + base64);
   EXPECT_EQ(print("%p{U}|%p{U}|", bytes, nullptr), "00abfffe-0405-0607-0809-0a0b0c0d0ef0||");
 }
 
@@ -120,112 +108,84 @@ TEST_F(format, numbered_arguments) {
   EXPECT_EQ(print("%3$d %1$s %s %d", "a", "b", 7), "7 a b 7") << "unnumbered ones go on behind";
   EXPECT_EQ(print("%d %s %1$d", 5, "x"), "5 x 5");
   // Types of skipped arguments are learnt from the rest of the format.
-  EXPECT_EQ(print("%3$s %2$.1f %1$lld", 1LL << 40, 2.5, "z"), "z 2.5 1099511627776");
+  EXPECT_EQ(print("%3$s %2$.1f %1$lld %1$d", 1LL << 40 | 5, 2.5, "z"), "z 2.5 1099511627781 5");
   EXPECT_EQ(print("%2$*d|%1$s", "a", 4, 7), "   7|a") << "the width comes first";
   EXPECT_EQ(print("%4$d", 1, 2, 3, 4), "4");
   EXPECT_EQ(print("%33$d|%99999999999$s|%0$d", 8), "0||0") << "beyond every table";
 }
 
 TEST_F(format, widths_saturate) {
-  std::string_view huge = "%99999999999s";
-  EXPECT_EQ(xp_fmt_format(nullptr, 0, huge.data(), "x"), INT_MAX);
-  EXPECT_EQ(xp_fmt_format(nullptr, 0, "%*s", INT_MIN, "x"), INT_MAX);
-  EXPECT_EQ(xp_fmt_format(nullptr, 0, "%.99999999999d", -1), int64_t{INT_MAX} + 1);
-  EXPECT_EQ(xp_fmt_format(nullptr, 0, "%.*f|%.*e|%#.*g", INT_MAX, 1.5, INT_MAX, 1.5, INT_MAX, 1.5),
-            3 * int64_t{INT_MAX} + 2 + 6 + 1 + 2);
+  const std::string_view huge = "%99999999999s";
+  expect({xp_fmt_format(nullptr, 0, huge.data(), "x"), xp_fmt_format(nullptr, 0, "%*s", INT_MIN, "x"),
+          xp_fmt_format(nullptr, 0, "%.99999999999d", -1), xp_fmt_format(nullptr, 0, "%.*f", INT_MAX, 1.5),
+          xp_fmt_format(nullptr, 0, "%.*e", INT_MAX, 1.5), xp_fmt_format(nullptr, 0, "%#.*g", INT_MAX, 1.5)},
+         "2147483647 2147483647 2147483648 2147483649 2147483653 2147483648");
   char buffer[16];
-  EXPECT_EQ(xp_fmt_format(buffer, 8, "%999999999d", 5), 7);
-  EXPECT_STREQ(buffer, "       ");
+  expect({xp_fmt_format(buffer, 8, "%999999999d", 5), buffer}, "7        ");
 }
 
 TEST_F(format, buffers) {
-  char buffer[5];
-  EXPECT_EQ(xp_fmt_format(buffer, 5, "%s", "seven77"), 4);
-  EXPECT_STREQ(buffer, "seve");
-  EXPECT_EQ(xp_fmt_format(nullptr, 5, "%s", "seven77"), 7);
-  buffer[0] = '#';
-  EXPECT_EQ(xp_fmt_format(buffer, 0, "%s", "x"), 0);
-  EXPECT_EQ(xp_fmt_format(buffer, -5, "%s", "x"), 0);
-  EXPECT_EQ(buffer[0], '#');
+  char buffer[8] = "#";
+  expect({xp_fmt_format(buffer, 0, "%s", "x"), xp_fmt_format(buffer, -5, "%s", "x"),
+          xp_fmt_append(buffer, 0, 0, "x"), buffer, xp_fmt_format(nullptr, 5, "%s", "seven77"),
+          xp_fmt_format(buffer, 5, "%s", "seven77"), buffer, xp_fmt_format(buffer, 5, nullptr)},
+         "0 0 0 # 7 4 seve 0");
   // A full buffer ends the text: what would fit behind an escape that does not is not written.
-  EXPECT_EQ(xp_fmt_format(buffer, 4, "%s{:~}b", "aa\""), 2);
-  EXPECT_STREQ(buffer, "aa");
-  EXPECT_EQ(xp_fmt_format(buffer, 3, "a%sb", "\xE2\x82\xAC"), 1);
-  EXPECT_EQ(xp_fmt_format(buffer, 5, nullptr), 0);
-}
-
-TEST_F(format, append) {
-  char buffer[8] = {};
-  EXPECT_EQ(xp_fmt_append(buffer, 8, 0, "%d", 123), 3);
-  EXPECT_EQ(xp_fmt_append(buffer, 8, 3, "%s", "abcdef"), 7);
-  for (int64_t position : {7, 8, 100})
-    EXPECT_EQ(xp_fmt_append(buffer, 8, position, "x") + xp_fmt_appendtext(buffer, 8, position, "x", 1), 14);
-  EXPECT_EQ(xp_fmt_append(buffer, 0, 0, "x"), 0);
-  EXPECT_STREQ(buffer, "123abcd");
-  EXPECT_EQ(xp_fmt_append(nullptr, 0, 5, "%s", "abc") + xp_fmt_appendtext(nullptr, 0, 5, "abc", -1), 16);
-  EXPECT_EQ(xp_fmt_text(buffer, 8, "xyz", 2), 2);
-  EXPECT_EQ(xp_fmt_appendtext(buffer, 8, 2, "\xC3\xA9\xC3\xA9\xC3\xA9", -1), 6);
-  EXPECT_STREQ(buffer, "xy\xC3\xA9\xC3\xA9");
+  expect({xp_fmt_format(buffer, 4, "%s{:~}b", "aa\""), buffer,
+          xp_fmt_format(buffer, 3, "a%sb", "\xE2\x82\xAC"), buffer},
+         "2 aa 1 a");
+  expect(
+      {xp_fmt_append(buffer, 8, 0, "%d", 123), xp_fmt_append(buffer, 8, 3, "%s", "abcdef"),
+       xp_fmt_append(buffer, 8, 7, "x"), xp_fmt_append(buffer, 8, 8, "x"), xp_fmt_append(buffer, 8, 100, "x"),
+       xp_fmt_appendtext(buffer, 8, 7, "x", 1), xp_fmt_appendtext(buffer, 8, 8, "x", 1), buffer},
+      "3 7 7 7 7 7 7 123abcd");
+  expect({xp_fmt_append(nullptr, 0, 5, "%s", "abc"), xp_fmt_appendtext(nullptr, 0, 5, "abc", -1),
+          xp_fmt_text(nullptr, 0, "abc", -1), xp_fmt_text(buffer, 8, "xyz", 2),
+          xp_fmt_appendtext(buffer, 8, 2, "\xC3\xA9\xC3\xA9\xC3\xA9", -1), buffer},
+         "8 8 3 2 6 xy\xC3\xA9\xC3\xA9");
 }
 
 TEST_F(format, stream_reports_the_first_failure) {
-  struct failing {
-    int calls = 0;
-    static int64_t write(void *context, const char *, int64_t) {
-      return ++static_cast<failing *>(context)->calls == 2 ? -7 : 0;
-    }
-  } writer;
-  std::string piece(600, 'x');
-  EXPECT_EQ(
-      xp_fmt_stream(failing::write, &writer, "%s%s%s%s", piece.c_str(), piece.c_str(), piece.c_str(), "y"),
-      -7);
-  EXPECT_EQ(writer.calls, 2);
-  EXPECT_EQ(xp_fmt_stream(nullptr, nullptr, "x"), 0);
-  EXPECT_EQ(xp_fmt_stream(failing::write, &writer, "%3000d", 1), 3000);
-}
-
-TEST_F(format, stepping_by_lead_bytes_stays_inside) {
-  const std::tuple<const char *, int64_t, int64_t> rows[] = {{"a\xC3\xA9\xE2\x82\xAC", -1, 6},
-                                                             {"a\xC3\xA9\xE2\x82\xAC", 5, 3},
-                                                             {"a\xE2", 2, 1},
-                                                             {"abcdefgh\xFC", -1, 8},
-                                                             {"\xFC\x80\x80\x80\x80\x80z", -1, 7},
-                                                             {"\x80\x80", 2, 2},
-                                                             {nullptr, 4, 0}};
-  for (const auto &[text, length, expected] : rows) {
-    EXPECT_EQ(xp_fmt_validtext(text, length), expected);
-    if (length < 0) {
-      EXPECT_EQ(xp_fmt_validstring(text), expected);
-    }
-  }
+  const xp_writer fail_second = [](void *calls, const char *, int64_t) -> int64_t {
+    return ++*static_cast<int *>(calls) == 2 ? -7 : 0;
+  };
+  int calls = 0;
+  const std::string piece(600, 'x');
+  const char *x = piece.c_str();
+  expect({xp_fmt_stream(fail_second, &calls, "%s%s%s%s", x, x, x, "y"), calls,
+          xp_fmt_stream(fail_second, &calls, "%3000d", 1), xp_fmt_stream(nullptr, nullptr, "x")},
+         "-7 2 3000 0");
 }
 
 TEST_F(format, readers) {
-  const std::pair<const char *, int64_t> numbers[] = {{" \t\r\n42x", 42},
-                                                      {"+7", 7},
-                                                      {"--7", 0},
-                                                      {"", 0},
-                                                      {nullptr, 0},
-                                                      {"2147483648", 2147483648},
-                                                      {"-2147483649", -2147483649},
-                                                      {"9223372036854775807", INT64_MAX},
-                                                      {"9223372036854775808", INT64_MAX},
-                                                      {"-9223372036854775808", INT64_MIN},
-                                                      {"-99999999999999999999", INT64_MIN}};
-  for (const auto &[text, number] : numbers) {
-    EXPECT_EQ(xp_fmt_getquad(text, -1), number);
-    EXPECT_EQ(xp_fmt_getlong(text, -1), std::clamp<int64_t>(number, INT32_MIN, INT32_MAX));
+  // Steps by lead bytes stay inside of the text.
+  constexpr const char *text = "a\xC3\xA9\xE2\x82\xAC";
+  expect({xp_fmt_validtext(text, -1), xp_fmt_validtext(text, 5), xp_fmt_validtext("a\xE2", 2),
+          xp_fmt_validstring("abcdefgh\xFC"), xp_fmt_validstring("\xFC\x80\x80\x80\x80\x80z"),
+          xp_fmt_validtext("\x80\x80", 2), xp_fmt_validtext(nullptr, 4)},
+         "6 3 1 8 7 2 0");
+  const char *const texts[] = {" \t\r\n42x",
+                               "+7",
+                               "--7",
+                               "",
+                               nullptr,
+                               "2147483648",
+                               "-2147483649",
+                               "9223372036854775807",
+                               "9223372036854775808",
+                               "-9223372036854775808",
+                               "-99999999999999999999"};
+  const int64_t numbers[] = {42,          7,         0,         0,         0,        2147483648,
+                             -2147483649, INT64_MAX, INT64_MAX, INT64_MIN, INT64_MIN};
+  for (size_t i = 0; i < std::size(texts); ++i) {
+    EXPECT_EQ(xp_fmt_getquad(texts[i], -1), numbers[i]);
+    EXPECT_EQ(xp_fmt_getlong(texts[i], -1), std::clamp<int64_t>(numbers[i], INT32_MIN, INT32_MAX));
   }
   EXPECT_EQ(xp_fmt_getquad("-42", 2), -4);
-  const std::pair<const char *, uint32_t> tags[] = {{"dict", xp_code("dict")},
-                                                    {"no-t_xy", xp_code("notx")},
-                                                    {"-_-a", xp_code("a")},
-                                                    {"\xC3\xA9", 0xA9C3},
-                                                    {"", 0},
-                                                    {nullptr, 0}};
-  for (const auto &[text, code] : tags)
-    EXPECT_EQ(xp_fmt_gettag(text, -1), code);
-  EXPECT_EQ(xp_fmt_gettag("dictionary", 3), xp_code("dic"));
+  expect({print("%T", xp_fmt_gettag("dict", -1)), print("%T", xp_fmt_gettag("no-t_xy", -1)),
+          print("%T", xp_fmt_gettag("-_-a", -1)), print("%T", xp_fmt_gettag("dictionary", 3)),
+          xp_fmt_gettag("\xC3\xA9", -1), xp_fmt_gettag("", -1), xp_fmt_gettag(nullptr, 4)},
+         "dict notx a dic 43459 0 0");
 }
 
 }  // namespace

@@ -19,48 +19,35 @@ inline int64_t append_to_string(void *context, const char *bytes, int64_t length
   return length;
 }
 
-inline void check_short_buffers(const std::string &text, const char *format, va_list arguments) {
-  bool whole_characters = xp_str_txtvalid(text.data(), static_cast<int64_t>(text.size())) < 0;
-  for (size_t size = 1; size <= text.size() + 1 && size < 80; ++size) {
-    std::string buffer(size + 1, '\x7F');
-    va_list again;
-    va_copy(again, arguments);
-    auto written =
-        static_cast<size_t>(xp_fmt_vformat(buffer.data(), static_cast<int64_t>(size), format, again));
-    va_end(again);
-    ASSERT_LT(written, size);
-    EXPECT_EQ(buffer[written], '\0');
-    EXPECT_EQ(buffer[size], '\x7F') << "written behind the buffer of " << size;
-    EXPECT_EQ(buffer.substr(0, written), text.substr(0, written)) << "in a buffer of " << size;
-    if (whole_characters) {
-      EXPECT_LT(xp_str_txtvalid(buffer.data(), static_cast<int64_t>(written)), 0)
-          << "cut in a buffer of " << size;
-    }
-  }
-}
-
 inline std::string print(const char *format, ...) {
   va_list arguments, again;
   va_start(arguments, format);
-  va_copy(again, arguments);
-  auto length = static_cast<size_t>(xp_fmt_vformat(nullptr, 0, format, again));
-  va_end(again);
-
-  std::string text(length + 1, '\x7F');
-  va_copy(again, arguments);
-  EXPECT_EQ(xp_fmt_vformat(text.data(), static_cast<int64_t>(length) + 1, format, again),
-            static_cast<int64_t>(length));
-  va_end(again);
+  const auto fill = [&](char *buffer, size_t size) {
+    va_copy(again, arguments);
+    const int64_t written = xp_fmt_vformat(buffer, static_cast<int64_t>(size), format, again);
+    va_end(again);
+    return static_cast<size_t>(written);
+  };
+  const size_t length = fill(nullptr, 0);
+  std::string text(length + 1, '\x7F'), streamed;
+  EXPECT_EQ(fill(text.data(), length + 1), length);
   EXPECT_EQ(text.back(), '\0');
   text.pop_back();
-
-  std::string streamed;
   va_copy(again, arguments);
   EXPECT_EQ(xp_fmt_vstream(append_to_string, &streamed, format, again), static_cast<int64_t>(length));
   va_end(again);
   EXPECT_EQ(streamed, text);
 
-  check_short_buffers(text, format, arguments);
+  const bool is_utf8 = xp_str_txtvalid(text.data(), static_cast<int64_t>(length)) < 0;
+  for (size_t size = 1; size <= length + 1 && size < 80; ++size) {
+    std::string buffer(size + 1, '\x7F');
+    const size_t written = fill(buffer.data(), size);
+    EXPECT_EQ(buffer[size], '\x7F') << "written behind the buffer of " << size;
+    EXPECT_LT(written, size);
+    EXPECT_EQ(buffer.substr(0, written + 1), text.substr(0, written) + '\0') << "in a buffer of " << size;
+    EXPECT_TRUE(!is_utf8 || xp_str_txtvalid(buffer.data(), static_cast<int64_t>(written)) < 0)
+        << "cut in a buffer of " << size;
+  }
   va_end(arguments);
   return text;
 }

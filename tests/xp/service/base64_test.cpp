@@ -38,16 +38,6 @@ std::string decoded(const std::string &text, uint32_t flags) {
   return bytes;
 }
 
-TEST_F(base64_test, strict_decoding_takes_one_text_for_each_content) {
-  for (const char *text :
-       {"Z", "Zg", "Zg=", "Zg===", "Zm8", "Zm8==", "Zm9v=", "Zm9v====", "=",
-        "====", "Zg==Zg==", "Zh==", "Zm9=", "Zm 9v", "Zm9v\n", "Zm-v", "Z_==", "Zm9\xc3", "Zg=v"}) {
-    EXPECT_EQ(decoded(text, 0), "!") << text;
-  }
-  for (const char *text : {"Z", "Zg==", "Zg=", "Zh", "Zm9", "+A", "Z/", "Zg "})
-    EXPECT_EQ(decoded(text, XP_B64_URL), "!") << text;
-}
-
 TEST_F(base64_test, lenient_decoding_takes_what_people_write) {
   EXPECT_EQ(decoded(" Z g = \r\n= ", XP_B64_LENIENT), "f");
   EXPECT_EQ(decoded("Zm9v\n\tYmFy", XP_B64_LENIENT), "foobar");
@@ -62,16 +52,22 @@ TEST_F(base64_test, lenient_decoding_takes_what_people_write) {
   }
 }
 
-TEST_F(base64_test, round_trips) {
+TEST_F(base64_test, round_trips_and_one_text_for_each_content) {
   constexpr unsigned seed = 20261121;
   std::mt19937 random(seed);
   for (int i = 0; i < 5000; ++i) {
-    std::string bytes(random() % 200, 0);
+    std::string bytes(random() % (i % 2 == 0 ? 200 : 5), 0);
     for (char &c : bytes)
       c = static_cast<char>(random());
     for (uint32_t flags : {uint32_t{0}, uint32_t{XP_B64_URL}}) {
       std::string text = base64(bytes, flags);
       ASSERT_EQ(decoded(text, flags), bytes) << "seed " << seed;
+      // Of the texts near by only those that encoding makes are taken.
+      std::string other = text;
+      other.replace(random() % (text.size() + 1), random() % 3, random() % 3,
+                    "AQZg=-_+/ \n\xC3"[random() % 12]);
+      const std::string read = decoded(other, flags);
+      ASSERT_TRUE(read == "!" || base64(read, flags) == other) << other << ", seed " << seed;
       const auto width = static_cast<int64_t>(random() % 90) - 5;
       auto length = static_cast<int64_t>(bytes.size());
       std::string lines(static_cast<size_t>(xp_b64_lines(bytes.data(), length, flags, width, nullptr, 0)),
@@ -120,11 +116,11 @@ TEST_F(base64_test, short_buffers_take_whole_groups_of_text_and_any_bytes) {
 }
 
 TEST_F(base64_test, text_becomes_data) {
-  ref data = ref::adopt(xp_b64_data("Zm9vYmE=", -1, 0));
-  ASSERT_EQ(xp_data_length(data.get()), 5);
-  EXPECT_EQ(memcmp(xp_data_getptr(data.get()), "fooba", 5), 0);
-  EXPECT_EQ(xp_data_length(ref::adopt(xp_b64_data("", 0, 0)).get()), 0);
-  expect({xp_b64_data("Zm9vYmE", -1, 0), xp_b64_data(nullptr, 0, 0)}, "null null");
+  const ref data = ref::adopt(xp_b64_data("Zm9vYmE=", -1, 0)), empty = ref::adopt(xp_b64_data("", 0, 0));
+  const auto *bytes = static_cast<const char *>(xp_data_getptr(data.get()));
+  expect({xp_data_length(data.get()), std::string_view(bytes, 5), xp_data_length(empty.get()),
+          xp_b64_data("Zm9vYmE", -1, 0), xp_b64_data(nullptr, 0, 0)},
+         "5 fooba 0 null null");
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "xp/service/time.h"
 
 #include "tests/support/leak_check.h"
+#include "tests/support/objects.h"
 #include "tests/support/time_zone.h"
 #include "xp/object/number.h"
 #include "xp/object/record.h"
@@ -9,10 +10,10 @@
 #include "xp/service/date.h"
 #include "xp/string/string.h"
 
+#include <math.h>
 #include <string.h>
 #include <time.h>
 
-#include <limits>
 #include <random>
 #include <sstream>
 #include <string>
@@ -28,9 +29,13 @@ protected:
 };
 using date_test = time_test;
 
-std::string text_of(xp_obj *date) {
-  char buffer[64];
-  return {buffer, static_cast<size_t>(xp_textify(date, buffer, sizeof buffer))};
+ref date(int64_t seconds) {
+  return ref::adopt(xp_date_make(seconds));
+}
+
+// The milliseconds of a new date.
+int64_t ms(xp_obj *made) {
+  return xp_date_ms(ref::adopt(made).get());
 }
 
 TEST_F(time_test, parts_as_the_c_library_has_them_and_back) {
@@ -62,21 +67,18 @@ TEST_F(time_test, parts_as_the_c_library_has_them_and_back) {
 
 TEST_F(time_test, changes_of_the_clock) {
   zone_.set(middle_zone);
-  const std::pair<xp_time_parts, int64_t> cases[] = {
-      {{.year = 2026, .month = 3, .day = 29, .hour = 1, .minute = 59, .second = 59}, 1774745999},
-      {{.year = 2026, .month = 3, .day = 29, .hour = 2, .minute = 30}, 1774747800},  // never shown
-      {{.year = 2026, .month = 3, .day = 29, .hour = 3}, 1774746000},
-      {{.year = 2026, .month = 10, .day = 25, .hour = 2, .minute = 30}, 1792888200},  // shown twice
-      {{.year = 2026, .month = 10, .day = 25, .hour = 3}, 1792893600},
-      {{.year = 2026, .month = 12, .day = 31, .hour = 23, .minute = 59, .second = 60}, 1798758000},
-  };
-  for (const auto &[shown, expected] : cases) {
-    int64_t seconds = 0;
-    EXPECT_EQ(xp_time_fromlocal(&shown, &seconds), 0);
-    EXPECT_EQ(seconds, expected) << shown.month << " " << shown.hour;
+  // The second is left out, the fourth shown twice, the last a leap second.
+  for (const auto &[shown, seconds] :
+       pairs_of("2026-03-29T01:59:59>1774745999 2026-03-29T02:30>1774747800 2026-03-29T03:00>1774746000 "
+                "2026-10-25T02:30>1792888200 2026-10-25T03:00>1792893600 2026-12-31T23:59:60>1798758000")) {
+    xp_time_parts parts;
+    int64_t utc = 0, local = 0;
+    int32_t milliseconds = 0;
+    EXPECT_EQ(xp_time_parse(shown.c_str(), -1, &utc, &milliseconds), 0);
+    xp_time_utc(utc, &parts);
+    expect({xp_time_fromlocal(&parts, &local), local}, "0 " + seconds);
   }
-  EXPECT_EQ(xp_time_offset(1774745999), 3600);
-  EXPECT_EQ(xp_time_offset(1774746000), 7200);
+  expect({xp_time_offset(1774745999), xp_time_offset(1774746000)}, "3600 7200");
 }
 
 TEST_F(time_test, ranges_end_where_they_should) {
@@ -145,9 +147,9 @@ TEST_F(date_test, texts_that_tell_a_time) {
   for (auto [texts, milliseconds] : cases) {
     std::istringstream each(texts);
     for (std::string text; std::getline(each, text, '|');) {
-      ref date = ref::adopt(xp_date_coerce(ref::adopt(xp_str_new(text.c_str())).get()));
-      ASSERT_TRUE(date) << text;
-      EXPECT_EQ(xp_date_ms(date.get()), milliseconds) << text;
+      const ref read = ref::adopt(xp_date_coerce(str(text).get()));
+      ASSERT_TRUE(read) << text;
+      EXPECT_EQ(xp_date_ms(read.get()), milliseconds) << text;
     }
   }
   // The first one is empty.
@@ -159,71 +161,54 @@ TEST_F(date_test, texts_that_tell_a_time) {
       "2026-11-15T03:10:37+05:3| 2026-11-15|9999999999999-01-01|292277026596-12-04T15:30:08Z|"
       "292277026596-12-04T15:30:07-00:01");
   for (std::string text; std::getline(faulty, text, '|');)
-    EXPECT_EQ(xp_date_coerce(ref::adopt(xp_str_new(text.c_str())).get()), nullptr) << text;
+    EXPECT_EQ(xp_date_coerce(str(text).get()), nullptr) << text;
 }
 
 TEST_F(date_test, text_is_the_utc_time_and_reads_back) {
-  const std::pair<int64_t, const char *> cases[] = {
-      {0, "1970-01-01T00:00:00Z"},
-      {-1, "1969-12-31T23:59:59Z"},
-      {951782400, "2000-02-29T00:00:00Z"},
-      {4107542399, "2100-02-28T23:59:59Z"},
-      {253402300799, "9999-12-31T23:59:59Z"},
-      {253402300800, "10000-01-01T00:00:00Z"},
-      {-62167219200, "0000-01-01T00:00:00Z"},
-      {-62167219201, "-0001-12-31T23:59:59Z"},
-      {INT64_MAX, "292277026596-12-04T15:30:07Z"},
-  };
-  for (auto [seconds, text] : cases)
-    EXPECT_EQ(text_of(ref::adopt(xp_date_make(seconds)).get()), text);
+  for (const auto &[seconds, text] :
+       pairs_of("0>1970-01-01T00:00:00Z -1>1969-12-31T23:59:59Z 951782400>2000-02-29T00:00:00Z "
+                "4107542399>2100-02-28T23:59:59Z 253402300799>9999-12-31T23:59:59Z "
+                "253402300800>10000-01-01T00:00:00Z -62167219200>0000-01-01T00:00:00Z "
+                "-62167219201>-0001-12-31T23:59:59Z 9223372036854775807>292277026596-12-04T15:30:07Z"))
+    expect({xp_str_coerce(date(std::stoll(seconds)).get())}, text);
   std::mt19937_64 random(7);
   for (int i = 0; i < 20000; ++i) {
     // Numbers of all sizes.
     const auto seconds = static_cast<int64_t>(random()) >> random() % 64;
-    ref date = ref::adopt(xp_date_make(seconds));
-    ref string = ref::adopt(xp_str_coerce(date.get()));
-    ref back = ref::adopt(xp_date_coerce(string.get()));
-    ASSERT_EQ(xp_compare(date.get(), back.get()), 0) << xp_str_getptr(string.get());
+    const ref made = date(seconds), string = ref::adopt(xp_str_coerce(made.get()));
+    const ref back = ref::adopt(xp_date_coerce(string.get()));
+    ASSERT_EQ(xp_compare(made.get(), back.get()), 0) << xp_str_getptr(string.get());
     ASSERT_EQ(xp_value(back.get()), seconds);
   }
   char buffer[8] = "#######";
-  ref date = ref::adopt(xp_date_make(0));
-  EXPECT_EQ(xp_textify(date.get(), nullptr, 0), 20);
-  EXPECT_EQ(xp_textify(date.get(), buffer, 4), 4);
-  EXPECT_STREQ(buffer, "1970###");
+  const ref zero = date(0);
+  expect({xp_textify(zero.get(), nullptr, 0), xp_textify(zero.get(), buffer, 4), buffer}, "20 4 1970###");
 }
 
 TEST_F(date_test, milliseconds_order_and_local_times) {
   zone_.set(middle_zone);
-  ref late = ref::adopt(xp_date_msnew(-1));
-  ref early = ref::adopt(xp_date_msnew(-1000));
-  EXPECT_EQ(xp_value(late.get()), -1);
-  EXPECT_EQ(text_of(late.get()), "1969-12-31T23:59:59Z");
+  const ref late = ref::adopt(xp_date_msnew(-1)), early = ref::adopt(xp_date_msnew(-1000));
+  expect({xp_value(late.get()), xp_str_coerce(late.get()), xp_compare(early.get(), date(-1).get())},
+         "-1 1969-12-31T23:59:59Z 0");
   EXPECT_GT(xp_compare(late.get(), early.get()), 0);
-  EXPECT_EQ(xp_compare(early.get(), ref::adopt(xp_date_make(-1)).get()), 0);
   // 1 July 2026, 12:00 on the local clock.
-  EXPECT_EQ(xp_value(ref::adopt(xp_date_localnew(1782907200)).get()), 1782907200 - 7200);
-  EXPECT_EQ(xp_date_ms(ref::adopt(xp_date_localmsnew(1782907200250)).get()), 1782907200250 - 7200000);
-  for (int64_t milliseconds : {INT64_MIN, INT64_MAX})
-    EXPECT_EQ(xp_date_ms(ref::adopt(xp_date_msnew(milliseconds)).get()), milliseconds);
-  for (int64_t seconds : {INT64_MIN, INT64_MAX})
-    EXPECT_EQ(xp_date_ms(ref::adopt(xp_date_make(seconds)).get()), seconds);
-  EXPECT_EQ(xp_date_ms(nullptr), 0);
+  expect(
+      {ms(xp_date_localnew(1782907200)), ms(xp_date_localmsnew(1782907200250)), ms(xp_date_msnew(INT64_MIN)),
+       ms(xp_date_msnew(INT64_MAX)), ms(xp_date_make(INT64_MIN)), ms(xp_date_make(INT64_MAX)), ms(nullptr)},
+      "1782900000000 1782900000250 -9223372036854775808 9223372036854775807 -9223372036854775808 "
+      "9223372036854775807 0");
 }
 
 TEST_F(date_test, dates_of_other_objects) {
-  ref date = ref::adopt(xp_date_make(5));
-  EXPECT_EQ(ref::adopt(xp_date_coerce(date.get())).get(), date.get());
-  EXPECT_EQ(xp_date_ms(ref::adopt(xp_date_coerce(ref::adopt(xp_number_new(-7)).get())).get()), -7000);
-  const std::pair<double, int64_t> cases[] = {
-      {-0.25, -250}, {1.0004, 1000}, {1.9996, 2000}, {-0x1p63, INT64_MIN}};
-  for (auto [number, milliseconds] : cases) {
-    ref made = ref::adopt(xp_date_coerce(ref::adopt(xp_number_newfloat(number)).get()));
-    EXPECT_EQ(xp_date_ms(made.get()), milliseconds) << number;
-  }
-  for (double number : {0x1p63, -0x1.0000000000001p63, std::numeric_limits<double>::quiet_NaN()})
-    EXPECT_EQ(xp_date_coerce(ref::adopt(xp_number_newfloat(number)).get()), nullptr);
-  EXPECT_EQ(xp_date_coerce(nullptr), nullptr);
+  const ref five = date(5);
+  EXPECT_EQ(ref::adopt(xp_date_coerce(five.get())).get(), five.get());
+  const auto of_float = [](double number) {
+    return xp_date_coerce(ref::adopt(xp_number_newfloat(number)).get());
+  };
+  expect({ms(xp_date_coerce(num(-7).get())), ms(of_float(-0.25)), ms(of_float(1.0004)), ms(of_float(1.9996)),
+          xp_value(ref::adopt(of_float(-0x1p63)).get()), of_float(0x1p63), of_float(-0x1.0000000000001p63),
+          of_float(NAN), xp_date_coerce(nullptr)},
+         "-7000 -250 1000 2000 -9223372036854775808 null null null null");
 }
 
 // A record set that keeps the last record.
@@ -240,18 +225,18 @@ int64_t keep(xp_obj * /*obj*/, uint32_t code, int64_t /*argument*/, void *pointe
 }
 
 TEST_F(date_test, records_hold_the_milliseconds) {
-  ref set = ref::adopt(xp_new(xp_code("set "), 0));
+  const ref set = ref::adopt(xp_new(xp_code("set "), 0)), made = ref::adopt(xp_date_msnew(-2)),
+            far = date(INT64_MAX / 1000 + 1), first = ref::adopt(xp_date_msnew(INT64_MIN));
   set.get()->control = keep;
-  ref date = ref::adopt(xp_date_msnew(-2));
-  EXPECT_EQ(xp_control(date.get(), XP_CTL_SERIALIZE, xp_code("when"), set.get()), 20);
+  EXPECT_EQ(xp_control(made.get(), XP_CTL_SERIALIZE, xp_code("when"), set.get()), 20);
   EXPECT_EQ(memcmp(kept, "whenxdat\0\0\0\x08\xff\xff\xff\xff\xff\xff\xff\xfe", 20), 0);
-  ref back = ref::adopt(xp_deserialize(date.get(), xp_code("when"), kept));
-  EXPECT_EQ(xp_compare(back.get(), date.get()), 0);
-  EXPECT_EQ(xp_deserialize(date.get(), xp_code("then"), kept), nullptr);
+  expect({ms(xp_deserialize(made.get(), xp_code("when"), kept)),
+          xp_deserialize(made.get(), xp_code("then"), kept)},
+         "-2 null");
   xp::store_be32(kept + 8, 7);
-  EXPECT_EQ(xp_deserialize(date.get(), 0, kept), nullptr);
-  ref far = ref::adopt(xp_date_make(INT64_MAX / 1000 + 1));
-  EXPECT_EQ(xp_control(far.get(), XP_CTL_SERIALIZE, 0, set.get()), 0);
+  expect({xp_deserialize(made.get(), 0, kept), xp_control(far.get(), XP_CTL_SERIALIZE, 0, set.get()),
+          xp_control(first.get(), XP_CTL_SERIALIZE, 0, set.get())},
+         "null 0 20");
 }
 
 }  // namespace
