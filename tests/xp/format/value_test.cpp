@@ -2,6 +2,7 @@
 
 #include "print.h"
 #include "tests/support/leak_check.h"
+#include "tests/support/objects.h"
 #include "tests/support/time_zone.h"
 #include "xp/format/escaped_text.h"
 #include "xp/format/value_text.h"
@@ -53,24 +54,22 @@ TEST_F(format_value, numbers) {
     char expected[256];
     snprintf(expected, sizeof expected, "%ld %lu %d %u %lx %x %016lX %08X", quad, uquad, word, uword, uquad,
              uword, uquad, uword);
-    const std::string words[] = {text_of(xp_fmt_quad, quad), text_of(xp_fmt_long, word)};
-    ASSERT_EQ(words[0] + " " + text_of(xp_fmt_uquad, uquad) + " " + words[1] + " " +
-                  text_of(xp_fmt_ulong, uword) + " " + text_of(xp_fmt_xquad, uquad) + " " +
-                  text_of(xp_fmt_xlong, uword) + " " + text_of(xp_fmt_hexquad, uquad) + " " +
-                  text_of(xp_fmt_hexlong, uword),
-              expected);
-    ASSERT_TRUE(xp_fmt_getquad(words[0].c_str(), -1) == quad && xp_fmt_getlong(words[1].c_str(), -1) == word);
+    const std::string quad_text = text_of(xp_fmt_quad, quad), word_text = text_of(xp_fmt_long, word);
+    expect({quad_text, text_of(xp_fmt_uquad, uquad), word_text, text_of(xp_fmt_ulong, uword),
+            text_of(xp_fmt_xquad, uquad), text_of(xp_fmt_xlong, uword), text_of(xp_fmt_hexquad, uquad),
+            text_of(xp_fmt_hexlong, uword)},
+           expected);
+    ASSERT_TRUE(xp_fmt_getquad(quad_text.c_str(), -1) == quad &&
+                xp_fmt_getlong(word_text.c_str(), -1) == word);
     const auto real = i % 2 != 0 ? static_cast<double>(quad) / 1024 : std::bit_cast<double>(quad);
     const std::string text = " \t" + text_of(xp_fmt_double, real) + "]";
     const double back = xp_fmt_getdouble(text.data(), static_cast<int64_t>(text.size()));
     ASSERT_TRUE(isnan(real) ? isnan(back) : std::bit_cast<int64_t>(back) == std::bit_cast<int64_t>(real))
         << text;
   }
-  const char *const texts[] = {"", "+", "--1", "0x10", "-0", "-1e-999", "1,5", "+1.5e2x", "+INFinity"};
-  const double values[] = {0, 0, 0, 0, -0.0, -0.0, 1, 150, HUGE_VAL};
-  for (size_t i = 0; i < std::size(texts); ++i)
-    EXPECT_EQ(print("%g", xp_fmt_getdouble(texts[i], -1)), print("%g", values[i])) << texts[i];
-  EXPECT_EQ(xp_fmt_getdouble("1e999", -1), HUGE_VAL);
+  for (const auto &[text, value] :
+       pairs_of(">0 +>0 --1>0 0x10>0 -0>-0 -1e-999>-0 1,5>1 +1.5e2x>150 +INFinity>inf 1e999>inf"))
+    EXPECT_EQ(print("%g", xp_fmt_getdouble(text.c_str(), -1)), value) << text;
   EXPECT_EQ(xp_fmt_getdouble("1234", 2) + xp_fmt_getdouble(nullptr, 4), 12);
 }
 
