@@ -8,6 +8,7 @@
 #include "ipc/mbuf.h"
 #include "ipc/session.h"
 #include "tests/ipc/records.h"
+#include "tests/support/full_size.h"
 
 #include <signal.h>
 #include <string.h>
@@ -32,6 +33,11 @@ std::string message_of(size_t total, size_t number) {
     return bytes;
   }();
   return lying("msgd", "data", static_cast<uint32_t>(total - 12), pool.substr(number % most, total - 12));
+}
+
+// Sanitizers look at every byte that is sent.
+int few_or(int count) {
+  return at_full_size(count, sanitized ? count / 10 : count);
 }
 
 class hostile_test : public leak_check {
@@ -61,7 +67,7 @@ TEST_F(hostile_test, messages_of_all_sizes_arrive_as_they_were) {
   wire.hang_up();
   std::minstd_rand random(seed);
   std::vector<size_t> sizes = {92, 93, 94, 95, most - 1, most};
-  while (sizes.size() < 1000)
+  while (std::ssize(sizes) < few_or(1000))
     sizes.push_back(92 + random() % (most - 91));
   std::thread sender([&] {
     const xp::ref buffer = xp::ref::adopt(ipc_mbuf_alloc(IPC_MBUF_STANDARD));
@@ -83,7 +89,7 @@ TEST_F(hostile_test, a_large_message_cut_anywhere) {
   const xp::ref channel = channel_over(wire.take());
   std::minstd_rand random(seed);
   const std::string messages[] = {message_of(65536, 1), message_of(65536, 2)};
-  for (size_t i = 0; i < 10000; ++i) {
+  for (int i = 0; i < few_or(10000); ++i) {
     const std::string &message = messages[i % 2];
     const size_t cut = 1 + random() % (message.size() - 1);
     wire.write(std::string_view(message).substr(0, cut));
@@ -240,12 +246,7 @@ TEST_F(hostile_test, peers_that_are_killed) {
     }
     return child;
   };
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-  constexpr int rounds = 10;  // a fork takes a hundred times as long there
-#else
-  constexpr int rounds = 200;
-#endif
-  for (int round = 0; round < rounds; ++round) {
+  for (int round = 0; round < few_or(200); ++round) {
     for (const size_t sent : {size_t{0}, size_t{7}, size_t{70}, request.size()}) {
       socket_pair wire;
       const xp::ref server = xp::ref::adopt(ipc_alloc(xp_code("TEST"), session));

@@ -7,6 +7,8 @@
 #include "tests/ipc/records.h"
 #include "tests/support/temp_folder.h"
 #include "tests/support/wait.h"
+#include "tests/xp/sweep/sweep.h"
+#include "xp/object/record.h"
 
 #include <fcntl.h>
 #include <signal.h>
@@ -345,6 +347,28 @@ TEST_F(message_port, limits_the_send_and_not_the_reply) {
   sigaction(SIGALRM, &before, nullptr);
   ipc_close(c_.get());
   stuck = false;
+}
+
+// Without memory a service is not found or not called; nothing stays behind.
+void find_and_call(sweep::story &told) {
+  const auto ends = [&](int32_t code) {
+    const bool listed = code == IpcErrNoMemory || code == IpcErrBadState || code == IpcErrNotConnected;
+    told.gave(code, listed ? code : 0);
+  };
+  const xp::ref c = xp::ref::adopt(ipc_alloc(7, ipc_session_explicit(0x00012345))),
+                request = request_of(xp_code("APIC"), "question"), reply = xp::ref::adopt(ipc_msg_alloc(0));
+  ends(ipc_connect_mach(c.get(), 0, 0, one_try));
+  ends(ipc_call(c.get(), request.get(), reply.get()));
+  told.wrote(text_in(reply.get()));
+  ends(ipc_ping(c.get()));
+}
+
+TEST_F(message_port, without_memory) {
+  const service peer(file(), [](const std::string &request) {
+    const auto *number = reinterpret_cast<const uint8_t *>(request.data()) + request.find("msgnlong") + 12;
+    return std::vector{packet(reply_bytes(xp::load_be32(number), record("text", "text", "answer")))};
+  });
+  sweep::run(find_and_call);
 }
 
 // A port that fails on demand.

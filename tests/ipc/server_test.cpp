@@ -4,8 +4,10 @@
 #include "ipc/errors.h"
 #include "ipc/mbuf.h"
 #include "ipc/session.h"
+#include "ipc/session_impl.h"
 #include "ipc/socket_file.h"
 #include "tests/ipc/records.h"
+#include "tests/support/full_size.h"
 #include "tests/support/threads.h"
 
 #include <sys/stat.h>
@@ -231,6 +233,31 @@ TEST_F(server_test, stopped_at_any_moment) {
     caller.join();
     calls += s.calls;
   }
+}
+
+// Servers are closed and freed while they poll and while they receive, session and clock asked for at once.
+TEST_F(server_test, sixteen_threads_with_connections_of_their_own) {
+  constexpr int threads = 16;
+  const int cycles = at_full_size(10000, 100);
+  const std::string second = reply_bytes(1, "", "ECHO");
+  std::atomic<int> answered = 0;
+  run_on_threads(threads, [&](int t) {
+    std::minstd_rand random(static_cast<unsigned>(t + 1));
+    for (int i = 0; i < cycles; ++i) {
+      socket_pair wire;
+      xp_obj *const server = ipc_alloc(endpoint, session_);
+      EXPECT_EQ(ipc_receive_on(server, wire.take(), echo, nullptr, IPC_MODE_THREAD, 1000), 0);
+      const xp::ref c = xp::ref::adopt(ipc_alloc(7, session_));
+      EXPECT_EQ(ipc_connect_to(c.get(), dup(wire.peer()), endpoint, 0, 30000), 0);
+      ipc_session_forget();
+      EXPECT_EQ(ipc_session(), ipc_session());
+      answered += ask(c, "text") == "text";
+      if (random() % 2 == 0) wire.write(second);
+      if (random() % 2 == 0) ipc_close(server);
+      ipc_free(server);
+    }
+  });
+  EXPECT_EQ(answered, threads * cycles);
 }
 
 TEST_F(server_test, closing_and_freeing_while_it_serves) {

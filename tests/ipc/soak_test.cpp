@@ -32,12 +32,6 @@ using steady = std::chrono::steady_clock;
 constexpr uint32_t endpoint = xp_code("SOAK");
 constexpr uint32_t seed = 21;
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool sanitized = true;  // its bookkeeping grows
-#else
-constexpr bool sanitized = false;
-#endif
-
 int32_t echo(xp_obj *request, xp_obj *reply, uint32_t, uint32_t, void *) {
   const std::string text = text_in(request);
   ipc_msg_start_params(reply);
