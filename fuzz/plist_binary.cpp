@@ -1,23 +1,16 @@
 // The reader of binary property lists, over bytes as they are and over objects that get a header, an offset
 // table and a trailer that lead to them. A fault lies inside the list and has a reason. A tree is no deeper
 // and has no more values than the reader promises; a copy has the same checksum, and what it is written as,
-// XML and JSON, reads back with the same checksum where the form can hold all of its values.
+// XML, an item list and JSON, reads back with the same checksum where the form can hold all of its values.
 
-#include "xp/array/array.h"
-#include "xp/dict/dict.h"
-#include "xp/object/boolean.h"
-#include "xp/object/number.h"
+#include "fuzz/survey.h"
 #include "xp/object/ref.h"
 #include "xp/plist/checksum.h"
 #include "xp/plist/copy.h"
 #include "xp/plist/plist.h"
 #include "xp/plist/reader.h"
-#include "xp/service/data.h"
-#include "xp/service/date.h"
-#include "xp/string/string.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -36,62 +29,6 @@ void require(bool held, const char *what) {
   std::abort();
 }
 
-// What a tree holds, and which forms of text can hold that.
-struct survey {
-  int64_t values = 0;
-  int64_t depth = 0;
-  int64_t deepest = 0;
-  bool json = true;
-  bool xml = true;
-};
-
-void look_at(survey &tree, xp_obj *value);
-
-// Bytes that an escape, a rule of XML or a fold of letters may change.
-void look_at_text(survey &tree, std::string_view text, bool key) {
-  for (const char byte : text) {
-    if (static_cast<unsigned char>(byte) < ' ') tree.json = tree.xml = false;
-    if (key && (byte == '"' || byte == '\\' || (byte >= 'A' && byte <= 'Z'))) tree.json = false;
-  }
-  if (text.find("\xEF\xBF\xBE") != text.npos || text.find("\xEF\xBF\xBF") != text.npos) tree.xml = false;
-}
-
-int64_t look_at_entry(xp_obj * /*dict*/, const char *key, int64_t length, xp_obj *value, void *context) {
-  auto &tree = *static_cast<survey *>(context);
-  look_at_text(tree, {key, static_cast<size_t>(length)}, true);
-  look_at(tree, value);
-  return 0;
-}
-
-int64_t look_at_member(xp_obj * /*array*/, int64_t /*index*/, xp_obj *value, void *context) {
-  auto &tree = *static_cast<survey *>(context);
-  if (value == nullptr) tree.xml = false;
-  look_at(tree, value);
-  return 0;
-}
-
-void look_at(survey &tree, xp_obj *value) {
-  ++tree.values;
-  tree.deepest = std::max(tree.deepest, ++tree.depth);
-  const uint32_t type = xp_type(value);
-  if (type == xp_dict_type()) {
-    xp_dict_enum(value, look_at_entry, &tree);
-  } else if (type == xp_array_type()) {
-    xp_array_enum(value, look_at_member, &tree);
-  } else if (type == xp_str_type()) {
-    look_at_text(tree, {xp_str_getptr(value), static_cast<size_t>(xp_str_length(value))}, false);
-  } else if (type == xp_number_type()) {
-    if (!std::isfinite(xp_number_float(value))) tree.json = tree.xml = false;
-  } else if (type == xp_data_type()) {
-    tree.json = false;
-  } else if (type == xp_date_type()) {
-    tree.json = tree.xml = false;
-  } else {
-    require(value == nullptr || type == xp_boolean_type(), "a tree holds nothing else");
-  }
-  --tree.depth;
-}
-
 int64_t checksum(xp_obj *list, int32_t style) {
   require(xp_plist_setstyle(list, style) == 0, "there is such a style");
   return xp_plist_checksum(list);
@@ -106,8 +43,8 @@ void survives(const xp::ref &list, int32_t style) {
 }
 
 void check(const xp::ref &root, int64_t size) {
-  survey tree;
-  look_at(tree, root.get());
+  const fuzz::survey tree(root.get());
+  require(tree.known, "a tree holds nothing else");
   require(tree.values <= std::max<int64_t>(1000000, size * 16), "no more values than promised");
   require(tree.deepest <= xp::deepest_list + 1, "no deeper than promised");
   if (tree.values > most_written) return;
@@ -116,6 +53,7 @@ void check(const xp::ref &root, int64_t size) {
   require(checksum(copy.get(), XP_PLIST_JSON) == checksum(list.get(), XP_PLIST_JSON),
           "a copy is the same tree");
   if (tree.xml) survives(list, XP_PLIST_XML);
+  if (tree.items) survives(list, XP_PLIST_ITEMS_INDENTED);
   if (tree.json && tree.deepest <= json_depth && tree.deepest > 1) survives(list, XP_PLIST_JSON);
 }
 
