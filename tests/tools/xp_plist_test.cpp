@@ -102,6 +102,30 @@ TEST_F(xp_plist, reads_files_pipes_and_standard_input) {
   EXPECT_EQ(shell("xp-plist -g '' d.xml"), std::string("\0\1\2", 3)) << "data as its bytes";
 }
 
+// The dearest texts of each reader, 1 MiB of each, in 64 MiB and 128 bytes for each of theirs.
+TEST_F(xp_plist, takes_no_more_memory_than_its_readers_promise) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  GTEST_SKIP() << "the address space is the sanitizer's";
+#endif
+  constexpr int64_t size = 1 << 20;
+  constexpr int64_t program = 48 << 20;
+  const std::string limit = "ulimit -v " + std::to_string((program + (64 << 20) + 128 * size) / 1024) + "; ";
+  const struct {
+    const char *style, *before, *piece, *behind;
+  } texts[] = {{"json", "[", "{}", "]"},
+               {"xml", "<array>", "<dict/>", "</array>"},
+               {"xml", "<s:Envelope>", "<a><b/></a>", "</s:Envelope>"},
+               {"items", "<list>", "<item/>", "</list>"}};
+  for (const auto &one : texts) {
+    std::string text = one.before;
+    while (std::ssize(text) < size)
+      text += one.piece;
+    folder_.write("dear", text + one.behind);
+    EXPECT_EQ(status(limit + "xp-plist --check --from=" + one.style + " dear"), "0\n") << one.piece;
+  }
+  EXPECT_EQ(status(limit + "truncate -s 400M large; xp-plist --check large"), "1\nxp-plist: out of memory\n");
+}
+
 TEST_F(xp_plist, replaces_files_whole_or_not_at_all) {
   const fs::path target = folder_.write("target", "old");
   folder_.write("a.json", "{\"a\":1}");

@@ -2,7 +2,10 @@
 //
 // Each reads a whole text into a new tree. On a fault anywhere, and when memory is exhausted ("out of
 // memory"), the result is null and `fault` tells where. None trusts a byte of its input, none recurses as
-// deep as the input nests: deeper than `deepest_list` levels of containers is a fault.
+// deep as the input nests: deeper than `deepest_list` levels of containers is a fault. None takes more memory
+// than 64 MiB and 128 bytes for each byte of its input. The reader of binary lists, where a few bytes can
+// stand for many values, counts; the texts have no form that is so dense: the dearest are rows of empty
+// objects, of which one takes some 220 bytes of memory and 2 bytes of JSON, or 500 and 7 of XML.
 
 #ifndef XP_PLIST_READER_H
 #define XP_PLIST_READER_H

@@ -1,6 +1,7 @@
 #include "xp/plist/binary.h"
 
 #include "tests/support/leak_check.h"
+#include "tests/support/objects.h"
 #include "xp/array/array.h"
 #include "xp/object/ref.h"
 #include "xp/plist/plist.h"
@@ -59,52 +60,31 @@ std::string read(const std::string &bytes) {
   xp_plist_fault fault{.offset = -1, .reason = nullptr};
   const xp::ref tree = xp::ref::adopt(xp::read_binary({block.get(), bytes.size()}, fault));
   if (!tree) return std::to_string(fault.offset) + ": " + (fault.reason == nullptr ? "-" : fault.reason);
-  const xp::ref text = xp::ref::adopt(xp_plist_string(tree.get(), XP_PLIST_JSON_BARE, 1));
-  return {xp_str_getptr(text.get()), static_cast<size_t>(xp_str_length(text.get()))};
+  return taken(xp_plist_string(tree.get(), XP_PLIST_JSON_BARE, 1));
+}
+
+std::string from_hex(std::string_view digits) {
+  std::string bytes;
+  for (; digits.size() >= 2; digits.remove_prefix(2))
+    bytes += static_cast<char>(std::stoi(std::string(digits.substr(0, 2)), nullptr, 16));
+  return bytes;
 }
 
 TEST_F(binary, kinds) {
-  const struct {
-    std::string object, value;
-  } cases[] = {
-      {"\0"s, "null"},
-      {"\x08", "false"},
-      {"\x09", "true"},
-      {"\x10\xFF", "255"},
-      {"\x11\xFF\xFE", "65534"},
-      {"\x12\xFF\xFF\xFF\xFF", "4294967295"},
-      {"\x13\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFE", "-2"},
-      {"\x14" + big_endian(0, 8) + big_endian(7, 8), "7"},
-      {"\x14" + big_endian(UINT64_MAX, 8) + big_endian(UINT64_MAX - 8, 8), "-9"},
-      {"\x14" + big_endian(0, 8) + big_endian(1ULL << 63, 8), "9223372036854775808.0"},
-      {"\x14" + big_endian(1, 8) + big_endian(0, 8), "18446744073709551616.0"},
-      {"\x14" + big_endian(UINT64_MAX, 8) + big_endian(0, 8), "-18446744073709551616.0"},
-      {"\x22\x3F\xA0\0\0"s, "1.25"},
-      {"\x23\xC0\x09\0\0\0\0\0\0"s, "-3.125"},
-      {"\x43\0\x01\xFF"s, "\"AAH/\""},
-      {"\x53"
-       "a\xC3\xA9",
-       "\"a\xC3\xA9\""},
-      {"\x52"
-       "b\xC3",
-       "\"b\xEF\xBF\xBD\""},
-      {"\x5F\x10\x01x", "\"x\""},
-      {"\x63\0a\xD8\x3D\xDE\0"s, "\"a\xF0\x9F\x98\x80\""},
-      {"\x62\xDE\0\0b"s,
-       "\"\xEF\xBF\xBD"
-       "b\""},
-      {"\x81\x01\x02", "258"},
-      {"\x87" + big_endian(UINT64_MAX, 8), "18446744073709551616.0"},
-      {"\xA0", "[]"},
-      {"\xB2\x02\x02", "[1,1]"},
-      {"\xC1\x02", "[1]"},
-      {"\xD1\x03\x02", "{\"k\":1}"},
-  };
+  const auto kinds = pairs_of(R"(
+      00>null 08>false 09>true 10FF>255 11FFFE>65534 12FFFFFFFF>4294967295 13FFFFFFFFFFFFFFFE>-2
+      1400000000000000000000000000000007>7 14FFFFFFFFFFFFFFFFFFFFFFFFFFFFFFF7>-9
+      1400000000000000008000000000000000>9223372036854775808.0
+      1400000000000000010000000000000000>18446744073709551616.0
+      14FFFFFFFFFFFFFFFF0000000000000000>-18446744073709551616.0
+      223FA00000>1.25 23C009000000000000>-3.125 430001FF>"AAH/" 5361C3A9>"aé" 5262C3>"b�" 5F100178>"x"
+      630061D83DDE00>"a😀" 62DE000062>"�b" 810102>258 87FFFFFFFFFFFFFFFF>18446744073709551616.0
+      A0>[] B20202>[1,1] C102>[1] D10302>{"k":1})");
   for (int size = 1; size <= 8; ++size) {
-    for (const auto &one : cases) {
-      if (size > 1 && one.object.size() > 1 && (one.object[0] & 0x80) != 0) continue;  // references of a byte
-      EXPECT_EQ(read(list({"\xA1" + big_endian(1, size), one.object, "\x10\x01", "\x51k"}, size, size)),
-                "[" + one.value + "]");
+    for (const auto &[digits, value] : kinds) {
+      if (size > 1 && digits.size() > 2 && digits[0] >= '8') continue;  // references of a byte
+      EXPECT_EQ(read(list({"\xA1" + big_endian(1, size), from_hex(digits), "\x10\x01", "\x51k"}, size, size)),
+                "[" + value + "]");
     }
   }
 }
@@ -130,23 +110,16 @@ TEST_F(binary, dates) {
 TEST_F(binary, keys) {
   const std::string most(254, 'k');
   const auto entry = [](const std::string &key) { return list({"\xD1\x01\x02", key, "\x09"}); };
-  EXPECT_EQ(read(list({"\xD3\x01\x02\x03\x04\x05\x04",
-                       "\x51"
-                       "a",
-                       "\x51"
-                       "A",
-                       "\x61\0a"s, "\x08", "\x09"})),
+  EXPECT_EQ(read(list({from_hex("D3010203040504"), from_hex("5161"), from_hex("5141"), from_hex("610061"),
+                       "\x08", "\x09"})),
             "{\"A\":true,\"a\":false}")
       << "letters tell keys apart, the last of equal ones counts";
   EXPECT_EQ(read(entry("\x5F\x11\x01\x01" + most + "lmn")), "{\"" + most + "l\":true}");
   EXPECT_EQ(read(entry("\x5F\x11\x01\0"s + most + "\xC3\xA9")), "{\"" + most + "\":true}")
       << "cut behind a character";
-  std::string wide = "\x6F\x11\x02\0"s;
+  std::string wide = "\x6F\x11\x02\0"s, cut;
   for (int i = 0; i < 512; ++i)
-    wide += "\0\xE9"s;
-  std::string cut;
-  for (int i = 0; i < 127; ++i)
-    cut += "\xC3\xA9";
+    wide += "\0\xE9"s, cut += i < 127 ? "\xC3\xA9" : "";
   EXPECT_EQ(read(entry(wide)), "{\"" + cut + "\":true}");
   EXPECT_EQ(read(entry("\x50")), "9: an empty key");
   EXPECT_EQ(read(entry("\x10\x01")), "9: a key that is not a string");
@@ -203,13 +176,12 @@ TEST_F(binary, faults) {
 }
 
 TEST_F(binary, whatever_is_cut_or_flipped_is_read_or_has_a_fault_inside) {
-  const std::string sample =
-      list({"\xD3\x01\x02\x03\x04\x05\x06",
-            "\x51"
-            "a",
-            "\x61\0b"s, "\x53xyz", "\xA4\x07\x08\x09\x05", "\xA1\x0A", "\xC2\x07\x0B",
-            "\x23\x40\x09\x21\xFB\x54\x44\x2D\x18", "\x42\x01\x02",
-            "\x14" + big_endian(0, 8) + big_endian(1, 8), "\x33\x41\xA0\0\0\0\0\0\0"s, "\x80\x05"});
+  std::vector<std::string> objects;
+  for (const char *digits :
+       {"D3010203040506", "5161", "610062", "5378797A", "A407080905", "A10A", "C2070B", "23400921FB54442D18",
+        "420102", "1400000000000000000000000000000001", "3341A0000000000000", "8005"})
+    objects.push_back(from_hex(digits));
+  const std::string sample = list(objects);
   const std::string whole = read(sample);
   ASSERT_TRUE(whole.starts_with("{")) << whole;
   int read_all_the_same = 0;

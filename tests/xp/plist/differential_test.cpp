@@ -46,8 +46,8 @@ void convert(const fs::path &from, const fs::path &binary, const fs::path &xml) 
 }
 
 TEST_F(plist_differential, our_xml_through_another_program) {
-  // What our XML keeps: no dates, which it writes as strings, no nulls. Theirs writes carriage returns as they
-  // are, which every reader takes for line breaks.
+  // What our XML keeps: no dates, which it writes as strings, no nulls. Theirs writes carriage returns as
+  // they are, which every reader takes for line breaks.
   random_trees trees({.kinds = "ihbdsAADD", .returns = false}, seed);
   const xp::ref root = xp::ref::adopt(xp_array_new(0));
   for (int i = 0; i < 300; ++i)

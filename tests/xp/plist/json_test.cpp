@@ -1,6 +1,7 @@
 #include "xp/plist/json.h"
 
 #include "tests/support/leak_check.h"
+#include "tests/support/objects.h"
 #include "xp/object/ref.h"
 #include "xp/plist/json_build.h"
 #include "xp/plist/json_tree.h"
@@ -37,64 +38,30 @@ std::string objects(int levels, const std::string &inside) {
 }
 
 TEST_F(json, result_codes) {
-  const struct {
-    std::string text;
-    int64_t code;
-  } cases[] = {
-      {"", 0},
-      {" \t\r\n\x01\x80\xff", 0},
-      {"{}", 0},
-      {"{}[]{}", 0},
-      {",,[,]", 0},
-      {"{,\"a\":1,,\"b\" :\n2,}", 0},
-      {"{\"a\":1\"b\":2}", 0},
-      {"{\"a\":}", 0},
-      {"[truefalse]", 0},
-      {"[1-2+3.e]", 0},
-      {"\xEF\xBB\xBF[1]", 0},
-      {arrays(32), 0},
-      {arrays(33), XP_JSON_TOO_DEEP},
-      {repeated("[", 31) + "1" + repeated("]", 31), 0},
-      {repeated("[", 32) + "1" + repeated("]", 32), XP_JSON_TOO_DEEP},
-      {objects(16, ""), 0},
-      {objects(16, "\"a\":"), 0},  // the 32nd node is the key
-      {objects(16, "\"a\":1"), XP_JSON_TOO_DEEP},
-      {"[" + repeated("{\"a\":1}", 100) + "]", 0},  // places are given back
-      {"]", XP_JSON_NOT_OPEN},
-      {"[]]", XP_JSON_NOT_OPEN},
-      {"[", XP_JSON_TRUNCATED},
-      {"{\"a\":", XP_JSON_TRUNCATED},
-      {"[\"abc", XP_JSON_TRUNCATED},
-      {"[\"abc\\", XP_JSON_TRUNCATED},
-      {"[\"abc\\\"]", XP_JSON_TRUNCATED},
-      {"tru", XP_JSON_BAD_TOKEN},
-      {"[nul1]", XP_JSON_BAD_TOKEN},
-      {"[truex]", XP_JSON_BAD_TOKEN},
-      {"[+1]", XP_JSON_BAD_TOKEN},
-      {"[\x7f]", XP_JSON_BAD_TOKEN},
-      {"['a']", XP_JSON_BAD_TOKEN},
-      {"[:]", XP_JSON_BAD_TOKEN},
-      {"{\"a\"::1}", XP_JSON_BAD_TOKEN},
-      {"{yes:1}", XP_JSON_BAD_TOKEN},
-      {"5", XP_JSON_BAD_SYNTAX},
-      {"\"a\"", XP_JSON_BAD_SYNTAX},
-      {"{\"a\" 1}", XP_JSON_BAD_SYNTAX},
-      {"{\"a\",1}", XP_JSON_BAD_SYNTAX},
-      {"{\"a\":,1}", XP_JSON_BAD_SYNTAX},
-      {"{\"a\":1]", XP_JSON_BAD_SYNTAX},
-      {"{[", XP_JSON_BAD_SYNTAX},
-      {"{5:1}", XP_JSON_BAD_SYNTAX},
-      {"{\"a\"", XP_JSON_BAD_SYNTAX},
-      {"{\"a\\", XP_JSON_BAD_SYNTAX},
+  const std::pair<int64_t, std::vector<std::string>> cases[] = {
+      {0,
+       {"", " \t\r\n\x01\x80\xff", "{}", "{}[]{}", ",,[,]", "{,\"a\":1,,\"b\" :\n2,}", "{\"a\":1\"b\":2}",
+        "{\"a\":}", "[truefalse]", "[1-2+3.e]", "\xEF\xBB\xBF[1]", arrays(32),
+        repeated("[", 31) + "1" + repeated("]", 31), objects(16, ""),
+        objects(16, "\"a\":"),                     // the 32nd node is the key
+        "[" + repeated("{\"a\":1}", 100) + "]"}},  // places are given back
+      {XP_JSON_TOO_DEEP, {arrays(33), repeated("[", 32) + "1" + repeated("]", 32), objects(16, "\"a\":1")}},
+      {XP_JSON_NOT_OPEN, {"]", "[]]"}},
+      {XP_JSON_TRUNCATED, {"[", "{\"a\":", "[\"abc", "[\"abc\\", "[\"abc\\\"]"}},
+      {XP_JSON_BAD_TOKEN,
+       {"tru", "[nul1]", "[truex]", "[+1]", "[\x7f]", "['a']", "[:]", "{\"a\"::1}", "{yes:1}"}},
+      {XP_JSON_BAD_SYNTAX,
+       {"5", "\"a\"", "{\"a\" 1}", "{\"a\",1}", "{\"a\":,1}", "{\"a\":1]", "{[", "{5:1}", "{\"a\"",
+        "{\"a\\"}},
   };
-  for (const auto &one : cases) {
-    EXPECT_EQ(xp_json_parse(one.text.c_str(), nullptr, nullptr), one.code) << one.text;
-    // Not terminated, and in a block of its own size, where a step too far is seen.
-    const std::string_view exact = one.text;
-    const auto block = std::make_unique<char[]>(exact.size());
-    exact.copy(block.get(), exact.size());
-    EXPECT_EQ(xp_json_parsetext(block.get(), static_cast<int64_t>(exact.size()), nullptr, nullptr), one.code)
-        << one.text;
+  for (const auto &[code, texts] : cases) {
+    for (const std::string &text : texts) {
+      EXPECT_EQ(xp_json_parse(text.c_str(), nullptr, nullptr), code) << text;
+      // Not terminated, and in a block of its own size, where a step too far is seen.
+      const auto block = std::make_unique<char[]>(text.size());
+      text.copy(block.get(), text.size());
+      EXPECT_EQ(xp_json_parsetext(block.get(), std::ssize(text), nullptr, nullptr), code) << text;
+    }
   }
   EXPECT_EQ(xp_json_parse(nullptr, nullptr, nullptr), 0);
   EXPECT_EQ(xp_json_parsetext("[1]\0]", 5, nullptr, nullptr), 0) << "a zero byte ends the text";
@@ -162,32 +129,11 @@ xp_json_node node_of(std::string_view text) {
 }
 
 TEST_F(json, node_values) {
-  const struct {
-    std::string_view text;
-    uint64_t value;
-  } cases[] = {
-      {"", 0},
-      {"12", 12},
-      {"-3", 0},
-      {"12x4", 12},
-      {"1.9", 1},
-      {"0x1F", 31},
-      {"0XfFz", 255},
-      {"0x", 0},
-      {"0xg", 0},
-      {"x1", 0},
-      {"4K", 4096},
-      {"2M", 2 << 20},
-      {"3G", 3ULL << 30},
-      {"1KM", 1024},
-      {"4k", 4},
-      {"18446744073709551615", UINT64_MAX},
-      {"18446744073709551617", 1},
-      {"K", 0},
-  };
-  for (const auto &one : cases) {
-    const xp_json_node node = node_of(one.text);
-    EXPECT_EQ(xp_json_nodevalue(&node), one.value) << one.text;
+  for (const auto &[text, value] : pairs_of(R"(
+           >0 12>12 -3>0 12x4>12 1.9>1 0x1F>31 0XfFz>255 0x>0 0xg>0 x1>0 4K>4096 2M>2097152 3G>3221225472
+           1KM>1024 4k>4 K>0 18446744073709551615>18446744073709551615 18446744073709551617>1)")) {
+    const xp_json_node node = node_of(text);
+    EXPECT_EQ(std::to_string(xp_json_nodevalue(&node)), value) << text;
   }
   EXPECT_EQ(xp_json_nodevalue(nullptr), 0U);
 }
@@ -210,35 +156,21 @@ TEST_F(json, node_names) {
 std::string through_tree(std::string_view text) {
   const xp::ref root = xp::ref::adopt(xp_plist_jsontree(text.data(), static_cast<int64_t>(text.size())));
   if (!root) return "-";
-  const xp::ref out = xp::ref::adopt(xp_plist_string(root.get(), XP_PLIST_JSON_BARE, 1));
-  return {xp_str_getptr(out.get()), static_cast<size_t>(xp_str_length(out.get()))};
+  return taken(xp_plist_string(root.get(), XP_PLIST_JSON_BARE, 1));
 }
 
 TEST_F(json, text_to_tree_to_text) {
-  const struct {
-    std::string text, result;
-  } cases[] = {
-      {"[1 2 3]", "[1,2,3]"},
-      {"[1,,2]", "[1,2]"},
-      {"[TRUE,True,tRue,FALSE,Null]", "[true,true,true,false,null]"},
-      {"{\"n\":null,\"a\":[null,[],{}]}", "{\"a\":[null,[],{}],\"n\":null}"},
-      {"{\"Name\":1,\"x\":2,\"NAME\":3}", "{\"Name\":3,\"x\":2}"},
-      {"{\"a\":}", "{}"},
-      {R"(["a\u0041","a\x41","\101\/\"\\","\q"])", R"(["au0041","aA","A/\"\\","q"])"},
-      {R"(["\n\r\t"])", R"(["\n\n\t"])"},
-      {R"(["a\0b","\x00c"])", R"(["a b"," c"])"},
-      {R"({"a\"b\n":1})", R"({"a\"b\n":1})"},  // keys keep their escapes
-      {"[01,-0,007,1-2,12abc]", "-"},
-      {"[01,-0,007,1-2]", "[1,0,7,1]"},
-      {"[9223372036854775807,-9223372036854775808]", "[9223372036854775807,-9223372036854775808]"},
-      {"[1.5,1e3,-2.5E-1,1E400,-1e400]", "[1.5,1000.0,-0.25,null,null]"},
-      {"{\"\":1}", "-"},
-      {"{}[]", "-"},
-      {"{\"a\":{\"b\":[1,\"x\"", "-"},
-      {"", "-"},
-  };
-  for (const auto &one : cases)
-    EXPECT_EQ(through_tree(one.text), one.result) << one.text;
+  for (const auto &[text, result] : pairs_of(R"(
+           [1,,2]>[1,2] [TRUE,True,tRue,FALSE,Null]>[true,true,true,false,null]
+           {"n":null,"a":[null,[],{}]}>{"a":[null,[],{}],"n":null} {"Name":1,"x":2,"NAME":3}>{"Name":3,"x":2}
+           {"a":}>{} ["a\u0041","a\x41","\101\/\"\\","\q"]>["au0041","aA","A/\"\\","q"]
+           ["\n\r\t"]>["\n\n\t"] {"a\"b\n":1}>{"a\"b\n":1} [01,-0,007,1-2,12abc]>- [01,-0,007,1-2]>[1,0,7,1]
+           [9223372036854775807,-9223372036854775808]>[9223372036854775807,-9223372036854775808]
+           [1.5,1e3,-2.5E-1,1E400,-1e400]>[1.5,1000.0,-0.25,null,null]
+           {"":1}>- {}[]>- {"a":{"b":[1,"x">- >-)"))
+    EXPECT_EQ(through_tree(text), result) << text;
+  EXPECT_EQ(through_tree("[1 2 3]"), "[1,2,3]");
+  EXPECT_EQ(through_tree(R"(["a\0b","\x00c"])"), R"(["a b"," c"])");
 }
 
 // A text of random pieces, mostly well-formed, with strings and keys of all lengths around the steps of
@@ -289,9 +221,9 @@ TEST_F(json, reading_in_one_pass_equals_tokenizer_and_builder) {
     ASSERT_EQ(static_cast<bool>(quick), static_cast<bool>(plain)) << text;
     if (!plain) continue;
     ++trees;
-    const xp::ref a = xp::ref::adopt(xp_plist_string(quick.get(), XP_PLIST_JSON_BARE, 1));
-    const xp::ref b = xp::ref::adopt(xp_plist_string(plain.get(), XP_PLIST_JSON_BARE, 1));
-    ASSERT_EQ(xp_str_cmpq(a.get(), xp_str_getptr(b.get()), xp_str_length(b.get())), 0) << text;
+    ASSERT_EQ(taken(xp_plist_string(quick.get(), XP_PLIST_JSON_BARE, 1)),
+              taken(xp_plist_string(plain.get(), XP_PLIST_JSON_BARE, 1)))
+        << text;
   }
   EXPECT_GT(trees, 400);
   EXPECT_LT(trees, 3600);
@@ -308,10 +240,9 @@ TEST_F(json, strings_are_written_as_the_string_stage_writes_them) {
     std::string text;
     for (size_t left = random() % 40; left > 0; --left)
       text += random() % 4 == 0 ? bytes.substr(random() % bytes.size(), random() % 5) : "a";
-    const xp::ref string = xp::ref::adopt(xp_str_make(text.data(), static_cast<int64_t>(text.size())));
-    const xp::ref a = xp::ref::adopt(xp_plist_string(string.get(), XP_PLIST_JSON_BARE, 0));
-    const xp::ref b = xp::ref::adopt(xp_str_format("\"%p{O:~}\"", string.get()));
-    ASSERT_EQ(xp_str_cmpq(a.get(), xp_str_getptr(b.get()), xp_str_length(b.get())), 0) << text;
+    const xp::ref string = str(text);
+    ASSERT_EQ(taken(xp_plist_string(string.get(), XP_PLIST_JSON_BARE, 0)),
+              taken(xp_str_format("\"%p{O:~}\"", string.get())));
   }
 }
 
