@@ -163,11 +163,22 @@ struct escaper {
     return how == mode::literal && *at == '\r' && end - at > 1 && at[1] == '\n' ? 2 : 1;
   }
 
+  const char *pass_copied(const char *at) const;
   char *write_special(const char *&at, char *to) const;
   const char *write(const char *at, char *to, int64_t room);
   const char *put(const char *at);
   void run();
 };
+
+// Passes over bytes that are copied though they needed a look.
+const char *escaper::pass_copied(const char *at) const {
+  while (at != end && xpf_needs_look(how, *at)) {
+    const int32_t bytes = copied_after_all(how, begin, at, end);
+    if (bytes == 0) break;
+    at += bytes;
+  }
+  return at;
+}
 
 // Writes what becomes of a byte that needs a look. Up to sizeof(replacement) bytes at `to` are touched.
 char *escaper::write_special(const char *&at, char *to) const {
@@ -203,12 +214,9 @@ const char *escaper::write(const char *at, char *to, int64_t room) {
 // case mapping. A character whose first bytes `write` has written still finds room for the others.
 const char *escaper::put(const char *at) {
   const char *const start = at;
-  for (;;) {
-    at = xpf_ordinary(how, at, end, nullptr);
-    const int32_t bytes = at != end ? copied_after_all(how, begin, at, end) : 0;
-    if (bytes == 0) break;
-    at += bytes;
-  }
+  do
+    at = pass_copied(xpf_ordinary(how, at, end, nullptr));
+  while (at != end && !xpf_needs_look(how, *at));
   copy(out, flags, start, at - start);
   if (at == end) return at;
   const replacement &text = replace(*at);

@@ -2,7 +2,6 @@
 
 #include <string.h>
 
-#include <algorithm>
 #include <bit>
 
 #ifdef __SSE2__
@@ -32,18 +31,19 @@ uint32_t hits_of(const char *at) {
   return static_cast<uint32_t>(_mm_movemask_epi8(hits));
 }
 
-// For at least a block. The last block may overlap the one before, of which no byte needs a look.
+// For at least a block. The last one may overlap the one before, of which no byte needs a look.
 template <xpf_mode How>
 const char *pass_blocks(const char *at, const char *end, char *to) {
-  const char *const last = end - block_size;
-  for (;;) {
-    if (to != nullptr) memcpy(to, at, block_size);
+  for (; end - at >= block_size; at += block_size) {
+    if (to != nullptr) to = static_cast<char *>(mempcpy(to, at, block_size));
     if (const uint32_t hits = hits_of<How>(at)) return at + std::countr_zero(hits);
-    if (at == last) return end;
-    const int64_t step = std::min<int64_t>(block_size, last - at);
-    at += step;
-    if (to != nullptr) to += step;
   }
+  if (at == end) return end;
+  const int64_t back = block_size - (end - at);
+  at -= back;
+  if (to != nullptr) memcpy(to - back, at, block_size);
+  const uint32_t hits = hits_of<How>(at);
+  return hits != 0 ? at + std::countr_zero(hits) : end;
 }
 #endif
 
