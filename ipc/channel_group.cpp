@@ -49,7 +49,7 @@ ipc_com *next_member(xp_obj *traversal, xp::ref *member) {
 // What is watched in one poll: the group's sets and, as long as they are few, a list, with which the kernel
 // is done sooner.
 struct watched {
-  static constexpr int few = 16;
+  static constexpr int few = 8;
   int beyond;  // the highest descriptor and 1
   int count;   // descriptors; the list has all of them when they are few
   pollfd list[few];

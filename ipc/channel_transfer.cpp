@@ -24,10 +24,6 @@ namespace {
 
 constexpr int64_t header = XP_NTLD_HEADER;
 
-// Messages up to this size are copied to whom they are for. An exchange would cost less, but it moves pages
-// that were touched from one buffer to the other: members that only ever receive little keep their own.
-constexpr int64_t most_copied = 16384;
-
 // write() to a descriptor that is no socket, without the signal that kills a process whose reader has gone.
 ssize_t write_without_signal(int descriptor, const uint8_t *bytes, size_t length) {
   sigset_t pipe, old, waiting;
@@ -77,8 +73,7 @@ int32_t read_some(ipc_com *c, int64_t wanted) {
 // Hands a whole message over and empties the receive buffer.
 int32_t deliver(ipc_com *c, ipcc_place *place, int64_t total) {
   bool fits = ipc_mbuf_getmax(place->buffer) >= total;
-  bool exchange = place->exchange && ipc_mbuf_getmax(place->buffer) == IPC_MBUF_STANDARD_CAPACITY;
-  if (exchange && total > most_copied) {
+  if (place->exchange && ipc_mbuf_getmax(place->buffer) == IPC_MBUF_STANDARD_CAPACITY) {
     std::swap(c->receive, place->buffer);
   } else if (fits) {
     ipc_mbuf_set(place->buffer, ipc_mbuf_getptr(c->receive), total);
@@ -87,11 +82,8 @@ int32_t deliver(ipc_com *c, ipcc_place *place, int64_t total) {
   return fits ? static_cast<int32_t>(total) : IpcErrNoMemory;
 }
 
-}  // namespace
-
-int32_t ipcc_member_recv(ipc_com *c, ipcc_place *place) {
-  if (c->receive == nullptr) c->receive = ipc_mbuf_alloc(IPC_MBUF_STANDARD);
-  if (c->receive == nullptr) return IpcErrNoMemory;
+// One receive into a receive buffer that is there.
+int32_t receive(ipc_com *c, ipcc_place *place) {
   if (ipc_mbuf_getlen(c->receive) < header) {
     // Deliberate: 12 bytes are asked for whatever is held already, so up to 23 may be held at the end. A
     // message with a header is never that short; one that is, sent in two pieces, is refused below. Asking
@@ -111,6 +103,18 @@ int32_t ipcc_member_recv(ipc_com *c, ipcc_place *place) {
     if (held + count < total) return IpcErrWouldBlock;
   }
   return deliver(c, place, total);
+}
+
+}  // namespace
+
+int32_t ipcc_member_recv(ipc_com *c, ipcc_place *place) {
+  if (c->receive == nullptr) c->receive = ipc_mbuf_alloc(IPC_MBUF_STANDARD);
+  if (c->receive == nullptr) return IpcErrNoMemory;
+  int32_t result = receive(c, place);
+  // Between two messages a member has no buffer: clients that are idle cost none, and pages that a large
+  // message has touched serve the next one, whoever sends it.
+  if (ipc_mbuf_getlen(c->receive) == 0) xp_release(std::exchange(c->receive, nullptr));
+  return result;
 }
 
 int32_t ipcc_member_try_send(ipc_com *c) {
