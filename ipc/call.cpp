@@ -96,9 +96,11 @@ int32_t await_reply(ipc_conn *c, xp_obj *reply, uint32_t msgn) {
       ipc_msg_clear(reply);
       poisoned = poisoned ? !cured : kind == reply_kind::headerless;
     }
-    if (ipc_time_expired(start, c->timeout)) return timed_out(c);
-    // The next round's poll waits for the rest of what has begun to come.
+    // The next round's poll waits for the rest of what has begun to come. A poll that waited for nothing ends
+    // within the limit's last millisecond: the pause goes beyond it, where another poll would double the
+    // limit.
     if (received < 0 && !moved) ipcc_pause(c->channel, false);
+    if (ipc_time_expired(start, c->timeout)) return timed_out(c);
   }
 }
 

@@ -52,6 +52,8 @@ int32_t set_group(ipc_com *c, xp_obj *member) {
   if (!ipcc_pollable(g->wake) || xp_list_append(g->members, member) == 0) return IpcErrSystem;
   xp::ref old = xp::ref::adopt(c->group);
   c->group = group.leak();
+  auto *first = xp::as<ipc_com>(member);
+  c->bound = first->listener != 0 ? first : nullptr;
   return 0;
 }
 
@@ -130,9 +132,10 @@ void ipc_com_release(xp_obj *obj) {
   if (!xp_prerelease(obj)) return;
   auto *c = static_cast<ipc_com *>(obj);
   xp_release(c->group);
+  // The name goes first: as long as the socket is open no successor's file can have its inode.
+  if (c->path[0] != 0) ipcc_file_unlink(c->path, c->inode);
   if (c->descriptor >= 0) close(c->descriptor);
   if (c->spare >= 0) close(c->spare);
-  if (c->path[0] != 0) ipcc_file_unlink(c->path, c->inode);
   xp_release(c->pending);
   xp_release(c->receive);
   xp::destroy(c);
@@ -151,6 +154,11 @@ int32_t ipc_com_bind(xp_obj *obj, uint32_t code, uint32_t session) {
   listener->listener = 1;
   listener->spare = open_spare();
   return set_group(c, listener);
+}
+
+void ipcc_withdraw(xp_obj *obj) {
+  auto *c = xp::as<ipc_com>(obj);
+  if (c != nullptr && c->bound != nullptr) ipcc_file_unlink(c->bound->path, c->bound->inode);
 }
 
 int32_t ipc_com_bind_to(xp_obj *c, uint32_t /*code*/, uint32_t /*session*/, int32_t descriptor) {

@@ -17,7 +17,7 @@ enum class ipcc_retry {
 // Where a received message goes.
 struct ipcc_place {
   xp_obj *buffer;  // the caller's reference
-  bool exchange;   // in: a large message may come in another standard buffer, for which `buffer` was given
+  bool exchange;   // in: the message may come in another standard buffer, for which `buffer` was given
   bool moved;      // out: bytes came in, though perhaps no whole message
 };
 
@@ -26,6 +26,9 @@ int32_t ipcc_recv(xp_obj *c, ipcc_place *place, xp_obj **from);
 
 // ipc_com_connect that tells more.
 int32_t ipcc_connect(xp_obj *c, uint32_t code, uint32_t session, ipcc_retry *retry);
+
+// Takes a server's socket file away before its channel ends, also while another thread polls the channel.
+void ipcc_withdraw(xp_obj *c);
 
 // The pause after IpcErrWouldBlock: at most 1 ms, less when the first member is ready to be written to, or
 // read from.

@@ -16,10 +16,11 @@ struct ipc_com : xp_obj {
   char path[IPCC_PATH_KEPT + 1];  // socket file that this listener made; empty for every other channel
   uint64_t inode;                 // of that file: a successor's is left alone
   xp_obj *pending;                // buffer being sent, owned; null when none
-  xp_obj *receive;                // buffer in which a message is put together, owned; made on first use
+  xp_obj *receive;                // buffer in which a message is put together, owned; null between messages
   uint32_t listener;              // 1 for a listening socket
   int32_t spare;                  // a listener's descriptor kept for hard times, -1 when none
   xp_obj *group;                  // of the outer channel of an endpoint, owned; null for a member
+  ipc_com *bound;                 // of the outer channel of a server: the listening member in its group
 };
 
 struct ipc_group : xp_obj {

@@ -102,8 +102,12 @@ int32_t ipc_close(xp_obj *obj) {
   if (c == nullptr) return 0;
   ipc_shared(c->state).store(IPC_STATE_IDLE);
   xp::ref channel = xp::ref::adopt(ipc_shared(c->channel).exchange(nullptr));
-  // A receiving thread keeps the channel it polls; woken, it finds the connection closed and ends.
-  if (ipc_shared(c->mode).load() == IPC_MODE_THREAD) ipc_com_interupt(channel.get());
+  // A receiving thread keeps the channel it polls; woken, it finds the connection closed and ends. The name
+  // does not wait for that.
+  if (ipc_shared(c->mode).load() == IPC_MODE_THREAD) {
+    ipcc_withdraw(channel.get());
+    ipc_com_interupt(channel.get());
+  }
   if (uint32_t port = ipc_shared(c->port).exchange(0)) ipc_port()->close(port);
   return 0;
 }
