@@ -3,34 +3,21 @@
 #include "app/corvane_settings.h"
 
 #include "tests/app/recording_desktop.h"
-#include "tests/support/leak_check.h"
-#include "tests/webview/recording_engine.h"
-#include "webview/webview.h"
-#include "xp/dict/dict.h"
-#include "xp/service/main_queue.h"
-#include "xp/string/string.h"
+#include "tests/webview/webview_fixture.h"
 
 #include <cstdlib>
 
 namespace {
 
-class corvane_settings_test : public leak_check {
+class corvane_settings_test : public webview_fixture {
 protected:
-  void SetUp() override {
-    leak_check::SetUp();
-    setenv("CORVANE_ROOT", "/private", 1);
-    xp_webview_setplatform(&platform_);
-  }
-  void TearDown() override {
-    unsetenv("CORVANE_ROOT");
-    xp_webview_setplatform(nullptr);
-    leak_check::TearDown();
-  }
+  corvane_settings_test() { setenv("CORVANE_ROOT", "/private", 1); }
+  ~corvane_settings_test() override { unsetenv("CORVANE_ROOT"); }
 
   // What was asked for since the last call, without the first lines of it.
   transcript taken(size_t skipped = 0) {
     xp_main_pump();
-    transcript lines = std::exchange(platform_.log, {});
+    transcript lines = std::exchange(platform.log, {});
     lines.erase(lines.begin(), lines.begin() + static_cast<ptrdiff_t>(std::min(skipped, lines.size())));
     return lines;
   }
@@ -51,7 +38,7 @@ protected:
   }
 
   transcript open_app(const char *name) {
-    cv_setup_native_osopenapp(xp::ref::adopt(xp_str_new(name)).get());
+    cv_setup_native_osopenapp(str(name).get());
     return taken();
   }
   transcript open_fda() {
@@ -59,8 +46,7 @@ protected:
     return taken();
   }
 
-  recording_platform platform_;
-  recording_desktop desktop_{platform_.log};
+  recording_desktop desktop_{platform.log};
   CorvaneSettings settings_{desktop_};
 };
 
@@ -72,9 +58,9 @@ TEST_F(corvane_settings_test, launches_in_order_and_takes_everything_down_again)
                                     "window \"Sablewick\" 720x360 at 280,220", "modern local", "show",
                                     "background 123456", "trust []", "load GET local://app/setup.html",
                                     "bring to front"}));
-  EXPECT_EQ(platform_.engine->config.window, &desktop_);
-  EXPECT_EQ(platform_.engine->config.width, 720);
-  EXPECT_EQ(platform_.engine->config.height, 360);
+  EXPECT_EQ(platform.engine->config.window, &desktop_);
+  EXPECT_EQ(platform.engine->config.width, 720);
+  EXPECT_EQ(platform.engine->config.height, 360);
   EXPECT_TRUE(offered());
   EXPECT_EQ(ended(), view_gone);
   EXPECT_FALSE(offered());
@@ -86,10 +72,10 @@ TEST_F(corvane_settings_test, launches_in_order_and_takes_everything_down_again)
 
 TEST_F(corvane_settings_test, says_so_and_ends_when_there_is_no_view) {
   const transcript given_up = {"log CorvaneSettings: failed to create web view", "terminate"};
-  platform_.refuse = true;
+  platform.refuse = true;
   EXPECT_EQ(launched(3), given_up);  // bundle, window, engine
   EXPECT_EQ(ended(), transcript{"close window"});
-  platform_.refuse = false;
+  platform.refuse = false;
   desktop_.can_make_window = false;
   EXPECT_EQ(launched(2), given_up);  // bundle, window
   EXPECT_EQ(ended(), transcript{});

@@ -55,15 +55,15 @@ public:
     return *reply;
   }
 
-  // Waits until a script gives this text. The text it gave at last, within so many seconds.
-  std::string wait_for(const std::string &script, const std::string &text, int seconds) {
+  // Expects a script to give this text, now or within so many seconds.
+  void expect_page(const std::string &script, const std::string &text, int seconds = 0) {
     const auto limit = clock::now() + std::chrono::seconds(seconds);
     std::string last = page(script);
     while (last != text && clock::now() < limit) {
       pause(50);
       last = page(script);
     }
-    return last;
+    EXPECT_EQ(last, text) << script;
   }
 
   void pause(int milliseconds) {
@@ -87,15 +87,15 @@ std::string field(const char *key) {
 }
 
 void expect_page_fits(driven_settings &settings) {
-  EXPECT_EQ(settings.wait_for("innerWidth + 'x' + innerHeight", "720x360", 5), "720x360");
-  EXPECT_EQ(settings.page("String(document.documentElement.scrollHeight <= innerHeight && "
-                          "document.documentElement.scrollWidth <= innerWidth)"),
-            "true")
-      << settings.page("document.documentElement.scrollHeight + ' high'");
-  EXPECT_EQ(settings.page("String([...document.querySelectorAll('dt, h1, h2, button')].every("
-                          "e => e.scrollWidth <= e.clientWidth || e.hidden))"),
-            "true")
-      << "text is cut off";
+  settings.expect_page("innerWidth + 'x' + innerHeight", "720x360", 5);
+  settings.expect_page(
+      "String(document.documentElement.scrollHeight <= innerHeight && "
+      "document.documentElement.scrollWidth <= innerWidth)",
+      "true");
+  settings.expect_page(
+      "String([...document.querySelectorAll('dt, h1, h2, button')].every("
+      "e => e.scrollWidth <= e.clientWidth || e.hidden))",
+      "true");
 }
 
 // Page and view follow the window, in both directions.
@@ -103,20 +103,20 @@ void expect_page_follows(driven_settings &settings) {
   for (const int width : {900, 600, 720}) {
     const int before = static_cast<int>(xp_webview_getwidth(settings.webview()));
     gtk_window_set_default_size(driven_settings::window(), width, 420);
-    EXPECT_EQ(settings.wait_for("String(innerWidth !== " + std::to_string(before) + ")", "true", 5), "true");
+    settings.expect_page("String(innerWidth !== " + std::to_string(before) + ")", "true", 5);
     settings.pause(200);
-    EXPECT_EQ(settings.page("innerWidth + 'x' + innerHeight"),
-              std::to_string(xp_webview_getwidth(settings.webview())) + "x" +
-                  std::to_string(xp_webview_getheight(settings.webview())));
-    EXPECT_EQ(settings.page("String(document.documentElement.scrollWidth <= innerWidth)"), "true") << width;
+    settings.expect_page("innerWidth + 'x' + innerHeight",
+                         std::to_string(xp_webview_getwidth(settings.webview())) + "x" +
+                             std::to_string(xp_webview_getheight(settings.webview())));
+    settings.expect_page("String(document.documentElement.scrollWidth <= innerWidth)", "true");
   }
 }
 
 void expect_appearance(driven_settings &settings, AdwColorScheme scheme, const char *dark,
                        const char *ground) {
   adw_style_manager_set_color_scheme(adw_style_manager_get_default(), scheme);
-  EXPECT_EQ(settings.wait_for("String(matchMedia('(prefers-color-scheme: dark)').matches)", dark, 5), dark);
-  EXPECT_EQ(settings.page("getComputedStyle(document.body).backgroundColor"), ground);
+  settings.expect_page("String(matchMedia('(prefers-color-scheme: dark)').matches)", dark, 5);
+  settings.expect_page("getComputedStyle(document.body).backgroundColor", ground);
 }
 
 // Content that could act for the page without being of it.
@@ -125,8 +125,8 @@ void expect_guarded(driven_settings &settings) {
       "window.refused = []; document.addEventListener('securitypolicyviolation', "
       "e => refused.push(e.effectiveDirective)); const frame = document.createElement('iframe'); "
       "frame.src = 'data:text/html,x'; document.body.append(frame); 0");
-  EXPECT_EQ(settings.wait_for("String(refused)", "frame-src", 5), "frame-src");
-  EXPECT_EQ(settings.page("try { eval('1') } catch (error) { error.name }"), "EvalError");
+  settings.expect_page("String(refused)", "frame-src", 5);
+  settings.expect_page("try { eval('1') } catch (error) { error.name }", "EvalError");
   settings.page("document.querySelector('iframe').remove(); 0");
 }
 
@@ -135,28 +135,28 @@ using standin = std::unique_ptr<standin_process>;
 void expect_survives_the_client(driven_settings &settings, const private_root &root, standin &client) {
   client->end(SIGKILL);  // its endpoint stays behind, dead
   settings.page("location.reload(); 0");
-  EXPECT_EQ(settings.wait_for(headline, "Contacting the client", 5), "Contacting the client");
-  EXPECT_EQ(settings.page(retry_shown), "false");
-  EXPECT_EQ(settings.wait_for(state, "unreachable", 20), "unreachable");
-  EXPECT_EQ(settings.page(headline), "The client is not answering");
-  EXPECT_EQ(settings.page(retry_shown), "true");
+  settings.expect_page(headline, "Contacting the client", 5);
+  settings.expect_page(retry_shown, "false");
+  settings.expect_page(state, "unreachable", 20);
+  settings.expect_page(headline, "The client is not answering");
+  settings.expect_page(retry_shown, "true");
   expect_page_fits(settings);
 
   client = std::make_unique<standin_process>(root);
   ASSERT_TRUE(client->serves()) << client->errors();
   settings.page("document.getElementById('retry').click(); 0");
-  EXPECT_EQ(settings.wait_for(state, "live", 10), "live");
-  EXPECT_EQ(settings.page(headline), "Connected");
-  EXPECT_EQ(settings.page(field("server")), "corvane.example.com");
-  EXPECT_EQ(settings.page(retry_shown), "false");
+  settings.expect_page(state, "live", 10);
+  settings.expect_page(headline, "Connected");
+  settings.expect_page(field("server"), "corvane.example.com");
+  settings.expect_page(retry_shown, "false");
 }
 
 void drive(driven_settings &settings, const private_root &root, standin &client) {
-  EXPECT_EQ(settings.wait_for(state, "live", 30), "live");
-  EXPECT_EQ(settings.page(headline), "Connected");
-  EXPECT_EQ(settings.page(field("server")), "corvane.example.com");
-  EXPECT_EQ(settings.page(field("serialnumber")), "SMPL0042");
-  EXPECT_EQ(settings.page("typeof window.refresh_capabilities"), "function");
+  settings.expect_page(state, "live", 30);
+  settings.expect_page(headline, "Connected");
+  settings.expect_page(field("server"), "corvane.example.com");
+  settings.expect_page(field("serialnumber"), "SMPL0042");
+  settings.expect_page("typeof window.refresh_capabilities", "function");
   expect_page_fits(settings);
   expect_appearance(settings, ADW_COLOR_SCHEME_FORCE_DARK, "true", "rgb(36, 36, 36)");
   expect_appearance(settings, ADW_COLOR_SCHEME_FORCE_LIGHT, "false", "rgb(250, 250, 250)");

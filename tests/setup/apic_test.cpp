@@ -94,7 +94,7 @@ TEST_F(apic, waits_longer_for_a_daemon_that_is_not_there_yet) {
   const auto present = steady_clock::now() - absent;
   EXPECT_GE(present, 100ms);
   EXPECT_LT(present, absent - start);
-  unlink(private_client().socket().c_str());
+  unlink(private_client::root().socket().c_str());
 
   scripted_daemon daemon;
   std::thread late([&] {
@@ -115,13 +115,13 @@ TEST_F(apic, reaches_the_daemon_both_ways) {
     vane_apic_stop(reply);
     return line;
   };
-  const standin_process daemon(private_client());
+  const standin_process daemon(private_client::root());
   ASSERT_TRUE(daemon.serves()) << daemon.errors();
-  const std::filesystem::path socket = private_client().socket(), aside = socket.string() + "~";
+  const std::filesystem::path socket = private_client::root().socket(), aside = socket.string() + "~";
   std::filesystem::rename(socket, aside);
   EXPECT_EQ(told(), " cook=0 rslt=0") << "by the service alone";
   std::filesystem::rename(aside, socket);
-  std::filesystem::remove_all(private_client().path() + "/run");
+  std::filesystem::remove_all(private_client::root().path() + "/run");
   EXPECT_EQ(told(), " cook=0 rslt=0") << "by the socket alone";
 }
 
@@ -130,7 +130,7 @@ TEST_F(apic, sends_nothing_to_another_users_server) {
   if (geteuid() != 0) GTEST_SKIP() << "only root can be another user";
   int ready[2];
   ASSERT_EQ(pipe(ready), 0);
-  const std::filesystem::path folder = private_client().socket().parent_path();
+  const std::filesystem::path folder = private_client::root().socket().parent_path();
   struct stat before {};
   stat(folder.c_str(), &before);
   chmod(folder.c_str(), 01777);  // the stranger must be able to make the name
@@ -152,7 +152,7 @@ TEST_F(apic, sends_nothing_to_another_users_server) {
   EXPECT_EQ(status, 0) << "the stranger saw a byte, or could not serve";
   chmod(folder.c_str(), before.st_mode & 07777);
   close(ready[0]);
-  unlink(private_client().socket().c_str());
+  unlink(private_client::root().socket().c_str());
 }
 
 }  // namespace

@@ -9,12 +9,6 @@
 #include "xp/dict/dict.h"
 #include "xp/plist/plist.h"
 
-inline xp::ref parse_json(const std::string &text) {
-  const xp::ref list =
-      xp::ref::adopt(xp_plist_parse(text.data(), static_cast<int64_t>(text.size()), XP_PLIST_JSON));
-  return xp::ref::adopt(xp_plist_get(list.get(), nullptr));
-}
-
 // A request's "result" as compact JSON text with its keys in byte order; "none" when it has none.
 inline std::string result_of(xp_obj *request) {
   const xp::ref result = xp::ref::adopt(xp_dict_fetch(request, "result", -1));
@@ -22,7 +16,7 @@ inline std::string result_of(xp_obj *request) {
 }
 
 inline std::string call_request(const std::string &json) {
-  const xp::ref request = parse_json(json);
+  const xp::ref request = tree(json);
   cv_setup_native(nullptr, xp_tuple_new(2, static_cast<xp_obj *>(nullptr), request.get()));
   return result_of(request.get());
 }

@@ -5,11 +5,6 @@
 
 extern "C" {
 
-int16_t VaneVersion(uint16_t *version, uintptr_t zero);
-int16_t VaneGetPrefData(uintptr_t zero, uint32_t code, uintptr_t zero2, uint32_t size, void *buffer,
-                        uintptr_t zero3);
-int16_t VaneGetSessionStatus(uintptr_t zero, uintptr_t zero2, uintptr_t zero3, uint64_t *status);
-
 int16_t VaneVersion(uint16_t *version, uintptr_t zero) {
   *version = 0x6213;
   return zero == 0 ? 0 : 1;

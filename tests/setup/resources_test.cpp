@@ -1,7 +1,6 @@
 #include "setup/resources.h"
 
 #include "setup/dispatcher.h"
-#include "tests/support/leak_check.h"
 #include "tests/support/objects.h"
 #include "tests/support/temp_folder.h"
 #include "webview/webview.h"
@@ -78,25 +77,23 @@ TEST_F(resources, stays_below_the_resource_folder) {
   fs::create_directory_symlink(folder_.path(), bundle / "out");
   fs::create_directory(bundle / "app/folder.html");
   ASSERT_EQ(mkfifo((bundle / "app/pipe.html").c_str(), 0600), 0);
-  const std::string rows[] = {
-      "local://../secret.html",
-      "local://./top.html",
-      "local://app/../secret.html",
-      "local://%2e%2e/secret.html",
-      "local://out/secret.html",
-      "local://app/link.html",
-      "local://app/pipe.html",
-      "local://app/folder.html",
-      "local://app/..",
-      "local://app/.",
-      "local://app/",
-      "local://app/?x",
-      "local://app/%2e%2e/secret",
-      "local://app\\..\\secret.html",
-      std::string("local://app/readme\0", 19),
-      std::string("local://..\0/secret.html", 23),
-      "local://app/" + std::string(300, 'a'),
-  };
+  const std::string rows[] = {"local://../secret.html",
+                              "local://./top.html",
+                              "local://app/../secret.html",
+                              "local://%2e%2e/secret.html",
+                              "local://out/secret.html",
+                              "local://app/link.html",
+                              "local://app/pipe.html",
+                              "local://app/folder.html",
+                              "local://app/..",
+                              "local://app/.",
+                              "local://app/",
+                              "local://app/?x",
+                              "local://app/%2e%2e/secret",
+                              "local://app\\..\\secret.html",
+                              std::string("local://app/readme\0", 19),
+                              std::string("local://..\0/secret.html", 23),
+                              "local://app/" + std::string(300, 'a')};
   for (const std::string &url : rows) {
     const std::string got = answer(url);
     EXPECT_EQ(got.substr(got.find('|')), "|-") << url;

@@ -18,6 +18,12 @@ xp::ref str(std::string_view text) {
   return xp::ref::adopt(xp_str_make(text.data(), static_cast<int64_t>(text.size())));
 }
 
+xp::ref tree(std::string_view json) {
+  const xp::ref list =
+      xp::ref::adopt(xp_plist_parse(json.data(), static_cast<int64_t>(json.size()), XP_PLIST_JSON));
+  return xp::ref::adopt(xp_plist_get(list.get(), nullptr));
+}
+
 std::string text_of(xp_obj *obj) {
   if (obj == nullptr) return "null";
   const bool tree = xp_type(obj) == xp_dict_type() || xp_type(obj) == xp_array_type();

@@ -3,6 +3,7 @@
 #ifndef TESTS_SUPPORT_OBJECTS_H
 #define TESTS_SUPPORT_OBJECTS_H
 
+#include "tests/support/leak_check.h"
 #include "xp/object/ref.h"
 
 #include <stdint.h>
@@ -16,6 +17,9 @@
 
 xp::ref num(int64_t value);
 xp::ref str(std::string_view text);
+
+// What a JSON text holds; null when it has a fault.
+xp::ref tree(std::string_view json);
 
 // A value for a container of raw values.
 inline xp_obj *raw(uintptr_t value) {

@@ -9,47 +9,44 @@ namespace {
 class bridge_test : public webview_fixture {
 protected:
   // A request of this number.
-  static xp::ref numbered(int64_t number) {
-    xp::ref request = xp::ref::adopt(xp_dict_new(0));
-    xp_dict_store(request.get(), "id", -1, num(number).get());
-    return request;
-  }
+  static xp::ref numbered(int number) { return tree("{\"id\":" + std::to_string(number) + "}"); }
 
-  // Answers forklift scripts from a payload of UTF-16 code units, 0 past its end, as the page does.
-  void serve(std::u16string payload) {
-    platform.evaluate = [payload = std::move(payload)](std::string_view script) {
+  // Answers forklift scripts from a payload of UTF-16 code units, `end` behind them, as the page does.
+  void serve(std::u16string_view units) { serve(std::vector<double>(units.begin(), units.end()), 0); }
+  void serve(std::vector<double> units, double end) {
+    platform.evaluate = [units = std::move(units), end](std::string_view script) {
       const size_t comma = script.find(", ");
       if (!script.starts_with("xp_native.forklift(") || comma == std::string_view::npos)
         return xp_engine_result{};
       const size_t index = std::stoul(std::string(script.substr(comma + 2)));
-      return page_result(page_number(index < payload.size() ? payload[index] : 0));
+      return page_result(page_number(index < units.size() ? units[index] : end));
     };
   }
 };
 
 TEST_F(bridge_test, a_request_is_parsed_numbered_and_answered_at_once) {
+  // Neither the page's own number nor a result of its own counts, and a payload may be anything.
+  const std::pair<const char *, const char *> rows[] = {
+      {R"({"method":"host-info","args":{"a":[1]},"id":77,"result":"forged"})",
+       R"({"args":{"a":[1]},"id":5,"method":"host-info"})"},
+      {R"({"method":"x","result":{"forged":1}})", R"({"id":5,"method":"x"})"},
+      {"", "null"},
+      {"{\"a\":", "null"},
+      {"[1]", "null"},
+      {"7", "null"},
+      {"words", "null"}};
+  answer = [](uint32_t, xp_obj *) { return int64_t{2}; };  // only exactly 1 keeps the request
+  for (const auto &[payload, request] : rows) {
+    engine().post(5, payload);
+    EXPECT_EQ(take_events(), std::string("40 ") + request + "\n");
+    EXPECT_EQ(platform.take_log(), "run xp_native.response(5, {});\n") << payload;
+  }
   answer = [](uint32_t, xp_obj *request) {
     xp_dict_store(request, "result", -1, str("it's \"so\"").get());
     return int64_t{0};
   };
-  engine().post(5, R"({"method":"host-info","args":{"a":[1]},"id":77,"result":"forged"})");
-  EXPECT_EQ(take_events(), "40 {\"args\":{\"a\":[1]},\"id\":5,\"method\":\"host-info\"}\n");
+  engine().post(5, "{}");
   EXPECT_EQ(platform.take_log(), "run xp_native.response(5, \"it's \\\"so\\\"\");\n");
-}
-
-TEST_F(bridge_test, a_request_without_a_result_gets_an_empty_object) {
-  answer = [](uint32_t, xp_obj *) { return int64_t{2}; };  // only exactly 1 keeps the request
-  engine().post(6, R"({"method":"x","result":{"forged":1}})");
-  EXPECT_EQ(platform.take_log(), "run xp_native.response(6, {});\n");
-  EXPECT_EQ(take_events(), "40 {\"id\":6,\"method\":\"x\"}\n");
-}
-
-TEST_F(bridge_test, a_payload_that_is_no_dictionary_raises_a_null_request) {
-  for (const char *payload : {"", "{\"a\":", "[1]", "7", "words"}) {
-    engine().post(3, payload);
-    EXPECT_EQ(take_events(), "40 null\n") << payload;
-    EXPECT_EQ(platform.take_log(), "run xp_native.response(3, {});\n") << payload;
-  }
 }
 
 TEST_F(bridge_test, what_is_no_request_is_dropped) {
@@ -126,7 +123,8 @@ TEST_F(bridge_test, a_payload_is_gathered_unit_by_unit) {
   EXPECT_EQ(platform.last(), "run xp_native.response(9, {});");
 }
 
-TEST_F(bridge_test, surrogates_without_a_partner_are_replaced_in_requests_side_by_side) {
+TEST_F(bridge_test, odd_units_are_replaced_or_cut) {
+  // A surrogate without its partner, in two requests side by side.
   for (const char16_t lone : {char16_t{0xd83d}, char16_t{0xdc00}}) {
     serve(std::u16string(u"{\"a\":\"") + lone + u"x\"}");
     engine().post_number(1);
@@ -134,6 +132,13 @@ TEST_F(bridge_test, surrogates_without_a_partner_are_replaced_in_requests_side_b
     engine().finish_scripts();
     EXPECT_EQ(take_events(),
               "40 {\"a\":\"\xef\xbf\xbdx\",\"id\":1}\n40 {\"a\":\"\xef\xbf\xbdx\",\"id\":2}\n");
+  }
+  // Sixteen bits count, and a value that is no whole number above 0 ends the payload.
+  for (const double end : {0.0, static_cast<double>(NAN), -1.0, 0.5, 1e300}) {
+    serve(std::vector<double>{'{' + 65536.0, 0x1007d}, end);
+    engine().post_number(2);
+    EXPECT_EQ(engine().finish_scripts(), 4);  // two units, the end, the answer
+    EXPECT_EQ(take_events(), "40 {\"id\":2}\n");
   }
 }
 
@@ -171,21 +176,6 @@ TEST_F(bridge_test, gathering_ends_with_a_failure_text) {
     engine().finish_scripts();
     EXPECT_EQ(platform.last(), std::string("run xp_native.failure(8, '") + text + "');");
     EXPECT_EQ(take_events(), "");
-  }
-}
-
-TEST_F(bridge_test, odd_units_are_cut_to_sixteen_bits) {
-  // 65601 is 0x10041: "A" in its low half. A value that is no whole number above 0 ends the payload.
-  for (const double end : {0.0, static_cast<double>(NAN), -1.0, 0.5, 1e300}) {
-    int turn = 0;
-    platform.evaluate = [&turn, end](std::string_view) {
-      const double units[] = {'"' + 65536.0, 65601, end};
-      return page_result(page_number(units[std::min(turn++, 2)]));
-    };
-    engine().post_number(2);
-    engine().finish_scripts();
-    EXPECT_EQ(take_events(), "40 null\n");
-    EXPECT_EQ(turn, 4);  // two units, the end, the answer
   }
 }
 
@@ -287,12 +277,12 @@ TEST_F(bridge_test, an_answer_outlives_its_wrapper) {
 }
 
 TEST_F(bridge_test, an_answer_needs_a_number) {
-  const xp::ref request = xp::ref::adopt(xp_dict_new(0));
-  EXPECT_EQ(xp_webview_respond(wrapper(), request.get()), -1);
-  xp_dict_store(request.get(), "id", -1, str("3").get());
-  expect({xp_webview_respond(wrapper(), request.get()), xp_webview_respond(wrapper(), wrapper()),
-          xp_webview_respond(request.get(), request.get()), xp_main_pump()},
-         "-1 -1 -1 0");
+  const xp::ref request = numbered(3);
+  expect(
+      {xp_webview_respond(wrapper(), tree("{}").get()),
+       xp_webview_respond(wrapper(), tree(R"({"id":"3"})").get()), xp_webview_respond(wrapper(), wrapper()),
+       xp_webview_respond(request.get(), request.get()), xp_main_pump()},
+      "-1 -1 -1 -1 0");
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 #ifndef TESTS_WEBVIEW_WEBVIEW_FIXTURE_H
 #define TESTS_WEBVIEW_WEBVIEW_FIXTURE_H
 
-#include "tests/support/leak_check.h"
 #include "tests/support/objects.h"
 #include "tests/webview/recording_engine.h"
 #include "webview/webview.h"

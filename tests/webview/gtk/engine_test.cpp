@@ -1,14 +1,11 @@
 // The bridge, the scheme and the loads over the real engine.
 
-#include "tests/support/objects.h"
 #include "tests/webview/gtk/page_fixture.h"
 
-#include <gtest/gtest.h>
 #include <signal.h>
 
 #include <filesystem>
 #include <fstream>
-#include <map>
 #include <set>
 
 namespace {
