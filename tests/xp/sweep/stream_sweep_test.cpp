@@ -1,20 +1,15 @@
 // Parts of strings, streams, files and URLs without memory.
 
-#include "tests/support/leak_check.h"
 #include "tests/xp/sweep/sweep.h"
-#include "xp/object/number.h"
-#include "xp/object/ref.h"
 #include "xp/service/file.h"
 #include "xp/service/folder.h"
 #include "xp/service/status.h"
 #include "xp/service/stream.h"
 #include "xp/service/stream_kinds.h"
-#include "xp/service/traversal.h"
 #include "xp/service/url.h"
 #include "xp/string/edit.h"
 #include "xp/string/parts.h"
 #include "xp/string/scan.h"
-#include "xp/string/string.h"
 
 #include <unistd.h>
 
@@ -27,7 +22,7 @@ using xp::ref;
 
 class stream_sweep : public leak_check {};
 
-void parts(story &told) {
+SWEEP(stream_sweep, parts) {
   ref s = ref::adopt(xp_str_new("one, two, three"));
   told.made(xp_str_substr(s.get(), 5, 3));
   told.made(xp_str_extract(s.get(), ", ", ",", 0, nullptr));
@@ -50,17 +45,13 @@ void parts(story &told) {
   told.made(rest);
 }
 
-TEST_F(stream_sweep, parts_of_strings) {
-  sweep::run(parts);
-}
-
 int64_t add_argument(xp_obj *name, xp_obj * /*value*/, void *context) {
   EXPECT_NE(xp_str_length(name), 0);
   ++*static_cast<int64_t *>(context);
   return 0;
 }
 
-void urls(story &told) {
+SWEEP(stream_sweep, urls) {
   ref u = ref::adopt(xp_url_new("HTTP://me@host:80/a/./b%20c/../d?x=1&y=%41#end", -1));
   for (auto *part : {xp_url_string, xp_url_user, xp_url_host, xp_url_path, xp_url_fragment, xp_url_normal})
     told.made(part(u.get()));
@@ -79,16 +70,12 @@ void urls(story &told) {
   told.made(xp_url_make(xp_url_getparts(u.get())));
 }
 
-TEST_F(stream_sweep, urls) {
-  sweep::run(urls);
-}
-
 std::string own_folder() {
   return "/tmp/corvane-sweep." + std::to_string(getpid());
 }
 
 // A file that could not be replaced is as it was.
-void files(story &told) {
+SWEEP(stream_sweep, files) {
   ref folder = ref::adopt(xp_file_new(own_folder().c_str(), -1));
   xp_file_mkdir(folder.get(), XP_FILE_PARENTS);
   ref file = ref::adopt(xp_file_child(folder.get(), "kept", -1));
@@ -118,10 +105,6 @@ void files(story &told) {
   EXPECT_TRUE(rmdir(own_folder().c_str()) == 0 || !folder) << "something else was left in the folder";
 }
 
-TEST_F(stream_sweep, files) {
-  sweep::run(files);
-}
-
 int64_t doubled(void * /*context*/, const char *bytes, int64_t length, xp_writer out, void *out_context) {
   int64_t first = length > 0 ? out(out_context, bytes, length) : 0;
   return first < 0 || length <= 0 ? first : out(out_context, bytes, length);
@@ -141,7 +124,7 @@ void read_all(story &told, xp_obj *made, const std::string &whole) {
   told.gave(xp_strm_status(stream.get()), XP_ERR_NOMEMORY);
 }
 
-void streams(story &told) {
+SWEEP(stream_sweep, streams) {
   constexpr char text[] = "first line\nsecond line\r\nthird";
   ref memory = ref::adopt(xp_strm_newmem());
   xp_strm_open(memory.get(), 0);
@@ -176,10 +159,6 @@ void streams(story &told) {
   ref whole = a_string();
   xp_strm_open(whole.get(), XP_STRM_READ);
   told.made(xp_strm_string(whole.get(), -1));
-}
-
-TEST_F(stream_sweep, streams) {
-  sweep::run(streams);
 }
 
 }  // namespace

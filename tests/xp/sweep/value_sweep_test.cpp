@@ -1,19 +1,13 @@
 // Numbers, strings, texts, services without memory.
 
-#include "tests/support/leak_check.h"
 #include "tests/xp/sweep/sweep.h"
-#include "xp/array/array.h"
-#include "xp/dict/dict.h"
 #include "xp/format/format.h"
 #include "xp/object/boolean.h"
 #include "xp/object/lifo.h"
 #include "xp/object/lock.h"
 #include "xp/object/memory.h"
 #include "xp/object/null.h"
-#include "xp/object/number.h"
-#include "xp/object/ref.h"
 #include "xp/object/slot.h"
-#include "xp/object/type.h"
 #include "xp/service/base64.h"
 #include "xp/service/data.h"
 #include "xp/service/date.h"
@@ -23,11 +17,9 @@
 #include "xp/service/main_queue.h"
 #include "xp/service/system_root.h"
 #include "xp/service/thread.h"
-#include "xp/service/traversal.h"
 #include "xp/string/encoding.h"
 #include "xp/string/kinds.h"
 #include "xp/string/mapping.h"
-#include "xp/string/string.h"
 
 #include <string.h>
 
@@ -49,7 +41,7 @@ int64_t long_textify(xp_obj * /*obj*/, char *buffer, int64_t capacity) {
   return 300;
 }
 
-void objects(story &told) {
+SWEEP(value_sweep, objects) {
   told.made(xp_number_new(1000));
   told.made(xp_number_newfloat(0.25));
   told.made(xp_number_parse("12.5e3", -1));
@@ -77,13 +69,9 @@ void objects(story &told) {
   EXPECT_TRUE(heard.empty() || heard == std::string(300, 'x'));
 }
 
-TEST_F(value_sweep, objects) {
-  sweep::run(objects);
-}
-
 constexpr char mixed[] = "Gr\u00fc\u00dfe, \u039f\u0394\u039f\u03a3 und A\u030a";
 
-void string_kinds(story &told) {
+SWEEP(value_sweep, string_kinds) {
   told.made(xp_str_new("ordinary"));
   told.made(xp_str_make(mixed, -1));
   told.made(xp_str_const("constant"));
@@ -115,11 +103,7 @@ void string_kinds(story &told) {
   }
 }
 
-TEST_F(value_sweep, kinds_of_strings) {
-  sweep::run(string_kinds);
-}
-
-void string_operations(story &told) {
+SWEEP(value_sweep, string_operations) {
   ref words = ref::adopt(xp_str_new(mixed));
   told.made(xp_str_upper(words.get()), mixed);
   told.made(xp_str_lower(words.get()), mixed);
@@ -144,11 +128,7 @@ void string_operations(story &told) {
   told.wrote(heard);
 }
 
-TEST_F(value_sweep, operations_on_strings) {
-  sweep::run(string_operations);
-}
-
-void formats(story &told) {
+SWEEP(value_sweep, formats) {
   ref number = ref::adopt(xp_number_new(99999));
   ref words = ref::adopt(xp_str_new(mixed));
   told.made(xp_str_format("%s %d %O", "plain", 7, number.get()), "plain 7 ");
@@ -169,10 +149,6 @@ void formats(story &told) {
   told.gave(xp_fmt_getquad("  -42", -1));
 }
 
-TEST_F(value_sweep, formats) {
-  sweep::run(formats);
-}
-
 int64_t add_one(void * /*ignored*/, void *argument) {
   ++*static_cast<int64_t *>(argument);
   return 5;
@@ -182,7 +158,7 @@ void count_work(void *argument) {
   ++*static_cast<int64_t *>(argument);
 }
 
-void services(story &told) {
+SWEEP(value_sweep, services) {
   ref data = ref::adopt(xp_data_new("bytes", 5));
   int64_t length = xp_data_length(data.get());
   for (int i = 0; i < 6; ++i) {
@@ -219,10 +195,6 @@ void services(story &told) {
   told.made(xp_file_read("/proc/self/comm", -1));
   told.made(xp_file_preferences("corvane", "settings"));
   told.made(xp_root_path("/usr/bin"));
-}
-
-TEST_F(value_sweep, services) {
-  sweep::run(services);
 }
 
 }  // namespace
