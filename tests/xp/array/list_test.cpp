@@ -1,6 +1,5 @@
 #include "xp/array/list.h"
 
-#include "tests/support/leak_check.h"
 #include "tests/support/objects.h"
 #include "tests/support/threads.h"
 #include "xp/object/number.h"

@@ -30,6 +30,7 @@ protected:
                            : xp_number_new(100 + static_cast<int64_t>(i % 9)));
   }
   void TearDown() override {
+    sequence = nullptr;
     for (xp_obj *obj : pool) {
       if (raw()) break;
       EXPECT_LE(xp_refs(obj), 1) << "only the pool holds it";
@@ -39,8 +40,24 @@ protected:
   }
 
   virtual bool raw() const { return (GetParam() & 1) != 0; }
+  // One step of three kinds: on a single item, only looking, or on the whole.
+  virtual void single() = 0;
+  virtual void look_up() = 0;
+  virtual void whole() = 0;
+  virtual items content() = 0;
+  void agrees_with_a_vector(xp_obj *made) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    sequence = ref::adopt(made);
+    for (int i = 0; i < 6000; ++i) {
+      const auto dice = random() % 8;
+      dice == 0 ? whole() : dice < 3 ? look_up() : single();
+      ASSERT_FALSE(HasFatalFailure()) << "at step " << i;
+      ASSERT_EQ(content(), model) << "at step " << i;
+    }
+  }
+
   xp_obj *any() { return pool[random() % pool.size()]; }
-  int64_t place(const items &model) { return static_cast<int64_t>(random() % (model.size() + 3)) - 1; }
+  int64_t place() { return static_cast<int64_t>(random() % (model.size() + 3)) - 1; }
 
   // What an operation gave, owned by us; the object alone counts.
   xp_obj *given(xp_obj *obj) {
@@ -51,13 +68,13 @@ protected:
   auto equals(xp_obj *obj) const {
     return [this, obj](xp_obj *item) { return equal(item, obj); };
   }
-  int64_t find(const items &model, xp_obj *obj) const {
+  int64_t find(xp_obj *obj) const {
     auto at = std::find_if(model.begin(), model.end(), equals(obj));
     return at == model.end() ? -1 : at - model.begin();
   }
-  void add_new(items &model, const items &more) const {
+  void add_new(const items &more) {
     for (xp_obj *obj : more) {
-      if (find(model, obj) < 0) model.push_back(obj);
+      if (find(obj) < 0) model.push_back(obj);
     }
   }
   static int64_t collect(xp_obj *value, void *context) {
@@ -67,32 +84,37 @@ protected:
 
   std::mt19937 random{seed};
   items pool;
+  ref sequence;
+  items model;
 };
 
 class array_model : public sequence_model {
 protected:
   bool raw() const override { return (GetParam() & XP_ARRAY_RAW) != 0; }
 
-  items content(xp_obj *a) {
+  items content() override { return content_of(sequence); }
+  static items content_of(const ref &a) {
     items found;
-    xp_array_scan(a, collect, &found);
+    xp_array_scan(a.get(), collect, &found);
     return found;
   }
-  ref some(items &model) {
+  ref some(items &more) {
     ref a = ref::adopt(xp_array_new(GetParam()));
     for (auto i = random() % 12; i > 0; --i) {
-      model.push_back(any());
-      xp_array_insert(a.get(), model.back(), -1);
+      more.push_back(any());
+      xp_array_insert(a.get(), more.back(), -1);
     }
     return a;
   }
-  void single(xp_obj *a, items &model);
-  void look_up(xp_obj *a, const items &model);
-  void whole(xp_obj *a, items &model);
+  void sort_and_search();
+  void single() override;
+  void look_up() override;
+  void whole() override;
 };
 
-void array_model::single(xp_obj *a, items &model) {
-  int64_t at = place(model);
+void array_model::single() {
+  xp_obj *a = sequence.get();
+  int64_t at = place();
   auto count = static_cast<int64_t>(model.size());
   bool inside = at >= 0 && at < count;
   xp_obj *obj = any();
@@ -117,23 +139,47 @@ void array_model::single(xp_obj *a, items &model) {
   }
 }
 
-void array_model::look_up(xp_obj *a, const items &model) {
+void array_model::look_up() {
+  xp_obj *a = sequence.get();
   xp_obj *obj = any();
-  ASSERT_EQ(xp_array_find(a, obj), find(model, obj));
-  ASSERT_EQ(xp_array_includes(a, obj), find(model, obj) >= 0);
+  ASSERT_EQ(xp_array_find(a, obj), find(obj));
+  ASSERT_EQ(xp_array_includes(a, obj), find(obj) >= 0);
   auto at = std::find(model.begin(), model.end(), obj);
   ASSERT_EQ(xp_array_present(a, obj), at != model.end());
   ASSERT_EQ(xp_array_scan(a, is_it, obj), at == model.end() ? -1 : at - model.begin());
 }
 
-void array_model::whole(xp_obj *a, items &model) {
+// By value, equal ones by address.
+void array_model::sort_and_search() {
+  std::sort(model.begin(), model.end(), [this](xp_obj *a, xp_obj *b) {
+    const int64_t order = raw() || equal(a, b) ? 0 : xp_compare(a, b);
+    return order != 0 ? order < 0 : a < b;
+  });
+  xp_array_sort(sequence.get(), nullptr, nullptr);
+  xp_obj *obj = any();
+  const int64_t at = xp_array_search(sequence.get(), obj, nullptr, nullptr);
+  ASSERT_EQ(at >= 0, find(obj) >= 0);
+  ASSERT_TRUE(at < 0 || equal(model[static_cast<size_t>(at)], obj));
+}
+
+// The same items in an array that is made at once.
+ref at_once(const items &model) {
+  xp_obj **to = nullptr;
+  ref a = ref::adopt(xp::array_of(std::ssize(model), &to));
+  for (xp_obj *item : model)
+    *to++ = xp_retain(item);
+  return a;
+}
+
+void array_model::whole() {
+  xp_obj *a = sequence.get();
   auto count = static_cast<int64_t>(model.size());
   auto is_null = [](xp_obj *obj) { return obj == nullptr; };
   items more;
   ref other = some(more);
   const items others = more;
-  int64_t at = place(model);
-  switch (random() % 9) {
+  int64_t at = place();
+  switch (random() % 11) {
     case 0:
       ASSERT_EQ(xp_array_truncate(a, at), at < 0 ? 0 : std::max<int64_t>(count - at, 0));
       if (at >= 0) model.resize(static_cast<size_t>(std::min(at, count)));
@@ -146,9 +192,8 @@ void array_model::whole(xp_obj *a, items &model) {
       break;
     }
     case 3: {
-      items all;
-      add_new(all, model);
-      model = all;
+      const items all = std::exchange(model, {});
+      add_new(all);
       ASSERT_EQ(xp_array_unique(a), count - static_cast<int64_t>(model.size()));
       break;
     }
@@ -166,7 +211,7 @@ void array_model::whole(xp_obj *a, items &model) {
       break;
     }
     case 6:
-      add_new(model, more);
+      add_new(more);
       ASSERT_EQ(xp_array_merge(a, other.get()), static_cast<int64_t>(model.size()));
       break;
     case 7:
@@ -174,37 +219,17 @@ void array_model::whole(xp_obj *a, items &model) {
       xp_array_reverse(a);
       break;
     case 8: ASSERT_EQ(xp_array_setfinal(a), count); break;
+    case 9: sort_and_search(); break;
+    default:
+      if (GetParam() == 0) sequence = at_once(model);
   }
-  ASSERT_EQ(content(other.get()), others);
-}
-
-// The same items in an array that is made at once.
-ref at_once(const items &model) {
-  xp_obj **to = nullptr;
-  ref a = ref::adopt(xp::array_of(std::ssize(model), &to));
-  for (xp_obj *item : model)
-    *to++ = xp_retain(item);
-  return a;
+  ASSERT_EQ(content_of(other), others);
 }
 
 TEST_P(array_model, agrees_with_a_vector) {
-  SCOPED_TRACE("seed " + std::to_string(seed));
-  ref a = ref::adopt(xp_array_new(GetParam()));
-  items model;
-  for (int i = 0; i < 6000; ++i) {
-    if (GetParam() == 0 && i % 32 == 0) a = at_once(model);
-    auto dice = random() % 8;
-    if (dice == 0) {
-      whole(a.get(), model);
-    } else if (dice < 3) {
-      look_up(a.get(), model);
-    } else {
-      single(a.get(), model);
-    }
-    ASSERT_EQ(content(a.get()), model) << "at step " << i;
-    if (HasFatalFailure()) FAIL() << "at step " << i;
-  }
-  EXPECT_EQ(content(ref::adopt(xp_array_copy(a.get())).get()), model);
+  agrees_with_a_vector(xp_array_new(GetParam()));
+  EXPECT_EQ(content_of(ref::adopt(xp_array_copy(sequence.get()))), model);
+  EXPECT_EQ(content_of(ref::adopt(xp_duplicate(sequence.get(), 0))), model);
 }
 
 INSTANTIATE_TEST_SUITE_P(flags, array_model, testing::Values(0, XP_ARRAY_LOCKED, 1, 2, 3 | XP_ARRAY_LOCKED));
@@ -212,9 +237,10 @@ INSTANTIATE_TEST_SUITE_P(flags, array_model, testing::Values(0, XP_ARRAY_LOCKED,
 class list_model : public sequence_model {
 protected:
   // Walks pass over null members, which count all the same.
-  items content(xp_obj *l, bool forward = true) {
+  items content() override { return walked(sequence); }
+  items walked(const ref &l, bool forward = true) {
     items found;
-    ref walk = ref::adopt(xp_trav_make(l));
+    ref walk = ref::adopt(xp_trav_make(l.get()));
     while (xp_obj *obj = given(forward ? xp_trav_next(walk.get()) : xp_trav_prev(walk.get())))
       found.push_back(obj);
     return found;
@@ -222,12 +248,13 @@ protected:
   xp_obj *owned(xp_obj *obj) { return (GetParam() & XP_LIST_ADOPT) != 0 ? xp_retain(obj) : obj; }
   xp_obj *any_member() { return pool[1 + random() % (pool.size() - 1)]; }
 
-  void single(xp_obj *l, items &model);
-  void look_up(xp_obj *l, const items &model);
-  void whole(xp_obj *l, items &model);
+  void single() override;
+  void look_up() override;
+  void whole() override;
 };
 
-void list_model::single(xp_obj *l, items &model) {
+void list_model::single() {
+  xp_obj *l = sequence.get();
   xp_obj *obj = any_member();
   auto at = std::find(model.begin(), model.end(), obj);
   bool there = at != model.end();
@@ -264,9 +291,13 @@ void list_model::single(xp_obj *l, items &model) {
   }
 }
 
-void list_model::look_up(xp_obj *l, const items &model) {
+void list_model::look_up() {
+  xp_obj *l = sequence.get();
+  ASSERT_EQ(xp_list_length(l), std::ssize(model));
+  ASSERT_EQ(xp_truthy(l), !model.empty());
+  ASSERT_EQ(xp_list_empty(l), model.empty());
   xp_obj *obj = any();
-  int64_t equal_at = obj == nullptr ? -1 : find(model, obj);
+  int64_t equal_at = obj == nullptr ? -1 : find(obj);
   ASSERT_EQ(given(xp_list_find(l, obj)), equal_at < 0 ? nullptr : model[static_cast<size_t>(equal_at)]);
   ASSERT_EQ(xp_list_includes(l, obj), equal_at >= 0);
   auto at = std::find(model.begin(), model.end(), obj);
@@ -281,7 +312,8 @@ void list_model::look_up(xp_obj *l, const items &model) {
   ASSERT_EQ(given(xp_list_tail(l)), model.empty() ? nullptr : model.back());
 }
 
-void list_model::whole(xp_obj *l, items &model) {
+void list_model::whole() {
+  xp_obj *l = sequence.get();
   ref other = ref::adopt(xp_list_new(GetParam()));
   items more;
   for (auto i = random() % 8; i > 0; --i) {
@@ -301,10 +333,10 @@ void list_model::whole(xp_obj *l, items &model) {
       break;
     }
     case 2:
-      add_new(model, more);
+      add_new(more);
       ASSERT_EQ(xp_list_merge(l, other.get()), static_cast<int64_t>(model.size()));
       break;
-    case 3: ASSERT_EQ(content(ref::adopt(xp_list_copy(l)).get()), model); break;
+    case 3: ASSERT_EQ(walked(ref::adopt(xp_list_copy(l))), model); break;
     case 4: {
       if (random() % 8 != 0) break;
       xp_list_drain(l);
@@ -315,26 +347,9 @@ void list_model::whole(xp_obj *l, items &model) {
 }
 
 TEST_P(list_model, agrees_with_a_vector) {
-  SCOPED_TRACE("seed " + std::to_string(seed));
-  ref l = ref::adopt(xp_list_new(GetParam()));
-  items model;
-  for (int i = 0; i < 6000; ++i) {
-    auto dice = random() % 8;
-    if (dice == 0) {
-      whole(l.get(), model);
-    } else if (dice < 3) {
-      look_up(l.get(), model);
-    } else {
-      single(l.get(), model);
-    }
-    if (HasFatalFailure()) FAIL() << "at step " << i;
-    ASSERT_EQ(content(l.get()), model) << "at step " << i;
-    ASSERT_EQ(xp_list_length(l.get()), static_cast<int64_t>(model.size()));
-    ASSERT_EQ(xp_truthy(l.get()), !model.empty());
-    ASSERT_EQ(xp_list_empty(l.get()), model.empty());
-  }
+  agrees_with_a_vector(xp_list_new(GetParam()));
   std::reverse(model.begin(), model.end());
-  EXPECT_EQ(content(l.get(), false), model);
+  EXPECT_EQ(walked(sequence, false), model);
 }
 
 INSTANTIATE_TEST_SUITE_P(flags, list_model,

@@ -1,6 +1,5 @@
 #include "xp/array/sort.h"
 
-#include "tests/support/leak_check.h"
 #include "tests/support/objects.h"
 #include "xp/object/object.h"
 

@@ -1,6 +1,5 @@
 #include "xp/array/tuple.h"
 
-#include "tests/support/leak_check.h"
 #include "tests/support/objects.h"
 #include "xp/array/array.h"
 #include "xp/object/object.h"
@@ -13,11 +12,6 @@ class tuple : public leak_check {
 protected:
   static ref mixed(const ref &object, uintptr_t plain) {
     return ref::adopt(xp_tuple_newmixed(2, 2, object.get(), raw(plain)));
-  }
-  static int64_t order(const ref &a, const ref &b) {
-    int64_t forward = xp_compare(a.get(), b.get());
-    EXPECT_EQ(forward, -xp_compare(b.get(), a.get()));
-    return forward;
   }
 
   void SetUp() override {
@@ -65,22 +59,28 @@ TEST_F(tuple, only_32_bits_of_the_mask_count) {
 #endif
 }
 
-TEST_F(tuple, objects_alone_compare_by_their_first) {
-  ref a = ref::adopt(xp_tuple_new(2, ten.get(), ten.get()));
-  ref b = ref::adopt(xp_tuple_new(3, ten.get(), eleven.get(), ten.get()));
-  EXPECT_EQ(order(a, b), 0);
-  EXPECT_LT(order(b, ref::adopt(xp_tuple_new(1, eleven.get()))), 0);
-}
-
-TEST_F(tuple, with_raw_slots_all_slots_and_the_count_compare) {
+TEST_F(tuple, order_is_by_the_first_object_or_with_raw_slots_by_all) {
+  const auto of = [](xp_obj *made) { return ref::adopt(made); };
   const ref t = mixed(ten, 5);
-  EXPECT_EQ(order(t, mixed(ten, 5)), 0);
-  EXPECT_LT(order(t, mixed(ten, UINTPTR_MAX)), 0) << "unsigned";
-  EXPECT_LT(order(t, mixed(eleven, 0)), 0);
-  EXPECT_LT(order(t, ref::adopt(xp_tuple_new(2, ten.get(), ten.get()))), 0) << "raw before object";
-  EXPECT_LT(order(t, ref::adopt(xp_tuple_newmixed(3, 2, ten.get(), raw(5), ten.get()))), 0)
-      << "shorter first";
-  EXPECT_GT(order(t, ref::adopt(xp_tuple_new(1, ten.get()))), 0) << "shorter first";
+  const struct {
+    ref low, high;
+    int64_t order;
+    const char *why;
+  } rows[] = {
+      {of(xp_tuple_new(2, ten.get(), ten.get())), of(xp_tuple_new(3, ten.get(), eleven.get(), ten.get())), 0,
+       "first"},
+      {of(xp_tuple_new(2, ten.get(), eleven.get())), of(xp_tuple_new(1, eleven.get())), -1, "first"},
+      {t, mixed(ten, 5), 0, "all"},
+      {t, mixed(ten, UINTPTR_MAX), -1, "unsigned"},
+      {t, mixed(eleven, 0), -1, "all"},
+      {t, of(xp_tuple_new(2, ten.get(), ten.get())), -1, "raw before object"},
+      {t, of(xp_tuple_newmixed(3, 2, ten.get(), raw(5), ten.get())), -1, "shorter first"},
+      {of(xp_tuple_new(1, ten.get())), t, -1, "shorter first"},
+  };
+  for (const auto &[low, high, order, why] : rows) {
+    EXPECT_EQ(xp_compare(low.get(), high.get()), order) << why;
+    EXPECT_EQ(xp_compare(high.get(), low.get()), -order) << why;
+  }
 }
 
 TEST_F(tuple, duplicates_are_deep_or_the_tuple_itself) {

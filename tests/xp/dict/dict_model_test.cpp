@@ -53,6 +53,12 @@ protected:
     return key;
   }
 
+  // The key's length, told or, where no zero byte would cut it, left to be found.
+  int64_t length_of(const std::string &key) {
+    const bool found = ++calls_ % 4 == 0 && key.find('\0') == std::string::npos;
+    return found ? -1 : static_cast<int64_t>(key.size());
+  }
+
   xp_obj *make_value(int64_t value) const {
     if (has(XP_DICT_RAW)) return reinterpret_cast<xp_obj *>(value);
     return value == 0 ? nullptr : xp_number_new(value);
@@ -73,7 +79,7 @@ protected:
   }
 
   void store(xp_obj *d, const std::string &key, int64_t value, bool adopts) {
-    auto length = static_cast<int64_t>(key.size());
+    const int64_t length = length_of(key);
     if (adopts) {
       ASSERT_EQ(xp_dict_adopt(d, key.data(), length, make_value(value)), 0);
     } else {
@@ -85,7 +91,7 @@ protected:
   }
 
   void fetch(xp_obj *d, const std::string &key) {
-    int64_t found = take_value(xp_dict_fetch(d, key.data(), static_cast<int64_t>(key.size())));
+    int64_t found = take_value(xp_dict_fetch(d, key.data(), length_of(key)));
     auto wanted = model.find(canonical(key));
     ASSERT_EQ(found, wanted == model.end() ? 0 : wanted->second.value);
     if (wanted == model.end() && learning) model_store(key, 0);
@@ -158,7 +164,7 @@ protected:
     if (dice < 20) {
       fetch(d, key);
     } else if (dice < 30) {
-      ASSERT_EQ(xp_dict_erase(d, key.data(), static_cast<int64_t>(key.size())), 0);
+      ASSERT_EQ(xp_dict_erase(d, key.data(), length_of(key)), 0);
       model.erase(canonical(key));
     } else if (dice == 30) {
       clear_odd(d);
@@ -177,6 +183,9 @@ protected:
 
   std::map<std::string, model_entry> model;
   bool learning = false;
+
+private:
+  unsigned calls_ = 0;
 };
 
 TEST_P(dict_model, agrees_with_a_map) {

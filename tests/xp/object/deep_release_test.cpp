@@ -1,7 +1,6 @@
 // Chains of a million containers of one kind and of all kinds, released on a thread whose stack holds a few
 // hundred calls.
 
-#include "tests/support/leak_check.h"
 #include "tests/support/objects.h"
 #include "xp/array/array.h"
 #include "xp/array/list.h"

@@ -1,6 +1,5 @@
 #include "xp/object/object.h"
 
-#include "tests/support/leak_check.h"
 #include "tests/support/objects.h"
 #include "xp/object/boolean.h"
 #include "xp/object/null.h"

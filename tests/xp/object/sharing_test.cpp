@@ -1,6 +1,5 @@
 // What several threads do to one object at once: counts, slots, shared objects, locks, stacks.
 
-#include "tests/support/leak_check.h"
 #include "tests/support/objects.h"
 #include "tests/support/threads.h"
 #include "xp/object/lifo.h"

@@ -1,6 +1,5 @@
 #include "xp/service/bag.h"
 
-#include "tests/support/leak_check.h"
 #include "tests/support/objects.h"
 #include "tests/support/threads.h"
 #include "xp/array/array.h"
@@ -112,12 +111,7 @@ TEST_F(bag_test, nulls_and_strangers) {
 
 TEST_F(bag_test, bags_of_other_objects) {
   auto coerced = [](const ref &from) { return ref::adopt(xp_bag_coerce(from.get())); };
-  ref string = str("a");
-  ref array = ref::adopt(xp_array_new(0));
-  ref dict = ref::adopt(xp_dict_new(0));
-  for (int i = 0; i < 3; ++i)
-    xp_array_insert(array.get(), string.get(), -1);
-  xp_dict_store(dict.get(), "a", -1, array.get());
+  ref string = str("a"), array = tree(R"(["a","a","a"])"), dict = tree(R"({"a":1})");
   ref of_array = coerced(array);
   EXPECT_EQ(coerced(of_array).get(), of_array.get());
   ref rest = ref::adopt(xp_array_travnew(array.get()));

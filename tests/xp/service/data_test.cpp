@@ -1,6 +1,5 @@
 #include "xp/service/data.h"
 
-#include "tests/support/leak_check.h"
 #include "tests/support/objects.h"
 #include "xp/object/memory.h"
 #include "xp/object/record.h"

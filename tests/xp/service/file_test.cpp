@@ -1,6 +1,5 @@
 #include "xp/service/file.h"
 
-#include "tests/support/leak_check.h"
 #include "tests/support/objects.h"
 #include "tests/support/temp_folder.h"
 #include "xp/array/array.h"

@@ -1,14 +1,18 @@
+// Threads, the events they wait for, and the queue of the main one.
+
 #include "xp/service/thread.h"
 
-#include "tests/support/leak_check.h"
 #include "tests/support/objects.h"
 #include "tests/support/threads.h"
+#include "xp/service/event.h"
 #include "xp/service/main_queue.h"
+#include "xp/service/time.h"
 
 #include <pthread.h>
 #include <sched.h>
 
 #include <atomic>
+#include <functional>
 #include <semaphore>
 #include <vector>
 
@@ -17,20 +21,22 @@ namespace {
 using xp::ref;
 
 using thread_test = leak_check;
+using event_test = leak_check;
 using main_queue_test = leak_check;
 
-int64_t wait_for_semaphore(void * /*ignored*/, void *argument) {
-  static_cast<std::counting_semaphore<> *>(argument)->acquire();
-  return 0;
-}
+// What a thread is to run, with whatever it needs at hand.
+using body = std::function<int64_t()>;
 
-int64_t answer(void *ignored, void *argument) {
-  return ignored == nullptr ? *static_cast<int64_t *>(argument) * 2 : -1;
+ref thread_of(body &run) {
+  const auto call = [](void *ignored, void *argument) -> int64_t {
+    return ignored == nullptr ? (*static_cast<body *>(argument))() : -1;
+  };
+  return ref::adopt(xp_thr_new(call, &run));
 }
 
 TEST_F(thread_test, joining_gives_what_the_thread_returned) {
-  int64_t argument = 21;
-  ref thread = ref::adopt(xp_thr_new(answer, &argument));
+  body answer = [] { return 42; };
+  ref thread = thread_of(answer);
   ASSERT_TRUE(thread);
   int64_t result = 0;
   expect({xp_thr_join(thread.get(), &result), result, xp_thr_join(thread.get(), &result),
@@ -39,42 +45,35 @@ TEST_F(thread_test, joining_gives_what_the_thread_returned) {
 }
 
 TEST_F(thread_test, a_detached_thread_outlives_its_object) {
-  static std::counting_semaphore<> go(0);  // outlives the threads, whose end nobody here sees
-  ref detached = ref::adopt(xp_thr_new(wait_for_semaphore, &go));
-  EXPECT_EQ(xp_thr_detach(detached.get()), 0);
-  EXPECT_EQ(xp_thr_detach(detached.get()), -1);
-  EXPECT_EQ(xp_thr_join(detached.get(), nullptr), -1);
+  // These outlive the threads, whose end nobody here sees.
+  static std::counting_semaphore<> go(0);
+  static body wait = []() -> int64_t {
+    go.acquire();
+    return 0;
+  };
+  ref detached = thread_of(wait);
+  expect({xp_thr_detach(detached.get()), xp_thr_detach(detached.get()), xp_thr_join(detached.get(), nullptr)},
+         "0 -1 -1");
   // Neither detached nor joined: the release detaches.
-  ref forgotten = ref::adopt(xp_thr_new(wait_for_semaphore, &go));
+  ref forgotten = thread_of(wait);
   detached = nullptr;
   forgotten = nullptr;
   go.release(2);
 }
 
-struct self_join {
-  std::atomic<xp_obj *> thread = nullptr;
-  int32_t result = 7;
-  int32_t second = 7;
-  std::binary_semaphore done{0};
-};
-
-int64_t join_myself(void * /*ignored*/, void *argument) {
-  auto *test = static_cast<self_join *>(argument);
-  while (test->thread == nullptr)
-    sched_yield();
-  test->result = xp_thr_join(test->thread, nullptr);
-  test->second = xp_thr_join(test->thread, nullptr);
-  test->done.release();
-  return 0;
-}
-
 TEST_F(thread_test, a_thread_that_joins_itself_is_detached) {
-  self_join test;
-  ref thread = ref::adopt(xp_thr_new(join_myself, &test));
-  test.thread = thread.get();
-  test.done.acquire();
-  EXPECT_EQ(test.result, 0);
-  EXPECT_EQ(test.second, -1);
+  std::atomic<xp_obj *> self = nullptr;
+  std::binary_semaphore done{0};
+  body join_myself = [&]() -> int64_t {
+    while (self == nullptr)
+      sched_yield();
+    expect({xp_thr_join(self, nullptr), xp_thr_join(self, nullptr)}, "0 -1");
+    done.release();
+    return 0;
+  };
+  ref thread = thread_of(join_myself);
+  self = thread.get();
+  done.acquire();
   EXPECT_EQ(xp_thr_join(thread.get(), nullptr), -1);
   while (xp_refs(thread.get()) > 1)
     sched_yield();
@@ -82,8 +81,8 @@ TEST_F(thread_test, a_thread_that_joins_itself_is_detached) {
 
 TEST_F(thread_test, one_of_many_joiners_wins) {
   for (int round = 0; round < 50; ++round) {
-    int64_t argument = round;
-    ref thread = ref::adopt(xp_thr_new(answer, &argument));
+    body answer = [round] { return round; };
+    ref thread = thread_of(answer);
     std::atomic<int> won = 0;
     run_on_threads(4, [&](int index) {
       int64_t result = -1;
@@ -97,24 +96,85 @@ TEST_F(thread_test, one_of_many_joiners_wins) {
   }
 }
 
-int64_t stack_room(void * /*ignored*/, void *argument) {
-  pthread_attr_t attributes;
-  pthread_getattr_np(pthread_self(), &attributes);
+TEST_F(thread_test, a_thread_knows_itself_and_has_a_stack_of_one_mebibyte) {
+  EXPECT_EQ(xp_thr_self(), nullptr);
+  ref self;
   size_t size = 0;
-  pthread_attr_getstacksize(&attributes, &size);
-  pthread_attr_destroy(&attributes);
-  *static_cast<size_t *>(argument) = size;
-  return 0;
-}
-
-TEST_F(thread_test, the_stack_is_one_mebibyte) {
-  size_t size = 0;
-  ref thread = ref::adopt(xp_thr_new(stack_room, &size));
+  body look = [&]() -> int64_t {
+    self = ref::adopt(xp_thr_self());
+    xp_thr_yield();
+    pthread_attr_t attributes;
+    pthread_getattr_np(pthread_self(), &attributes);
+    pthread_attr_getstacksize(&attributes, &size);
+    return pthread_attr_destroy(&attributes);
+  };
+  ref thread = thread_of(look);
   EXPECT_EQ(xp_thr_join(thread.get(), nullptr), 0);
+  EXPECT_EQ(self.get(), thread.get());
   // The C library may set a little aside for thread-local memory.
   EXPECT_GE(size, size_t{1} << 20);
   EXPECT_LT(size, (size_t{1} << 20) + 65536);
   expect({xp_thr_new(nullptr, nullptr), xp_thr_join(nullptr, nullptr), xp_thr_detach(nullptr)}, "null -1 -1");
+}
+
+TEST_F(thread_test, sleeping_takes_its_time) {
+  const int64_t start = xp_tick_now();
+  xp_thr_sleep(-1);
+  xp_thr_sleep(0);
+  EXPECT_LT(xp_tick_since(start), 1000 * XP_TICKS_PER_MS);
+  xp_thr_sleep(20);
+  EXPECT_GE(xp_tick_since(start), 20 * XP_TICKS_PER_MS);
+}
+
+TEST_F(event_test, one_setting_lets_one_waiter_through_or_all) {
+  ref once = ref::adopt(xp_event_new(XP_EVENT_SET));  // settings do not add up
+  expect({xp_event_set(once.get()), xp_event_wait(once.get(), -1), xp_event_wait(once.get(), 0)}, "0 1 0");
+  ref manual = ref::adopt(xp_event_new(XP_EVENT_MANUAL));
+  expect({xp_event_wait(manual.get(), 0), xp_event_set(manual.get()), xp_event_wait(manual.get(), 0),
+          xp_event_wait(manual.get(), 1000), xp_event_reset(manual.get()), xp_event_wait(manual.get(), 0)},
+         "0 0 1 1 0 0");
+  expect({xp_event_set(nullptr), xp_event_reset(nullptr), xp_event_wait(nullptr, 0)}, "-1 -1 -1");
+}
+
+TEST_F(event_test, time_runs_out) {
+  ref e = ref::adopt(xp_event_new(0));
+  const int64_t start = xp_tick_now();
+  EXPECT_EQ(xp_event_wait(e.get(), 30), 0);
+  EXPECT_GE(xp_tick_since(start), 30 * XP_TICKS_PER_MS);
+  EXPECT_LT(xp_tick_since(start), 10000 * XP_TICKS_PER_MS);
+}
+
+// Threads hand a plain number round: each waits for its own event and sets the next one's.
+TEST_F(event_test, what_was_done_before_the_setting_is_seen) {
+  constexpr int threads = 4;
+  constexpr int rounds = 2000;
+  ref events[threads];
+  for (ref &e : events)
+    e = ref::adopt(xp_event_new(0));
+  int64_t number = 0;
+  xp_event_set(events[0].get());
+  run_on_threads(threads, [&](int index) {
+    for (int i = 0; i < rounds; ++i) {
+      ASSERT_EQ(xp_event_wait(events[index].get(), -1), 1);
+      ++number;
+      xp_event_set(events[(index + 1) % threads].get());
+    }
+  });
+  EXPECT_EQ(number, threads * rounds);
+}
+
+TEST_F(event_test, a_manual_event_lets_all_waiters_through) {
+  ref e = ref::adopt(xp_event_new(XP_EVENT_MANUAL));
+  std::atomic<int> through = 0;
+  run_on_threads(5, [&](int index) {
+    if (index == 0) {
+      xp_thr_sleep(10);
+      xp_event_set(e.get());
+    } else if (xp_event_wait(e.get(), 60000) == 1) {
+      ++through;
+    }
+  });
+  EXPECT_EQ(through, 4);
 }
 
 // What the posted work wrote, in the order in which it ran.

@@ -1,6 +1,5 @@
 #include "xp/service/url.h"
 
-#include "tests/support/leak_check.h"
 #include "tests/support/objects.h"
 #include "xp/service/file.h"
 #include "xp/service/url_percent.h"

@@ -2,7 +2,6 @@
 
 #include "xp/string/edit.h"
 
-#include "tests/support/leak_check.h"
 #include "tests/support/objects.h"
 #include "xp/service/traversal.h"
 #include "xp/string/parts.h"

@@ -2,7 +2,6 @@
 
 #include "xp/string/kinds.h"
 
-#include "tests/support/leak_check.h"
 #include "tests/support/objects.h"
 #include "xp/object/memory.h"
 #include "xp/object/object.h"

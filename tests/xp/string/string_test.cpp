@@ -2,7 +2,6 @@
 
 #include "xp/string/string.h"
 
-#include "tests/support/leak_check.h"
 #include "tests/support/objects.h"
 #include "xp/object/type.h"
 #include "xp/string/text.h"

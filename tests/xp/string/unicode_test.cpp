@@ -1,6 +1,5 @@
 // Order, validity, repair, case and normal forms against ICU and the Unicode character database.
 
-#include "tests/support/leak_check.h"
 #include "tests/support/objects.h"
 #include "xp/string/mapping.h"
 #include "xp/string/string.h"
