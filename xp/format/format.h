@@ -20,26 +20,27 @@
 //
 //   d i u o x X     int, with t l ll I64 64 bits      {z} {Z} time, {T} code
 //   e f g E F G     double
-//   p               pointer                           {O} {P} {S} as these; {H} {h} dump and {B} {b}
+//   p               pointer, a null one as 0          {O} {P} {S} as these; {H} {h} dump and {B} {b}
 //                                                     base64 of precision bytes; {U} UUID, lower case
 //   c s             character; text; with l char16_t
 //   S               int, text: counted; with l char16_t units
 //   P               text behind one length byte
 //   T               32-bit code; its zero bytes print nothing
-//   O               object; a null one prints the parameter of its braces
+//   O               object: its text; with "-" or an escape the bytes that it points to (XP_CTL_POINTER), if
+//                   it has any; a null one prints the parameter of its braces
 //   H h             int, bytes: hexadecimal, upper or lower case
 //   D z Z           time in seconds since 1970 UTC, 0 for now; D and z local, Z in UTC: by the pattern in the
 //                   parameter, else "#" as in Sun, 15 Nov 2026 03:10:37 +0000, "+" as in 2026-11-15 03:10:37,
 //                   else as in 2026-11-15
-//   %               itself; every other conversion too, and skips an argument: a double for a and A, else
-//                   one of the size of a pointer. There is no n.
+//   %               itself, never with a brace part
+//   others          themselves, and skip an argument: a double for a and A, else one of the size of a
+//                   pointer. There is no n.
 //
 // Flags in braces: $ grouping as of money, ^ upper case, _ lower case, and one of these, the first that is
 // there: ~ string literal, & entities, @ percent-encoding of markup, / the same, bytes that are no UTF-8 too;
-// < CDATA wrap; ` and ' ''
-// ''' quotes. Under & and @ a byte from 128 on that is no UTF-8 prints as %#233; with its three decimal
-// digits. What is not of the shape {option}, {option:...} or {:...} is ordinary text; unknown options and
-// flags are ignored.
+// < CDATA wrap; ` and one to three ' quotes. Under & and @ a byte from 128 on that is no UTF-8 prints as
+// %#233; with its three decimal digits. What is not of the shape {option}, {option:...} or {:...} is ordinary
+// text; unknown options and flags are ignored.
 //
 // Patterns of times are those of strftime with "#" for "%", in the locale's words; also #v 15-Nov-2026, #+
 // as above, #Q short time, #/ and #: the separators, #Z "?"; an unknown code is itself.
