@@ -38,9 +38,10 @@
 //
 // Flags in braces: $ grouping as of money, ^ upper case, _ lower case, and one of these, the first that is
 // there: ~ string literal, & entities, @ percent-encoding of markup, / the same, bytes that are no UTF-8 too;
-// < CDATA wrap; ` and one to three ' quotes. Under & and @ a byte from 128 on that is no UTF-8 prints as
-// %#233; with its three decimal digits. What is not of the shape {option}, {option:...} or {:...} is ordinary
-// text; unknown options and flags are ignored.
+// < CDATA wrap; ` in the place of ', and spaces in that of control bytes but tabs; one ' puts a backslash
+// before ' and itself, two double ', three put a backslash before the double quote and itself. Under & and @
+// a byte from 128 on that is no UTF-8 prints as %#233; with its three decimal digits. What is not of the
+// shape {option}, {option:...} or {:...} is ordinary text; unknown options and flags are ignored.
 //
 // Patterns of times are those of strftime with "#" for "%", in the locale's words; also #v 15-Nov-2026, #+
 // as above, #Q short time, #/ and #: the separators, #Z "?"; an unknown code is itself.
