@@ -106,6 +106,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   if (!first.tree) return 0;
   const fuzz::survey tree(first.tree.get());
   require(tree.known, "a tree holds nothing else");
+  require(tree.deepest <= XP_PLIST_DEEPEST + 1, "every tree can be written");
   check_round_trip(first.tree, XP_PLIST_XML, tree.xml);
   check_round_trip(first.tree, XP_PLIST_ITEMS, tree.items);
   check_round_trip(first.tree, XP_PLIST_ITEMS_INDENTED, tree.items);

@@ -51,8 +51,9 @@ xp_obj *xp_plist_xmlrpcparser(std::string_view text, xp_plist_fault *fault);
 
 // SOAP (style 6): the root's name ends in ":Envelope". An element with elements inside is a dictionary of
 // them by their names without prefix; any other is the string of its text. Elements of one name in one parent
-// become an array of their values in that key. Attributes, types among them, are ignored, so all leaves are
-// strings. The result is the envelope's dictionary (of "Header" and "Body"), also when it is empty.
+// become an array of their values in that key, which is no level of its own. Attributes, types among them,
+// are ignored, so all leaves are strings. The result is the envelope's dictionary (of "Header" and "Body"),
+// also when it is empty.
 xp_obj *xp_plist_soapparser(std::string_view text, xp_plist_fault *fault);
 
 // The item list (style 7): one list, item or field.

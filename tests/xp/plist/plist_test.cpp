@@ -59,6 +59,7 @@ TEST_F(plist, parse) {
     EXPECT_EQ(list ? xp_plist_getstyle(list.get()) : -1, one.result) << (one.text ? one.text : "null");
     EXPECT_EQ(xp_type(list.get()), list ? xp_code("plst") : 0);
   }
+  EXPECT_EQ(xp_plist_getstyle(parsed("[a]\nb=c:d").get()), XP_PLIST_SECTIONS);
   EXPECT_EQ(at(parsed("[1,2]junk", 1), ""), "-");
   EXPECT_EQ(at(parsed("[1,2]\0junk"sv, 1), ""), "[1,2]") << "ends at a zero byte";
   EXPECT_EQ(at(xp::ref::adopt(xp_plist_new(nullptr)), "/@"), "{}");
