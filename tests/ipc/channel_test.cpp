@@ -37,12 +37,6 @@ protected:
     leak_check::TearDown();
   }
 
-  static xp::ref buffer_of(const std::string &bytes) {
-    xp::ref b = xp::ref::adopt(ipc_mbuf_alloc(IPC_MBUF_STANDARD));
-    ipc_mbuf_set(b.get(), bytes.data(), static_cast<int64_t>(bytes.size()));
-    return b;
-  }
-
   int32_t receive() { return ipc_com_recv(channel_.get(), buffer_.get(), nullptr); }
   std::string received() const {
     const uint8_t *bytes = ipc_mbuf_getptr(buffer_.get());
@@ -100,8 +94,7 @@ TEST_F(channel_test, the_largest_message_and_one_byte_more) {
   EXPECT_TRUE(received() == largest);
   for (uint32_t length : {266157u, 0xFFFFFFFFu}) {
     socket_pair wire;
-    xp::ref c = xp::ref::adopt(ipc_com_alloc());
-    ASSERT_EQ(ipc_com_connect_to(c.get(), 0, 0, wire.take()), 0);
+    xp::ref c = channel_over(wire.take());
     wire.write(lying("msgd", "data", length));
     EXPECT_EQ(ipc_com_recv(c.get(), buffer_.get(), nullptr), 0);
     EXPECT_EQ(wire.read(1), "");
@@ -256,7 +249,10 @@ TEST_F(channel_test, descriptors_beyond_the_range_of_polls) {
 }
 
 TEST_F(channel_test, null_and_empty_channels) {
-  xp::ref empty = xp::ref::adopt(ipc_com_alloc()), b = buffer_of("x");
+  xp::ref empty = xp::ref::adopt(ipc_com_alloc()), group = xp::ref::adopt(ipc_com_grp_alloc()),
+          b = buffer_of("x");
+  EXPECT_EQ(xp_type(empty.get()), ipc_com_type());
+  EXPECT_EQ(xp_type(group.get()), ipc_com_grp_type());
   EXPECT_EQ(ipc_com_recv(nullptr, b.get(), nullptr), IpcErrBadState);
   EXPECT_EQ(ipc_com_send(nullptr, b.get()), IpcErrBadState);
   EXPECT_EQ(ipc_com_recv(empty.get(), b.get(), nullptr), IpcErrSystem);

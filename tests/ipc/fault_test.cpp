@@ -22,21 +22,12 @@
 
 #include <atomic>
 #include <functional>
-#include <random>
 #include <thread>
 #include <vector>
 
 namespace {
 
 constexpr uint32_t endpoint = xp_code("FALT");
-
-int32_t echo(xp_obj *request, xp_obj *reply, uint32_t, uint32_t, void *delay) {
-  const std::string text = text_in(request);
-  if (delay != nullptr) ipc_sleep(*static_cast<int32_t *>(delay));
-  ipc_msg_start_params(reply);
-  ipc_msg_set_param(reply, xp_code("text"), xp_code("text"), text.data(), static_cast<uint32_t>(text.size()));
-  return 0;
-}
 
 // Seconds on a clock that no test moves.
 double now() {
@@ -50,7 +41,7 @@ protected:
   void SetUp() override {
     ipc_time_msecs();
     leak_check::SetUp();
-    session_ = ipc_session_explicit(std::random_device()() | 0x80000000);
+    session_ = new_session();
     file_ = ipcc_path_of(endpoint, static_cast<uint32_t>(session_)).text;
     old_mask_ = umask(027);
     getrlimit(RLIMIT_NOFILE, &limit_);
@@ -81,9 +72,7 @@ protected:
   }
   static std::string ask(const xp::ref &c, const std::string &text, int32_t limit = 10000) {
     ipc_settimeout(c.get(), limit);
-    xp::ref request = request_of(xp_code("ECHO"), text), reply = xp::ref::adopt(ipc_msg_alloc(0));
-    int32_t code = ipc_call(c.get(), request.get(), reply.get());
-    return code == 0 ? text_in(reply.get()) : std::to_string(code);
+    return ::ask(c, text);
   }
 
   // Runs the body in a process of its own, which ends with its result.
@@ -219,6 +208,17 @@ TEST_F(fault_test, what_fails_has_its_code_and_leaves_nothing) {
     EXPECT_EQ(serve(), 0);
     EXPECT_EQ(ask(), "text");
   }
+}
+
+TEST_F(fault_test, a_server_without_a_thread_is_polled_by_hand) {
+  fail(calls::thread, EAGAIN);
+  EXPECT_EQ(serve(), IpcErrNoThread);
+  std::string answer;
+  std::thread client([&] { answer = ask(); });
+  while (ipc_poll(server_.get()) != 0 || ipc_poll(server_.get()) != 0) {
+  }
+  client.join();
+  EXPECT_EQ(answer, "text");
 }
 
 TEST_F(fault_test, file_systems_that_refuse) {

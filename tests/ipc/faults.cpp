@@ -4,6 +4,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <poll.h>
+#include <pthread.h>
 #include <spawn.h>
 #include <stdarg.h>
 #include <sys/eventfd.h>
@@ -89,6 +90,8 @@ STAND_IN(int, spawn, posix_spawn, errno,
          (pid_t * p, const char *f, const posix_spawn_file_actions_t *a, const posix_spawnattr_t *t,
           char *const *v, char *const *e),
          (p, f, a, t, v, e))
+STAND_IN(int, thread, pthread_create, errno,
+         (pthread_t * t, const pthread_attr_t *a, void *(*f)(void *), void *c) noexcept, (t, a, f, c))
 STAND_IN(pid_t, waitpid, waitpid, -1, (pid_t p, int *s, int o), (p, s, o))
 STAND_IN(ssize_t, write, write, -1, (int f, const void *b, size_t n), (f, b, n))
 

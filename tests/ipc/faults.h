@@ -22,6 +22,7 @@ enum class calls {
   socket,
   socketpair,
   spawn,
+  thread,
   waitpid,
   write,
   count,

@@ -42,12 +42,6 @@ int few_or(int count) {
 
 class hostile_test : public leak_check {
 protected:
-  static xp::ref channel_over(int descriptor) {
-    xp::ref c = xp::ref::adopt(ipc_com_alloc());
-    EXPECT_EQ(ipc_com_connect_to(c.get(), 0, 0, descriptor), 0);
-    return c;
-  }
-
   // Whether the next message is this one.
   bool receives(const xp::ref &channel, const std::string &message) const {
     int32_t result;
@@ -97,13 +91,6 @@ TEST_F(hostile_test, a_large_message_cut_anywhere) {
     wire.write(std::string_view(message).substr(cut));
     ASSERT_TRUE(receives(channel, message)) << "cut at " << cut << ", seed " << seed;
   }
-}
-
-int32_t echo(xp_obj *request, xp_obj *reply, uint32_t, uint32_t, void *) {
-  const std::string text = text_in(request);
-  ipc_msg_start_params(reply);
-  ipc_msg_set_param(reply, xp_code("text"), xp_code("text"), text.data(), static_cast<uint32_t>(text.size()));
-  return 0;
 }
 
 TEST_F(hostile_test, a_message_waits_for_a_slow_reader) {
@@ -274,7 +261,7 @@ TEST_F(hostile_test, peers_that_are_killed) {
 }
 
 TEST_F(hostile_test, a_client_that_drips_is_served_and_holds_nobody) {
-  const int32_t session = ipc_session_explicit(std::random_device()() | 0x80000000);
+  const int32_t session = new_session();
   const xp::ref server = xp::ref::adopt(ipc_alloc(xp_code("TEST"), session));
   ASSERT_EQ(ipc_receive(server.get(), echo, nullptr, IPC_MODE_THREAD, 2000), 0);
   const xp::ref slow = xp::ref::adopt(ipc_com_alloc()), good = xp::ref::adopt(ipc_alloc(7, session));

@@ -19,7 +19,6 @@
 #include <barrier>
 #include <chrono>
 #include <fstream>
-#include <random>
 #include <vector>
 
 namespace {
@@ -100,7 +99,7 @@ struct figures {
 class load_test : public testing::Test {
 protected:
   void SetUp() override {
-    session_ = ipc_session_explicit(std::random_device()() | 0x80000000);
+    session_ = new_session();
     void *memory = mmap(nullptr, sizeof(board), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
     ASSERT_NE(memory, MAP_FAILED);
     board_ = new (memory) board{};

@@ -251,7 +251,7 @@ TEST_F(message_test, bytes_that_imitate_an_object_are_read_as_bytes) {
 TEST_F(message_test, a_builder_outlives_its_message_harmlessly) {
   xp::ref m = message();
   xp::ref set = xp::ref::adopt(ipc_msg_get_ntld(m.get()));
-  m = nullptr;
+  ipc_msg_free(m.leak());
   EXPECT_EQ(xp_ntld_data(set.get()), nullptr);
   EXPECT_EQ(xp_ntld_getbyname(set.get(), xp_code("call")), nullptr);
 }

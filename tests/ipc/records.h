@@ -3,9 +3,14 @@
 #ifndef TESTS_IPC_RECORDS_H
 #define TESTS_IPC_RECORDS_H
 
+#include "ipc/channel.h"
+#include "ipc/clock.h"
+#include "ipc/connection.h"
+#include "ipc/mbuf.h"
 #include "ipc/message.h"
 #include "ipc/ntld.h"
 #include "ipc/ntld_raw.h"
+#include "ipc/session.h"
 #include "tests/support/leak_check.h"
 #include "xp/object/ref.h"
 
@@ -13,6 +18,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <random>
 #include <string>
 #include <string_view>
 
@@ -68,6 +74,41 @@ inline std::string text_in(xp_obj *message) {
   std::string text(size, 0);
   ipc_msg_get_param(message, xp_code("text"), 0, text.data(), &size);
   return text;
+}
+
+// A handler that answers a request's text with itself, after so many ms if there is a context.
+inline int32_t echo(xp_obj *request, xp_obj *reply, uint32_t, uint32_t, void *delay) {
+  const std::string text = text_in(request);
+  if (delay != nullptr) ipc_sleep(*static_cast<int32_t *>(delay));
+  ipc_msg_start_params(reply);
+  ipc_msg_set_param(reply, xp_code("text"), xp_code("text"), text.data(), static_cast<uint32_t>(text.size()));
+  return 0;
+}
+
+// The text that a call with this text is answered with, or the call's code.
+inline std::string ask(const xp::ref &client, const std::string &text) {
+  const xp::ref request = request_of(xp_code("ECHO"), text), reply = xp::ref::adopt(ipc_msg_alloc(0));
+  const int32_t code = ipc_call(client.get(), request.get(), reply.get());
+  return code == 0 ? text_in(reply.get()) : std::to_string(code);
+}
+
+// A session that no other test uses at the same time.
+inline int32_t new_session() {
+  return ipc_session_explicit(std::random_device()() | 0x80000000);
+}
+
+// A channel over a connected descriptor.
+inline xp::ref channel_over(int descriptor) {
+  xp::ref c = xp::ref::adopt(ipc_com_alloc());
+  EXPECT_EQ(ipc_com_connect_to(c.get(), 0, 0, descriptor), 0);
+  return c;
+}
+
+// A buffer of the standard size with these bytes.
+inline xp::ref buffer_of(std::string_view bytes) {
+  xp::ref b = xp::ref::adopt(ipc_mbuf_alloc(IPC_MBUF_STANDARD));
+  ipc_mbuf_set(b.get(), bytes.data(), static_cast<int64_t>(bytes.size()));
+  return b;
 }
 
 // The records of a block in one line: " name=number" and " name:text", a tag as " name!text".

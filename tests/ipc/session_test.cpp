@@ -97,16 +97,6 @@ TEST_F(session_test, helpers) {
   EXPECT_EQ(ipc_session_helper((root_.path() / "none").c_str(), limit), 0u);
 }
 
-TEST_F(session_test, first_use_by_several_threads) {
-  helper("printf 9 >&3");
-  std::atomic<int> right = 0;
-  run_on_threads(8, [&](int) {
-    ipc_time_msecs();
-    right += ipc_session_id(-4) == 0x09000000u;
-  });
-  EXPECT_EQ(right, 8);
-}
-
 TEST(clock_test, time_passes_and_differences_wrap) {
   EXPECT_EQ(ipc_time_diff(0xFFFFFFF0, 0x10), 32u);
   EXPECT_EQ(static_cast<int32_t>(ipc_time_diff(0x10, 0xFFFFFFF0)), -32);

@@ -32,13 +32,6 @@ using steady = std::chrono::steady_clock;
 constexpr uint32_t endpoint = xp_code("SOAK");
 constexpr uint32_t seed = 21;
 
-int32_t echo(xp_obj *request, xp_obj *reply, uint32_t, uint32_t, void *) {
-  const std::string text = text_in(request);
-  ipc_msg_start_params(reply);
-  ipc_msg_set_param(reply, xp_code("text"), xp_code("text"), text.data(), static_cast<uint32_t>(text.size()));
-  return 0;
-}
-
 struct sample {
   double pages, descriptors;
 };
@@ -67,7 +60,7 @@ protected:
     // One heap: otherwise each new thread may open one more, which fills up in its own time.
     mallopt(M_ARENA_MAX, 1);
     leak_check::SetUp();
-    session_ = ipc_session_explicit(std::random_device()() | 0x80000000);
+    session_ = new_session();
     helper_ = root_.write("quorn", "#!/bin/sh\nprintf 5 >&3\n");
     chmod(helper_.c_str(), 0755);
     serve();
@@ -97,10 +90,7 @@ protected:
     ipc_settimeout(c.get(), 30000);
     return c;
   }
-  static bool answers(const xp::ref &c, const std::string &question) {
-    const xp::ref request = request_of(xp_code("ECHO"), question), reply = xp::ref::adopt(ipc_msg_alloc(0));
-    return ipc_call(c.get(), request.get(), reply.get()) == 0 && text_in(reply.get()) == question;
-  }
+  static bool answers(const xp::ref &c, const std::string &question) { return ask(c, question) == question; }
 
   // A client of the server's that is no client of ours sends these bytes and goes.
   void stranger(const std::string &sent) const {

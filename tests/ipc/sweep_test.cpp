@@ -85,13 +85,6 @@ TEST_F(ipc_sweep, call) {
   sweep::run(call);
 }
 
-int32_t echo(xp_obj *request, xp_obj *reply, uint32_t /*ptyp*/, uint32_t /*ptid*/, void * /*context*/) {
-  ipc_msg_start_params(reply);
-  ipc_msg_set_param_xpstr(reply, xp_code("text"), ref::adopt(xp_str_new(text_in(request).c_str())).get());
-  ipc_msg_end_params(reply);
-  return 0;
-}
-
 // A request that the server has no memory for gets no answer or an empty one.
 void serve(story &told) {
   socket_pair wire;
