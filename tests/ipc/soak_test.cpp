@@ -163,6 +163,7 @@ TEST_F(soak_test, everything_mixed_for_long) {
   const int seconds = wanted != nullptr ? atoi(wanted) : at_full_size(1800, 4);
   const auto start = steady::now();
   std::vector<sample> samples;
+  samples.reserve(1000);
   int64_t steps = 0, lost = 0;
   for (auto passed = steady::duration(); passed < std::chrono::seconds(seconds) && !HasFailure();
        passed = steady::now() - start) {
@@ -171,7 +172,7 @@ TEST_F(soak_test, everything_mixed_for_long) {
     mend();
     lost += answers(kept_, "still there") ? 0 : 1;
     ++steps;
-    if (passed >= samples.size() * std::chrono::milliseconds(seconds * 10)) samples.push_back(taken_now());
+    if (passed >= samples.size() * std::chrono::milliseconds(seconds)) samples.push_back(taken_now());
     // Half of the processor is for others.
     ipc_sleep(static_cast<int32_t>((clock() - before) * 1000 / CLOCKS_PER_SEC));
   }
@@ -181,9 +182,12 @@ TEST_F(soak_test, everything_mixed_for_long) {
   const double open = middle(samples, &sample::descriptors, 3, 5),
                end_open = middle(samples, &sample::descriptors, 8, 10);
   printf(
-      "%ld steps in %d s, %ld lost; resident %.2f MiB, at the end %.2f; descriptors %.0f, at the end %.0f\n",
-      static_cast<long>(steps), seconds, static_cast<long>(lost), pages / 256, end_pages / 256, open,
-      end_open);
+      "%ld steps in %d s, %ld lost; descriptors %.0f, at the end %.0f; resident MiB in each tenth of the "
+      "time:",
+      static_cast<long>(steps), seconds, static_cast<long>(lost), open, end_open);
+  for (size_t tenth = 0; tenth < 10; ++tenth)
+    printf(" %.2f", middle(samples, &sample::pages, tenth, tenth + 1) / 256);
+  printf("\n");
   EXPECT_EQ(lost, 0) << "seed " << seed;
   EXPECT_EQ(open, end_open);
   if (sanitized) return;
