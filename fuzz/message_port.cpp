@@ -127,8 +127,7 @@ void check_call(string_view bytes, unsigned when) {
   const std::vector<std::string> sent = packets_in(bytes, IPC_SERVICE_REPLY);
   const std::vector<std::string> answers = early ? std::vector{good_reply} : sent;
   int ends[2];
-  require(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK | SOCK_CLOEXEC, 0, ends) == 0,
-          "sockets are there");
+  require(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) == 0, "sockets are there");
   const xp::descriptor service(ends[1]);
   next_port = static_cast<uint32_t>(ends[0]) + 1;
   ipc_port_use(&over_a_pair);
@@ -141,7 +140,6 @@ void check_call(string_view bytes, unsigned when) {
   static background serving;
   std::string seen;
   serving.start([&] {
-    fcntl(service.get(), F_SETFL, 0);
     seen = read_packet(service.get());
     for (const std::string &answer : answers)
       if (!send_packet(service.get(), answer, MSG_DONTWAIT)) break;
