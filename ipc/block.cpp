@@ -8,7 +8,7 @@
 
 // Two facts stand behind this file. Zeroing a block of 260 KB costs several times as much as a call that uses
 // its first page. And the C library stops mapping blocks of this size once one was freed: from then on it
-// zeroes them by hand, and each idle client's receive buffer becomes resident.
+// zeroes them by hand, and each buffer becomes resident as a whole.
 
 #if defined(__SANITIZE_ADDRESS__)
 #define IPC_BLOCK_PLAIN 1
