@@ -51,7 +51,6 @@ public:
   // Tells that a piece of the text could not be made, so that there is no whole one. What is written after
   // that does not count.
   void fail() { failed_ = true; }
-  bool failed() const { return failed_; }
 
   void put(char byte) { put_mark({&byte, 1}); }
 

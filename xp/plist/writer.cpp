@@ -218,10 +218,13 @@ bool is_stream(uint32_t type) {
   return (type & 0xFFFFFF) == xp_code("stm");
 }
 
-// A container, unless it is one level too deep or the text is lost already.
+// A container, unless it is one level too deep; after such a one none is written, so that a tree with itself
+// inside is left at once.
 void write_container(job &work, int64_t depth, xp_obj *container) {
-  if (work.left == 0) work.out.fail();
-  if (work.out.failed()) return;
+  if (work.left <= 0) {
+    work.left = -XP_PLIST_DEEPEST;  // as many levels may be left behind
+    return work.out.fail();
+  }
   const bool dict = is_dict(container);
   const bool has_form = dict ? depth < work.style.levels : work.style.array.before.data() != nullptr;
   if (!has_form) return write_as_json(work, container);

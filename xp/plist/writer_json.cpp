@@ -155,12 +155,16 @@ int64_t visit_entry(xp_obj *, const char *key, int64_t /*keylen*/, xp_obj *value
   return to;
 }
 
-// Whether a container may open here: it is not one level too deep, and the text is not lost already.
+// Whether a container may open here. After one that was a level too deep none does, so that a tree with
+// itself inside is left at once.
 bool enter(job &work) {
-  if (work.left == 0) work.out.fail();
-  if (work.out.failed()) return false;
-  --work.left;
-  return true;
+  if (work.left > 0) [[likely]] {
+    --work.left;
+    return true;
+  }
+  work.left = -XP_PLIST_DEEPEST;  // as many levels may be left behind
+  work.out.fail();
+  return false;
 }
 
 char *write_dict(job &work, char *to, xp::dict::object *dict) {

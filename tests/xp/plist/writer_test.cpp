@@ -262,7 +262,7 @@ TEST_F(writer, an_object_below_the_top_is_written_like_one_at_the_top) {
 // have a writer of their own: a copy of a record goes the way of all styles.
 TEST_F(writer, every_way_to_write_gives_the_same_text) {
   random_trees trees({.kinds = "nifbtdussAADD", .lowest_byte = 0, .longest = 3000}, 20261121);
-  for (int i = 0; i < 500; ++i) {
+  for (int i = 0; i < 300; ++i) {
     const ref tree = trees.dict();
     for (int32_t style = 0; style < XP_PLIST_STYLES; ++style) {
       SCOPED_TRACE("seed 20261121, " + std::to_string(i) + ", style " + std::to_string(style));
