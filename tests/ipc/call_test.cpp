@@ -49,10 +49,6 @@ std::string numbered(uint32_t number, int32_t result) {
   return reply_bytes(number, record("rslt", "long", be32(static_cast<uint32_t>(result))));
 }
 
-// A reply without "vers".
-const std::string headerless =
-    record("msgd", "data", record("call", "long", "@!*%") + record("msgn", "long", be32(0)));
-
 TEST_F(call_test, the_request_on_the_wire) {
   wire_->write(numbered(0, 7) + numbered(1, 8));
   EXPECT_EQ(call("ab"), 0);
@@ -67,38 +63,6 @@ TEST_F(call_test, the_request_on_the_wire) {
   EXPECT_EQ(call("cd"), 0);
   EXPECT_EQ(result(), 8);
   EXPECT_EQ(wire_->read_message(), request(1, "cd"));
-}
-
-TEST_F(call_test, what_is_skipped_and_what_poisons) {
-  const std::string good = numbered(0, 7);
-  const std::string late = numbered(0xFFFFFFFF, 1), no_reply = reply_bytes(0, "", "APIC"),
-                    version_2 = reply_bytes(0, "", "@!*%", 2),
-                    garbage = lying("msgd", "data", 8, "\0\0\0\0abcd"s);
-  struct {
-    const char *what;
-    std::string bytes;
-    int32_t result;
-  } const cases[] = {
-      {"the right one", good, 0},
-      {"late replies are skipped", late + late + good, 0},
-      {"so are messages that are no replies", no_reply + good, 0},
-      {"and other versions", version_2 + good, 0},
-      {"a headerless reply poisons the wait", headerless, IpcErrTimeout},
-      {"garbage does, too", garbage, IpcErrTimeout},
-      {"another version does not cure", headerless + version_2 + good, IpcErrTimeout},
-      {"a whole reply cures, and is skipped itself", headerless + good, IpcErrTimeout},
-      {"the one behind it is accepted", headerless + late + good, 0},
-      {"poison again", headerless + late + headerless + good, IpcErrTimeout},
-  };
-  for (const auto &c : cases) {
-    socket_pair wire;
-    xp::ref client = xp::ref::adopt(ipc_alloc(0, session));
-    ASSERT_EQ(ipc_connect_to(client.get(), wire.take(), 0, 0, 60), 0);
-    wire.write(c.bytes);
-    xp::ref request = request_of(xp_code("APIC"));
-    EXPECT_EQ(ipc_call(client.get(), request.get(), reply_.get()), c.result) << c.what;
-    EXPECT_EQ(result(), c.result == 0 ? 7 : -1) << c.what;
-  }
 }
 
 // Replies come in the buffer in which they were put together, unless somebody else holds the reply's.
