@@ -1,11 +1,12 @@
-// The JSON reader and writer: a text becomes a tree, the tree a text, that one a tree and a text again. The
-// two texts are equal, and so are the checksums of what is read from them; that of the first tree too, unless
-// it holds what a text cannot. But for the keys, which are written as read, the text is strict JSON in every
-// style; measuring, a buffer, a string and a stream agree.
+// The JSON readers and the writer: a text becomes a tree, the same by both readers, the tree a text, that one
+// a tree and a text again. The two texts are equal, and so are the checksums of what is read from them; that
+// of the first tree too, unless it holds what a text cannot. But for the keys, which are written as read, the
+// text is strict JSON in every style; measuring, a buffer, a string and a stream agree.
 
 #include "fuzz/strict_json.h"
 #include "xp/object/ref.h"
 #include "xp/plist/checksum.h"
+#include "xp/plist/json_build.h"
 #include "xp/plist/json_tree.h"
 #include "xp/plist/plist.h"
 #include "xp/string/string.h"
@@ -59,6 +60,13 @@ int64_t read(std::string_view text, xp_plist_jsonstate &state) {
   return built;
 }
 
+// The reader of one pass, on a block of exactly the text's size.
+xp::ref built_at_once(std::string_view text) {
+  const std::unique_ptr<char[]> exact(new char[text.size()]);
+  text.copy(exact.get(), text.size());
+  return xp::ref::adopt(xp::json_build({exact.get(), text.size()}));
+}
+
 xp::ref list_of(std::string_view text, int32_t style) {
   return xp::ref::adopt(xp_plist_parse(text.data(), static_cast<int64_t>(text.size()), style));
 }
@@ -94,7 +102,14 @@ void round_trip(xp_obj *tree, std::string_view source) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   const std::string_view text(reinterpret_cast<const char *>(data), size);
   xp_plist_jsonstate state{};
-  if (read(text, state) == XP_JSON_OK && state.root != nullptr) round_trip(state.root, text);
+  const bool holds = read(text, state) == XP_JSON_OK && state.root != nullptr;
+  const xp::ref at_once = built_at_once(text.substr(0, text.find('\0')));
+  require(static_cast<bool>(at_once) == holds, "both readers accept the same");
+  if (holds) {
+    require(text_of(written(at_once.get(), XP_PLIST_JSON)) == text_of(written(state.root, XP_PLIST_JSON)),
+            "both readers make the same");
+    round_trip(state.root, text);
+  }
   xp_plist_jsonclear(&state);
   xp_release(xp_plist_parse(text.data(), static_cast<int64_t>(size), XP_PLIST_DETECT));
   return 0;

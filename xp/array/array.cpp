@@ -17,12 +17,12 @@ namespace {
 
 // --- The vector, under the lock ---
 
-// Moves the items to a vector of `slots` slots, which hold them all. False, with nothing changed, when memory
-// is exhausted.
 void free_vector(object *a, xp_obj **items) {
   if (items != a->first_items()) xp_free(items);
 }
 
+// Moves the items to a vector of `slots` slots, which hold them all. False, with nothing changed, when memory
+// is exhausted.
 bool move_items(object *a, int64_t slots) {
   if (slots > most_slots) return false;
   xp_obj **items = nullptr;
@@ -36,15 +36,19 @@ bool move_items(object *a, int64_t slots) {
   return true;
 }
 
-void drop_items(object *a) {
-  xp_obj **items = std::exchange(a->items, nullptr);
-  int64_t count = std::exchange(a->count, 0);
-  a->set_room(0, 0);
-  for (int64_t i = 0; i < count && !a->raw(); ++i) {
+void release_items(xp_obj **items, int64_t count) {
+  for (int64_t i = 0; i < count; ++i) {
     // Far enough ahead for memory to answer.
     if (i + 4 < count) __builtin_prefetch(items[i + 4], 1);
     release_quickly(items[i]);
   }
+}
+
+void drop_items(object *a) {
+  xp_obj **items = std::exchange(a->items, nullptr);
+  int64_t count = std::exchange(a->count, 0);
+  a->set_room(0, 0);
+  if (!a->raw()) release_items(items, count);
   free_vector(a, items);
 }
 
@@ -95,9 +99,10 @@ void drop_raw(xp_obj * /*item*/) {}
 
 void destroy(xp_obj *obj) {
   auto *a = static_cast<object *>(obj);
-  drop_items(a);
-  xp_release(a->lock);
-  xp::destroy(a);
+  if (!a->raw()) release_items(a->items, a->count);
+  free_vector(a, a->items);
+  release_quickly(a->lock);
+  destroy_quickly(a);
 }
 
 void release(xp_obj *obj) {
@@ -139,7 +144,7 @@ constexpr ops array_ops = {
     .retain = xp_obj_retain, .release = release, .compare = nullptr, .textify = nullptr, .control = control};
 
 // Without a lock, with room for some items behind the struct.
-object *make_empty(uint32_t flags, size_t tail) {
+[[gnu::always_inline]] inline object *make_empty(uint32_t flags, size_t tail) {
   auto *a = xp::make_unzeroed<object>(array_ops, tail);
   if (a == nullptr) return nullptr;
   a->lock = nullptr;

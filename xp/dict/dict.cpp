@@ -1,6 +1,5 @@
 #include "xp/dict/dict.h"
 
-#include "xp/dict/build.h"
 #include "xp/dict/dict_impl.h"
 #include "xp/dict/hash.h"
 #include "xp/object/deferred_release.h"
@@ -230,10 +229,23 @@ void each_entry(chunk *c, Step step) {
   }
 }
 
+// All values come into the cache before the first one goes.
+void release_few(small_index &index) {
+  xp_obj *values[small_index::most_places];
+  uint32_t count = 0;
+  index.each([&](entry *e) {
+    __builtin_prefetch(e->value, 1);
+    values[count++] = e->value;
+  });
+  for (uint32_t i = 0; i < count; ++i)
+    release_quickly(values[i]);
+}
+
 // In the order in which the entries lie in memory: their chains lead all over it. The values of erased
 // entries are null.
 void release_values(object *d) {
   if (d->raw()) return;
+  if (d->small() && d->index().complete()) return release_few(d->index());
   for (chunk *c = d->chunks; c != nullptr; c = c->next) {
     each_entry(c, [](entry *e) { __builtin_prefetch(e->value, 1); });
     each_entry(c, [](entry *e) { release_quickly(std::exchange(e->value, nullptr)); });
@@ -246,12 +258,12 @@ void destroy(xp_obj *obj) {
     crit_guard guard(d->lock);
     release_values(d);
   }
-  xp_release(d->blank);
-  xp_release(d->lock);
+  release_quickly(d->blank);
+  release_quickly(d->lock);
   while (d->chunks != &d->inline_chunk)
     xp_free(std::exchange(d->chunks, d->chunks->next));
   if (d->buckets != d->inline_buckets) xp_free(d->buckets);
-  xp::destroy(d);
+  destroy_quickly(d);
 }
 
 void release(xp_obj *obj) {
@@ -268,9 +280,6 @@ int64_t control(xp_obj *obj, uint32_t code, int64_t argument, void * /*pointer*/
   }
 }
 
-constexpr ops dict_ops = {
-    .retain = xp_obj_retain, .release = release, .compare = nullptr, .textify = nullptr, .control = control};
-
 uint32_t initial_bucket_count(uint32_t flags) {
   switch (flags & XP_DICT_BUCKETS_32K) {
     case XP_DICT_BUCKETS_8K: return 8192;
@@ -280,11 +289,26 @@ uint32_t initial_bucket_count(uint32_t flags) {
   }
 }
 
-// An empty dictionary with the inline buckets and no lock; `capacity` of the inline chunk, the rest for the
-// index.
+bool make_parts(object *d) {
+  if (uint32_t count = initial_bucket_count(d->flags); count > inline_bucket_count) {
+    entry **buckets = new_buckets(count);
+    if (buckets == nullptr) return false;
+    d->buckets = buckets;
+    d->bucket_count = count;
+  }
+  if ((d->flags & XP_DICT_LOCKED) == 0) return true;
+  d->lock = xp_crit_new();
+  return d->lock != nullptr;
+}
+
+}  // namespace
+
+const ops operations = {
+    .retain = xp_obj_retain, .release = release, .compare = nullptr, .textify = nullptr, .control = control};
+
 object *make_empty(uint32_t flags, uint32_t capacity, uint32_t places, bool near) {
   const size_t lists = (flags & XP_DICT_RECYCLE) != 0 ? free_list_count * pointer_size : 0;
-  auto *d = xp::make_unzeroed<object>(dict_ops, capacity + small_index::size(places, near) + lists);
+  auto *d = xp::make_unzeroed<object>(operations, capacity + small_index::size(places, near) + lists);
   if (d == nullptr) return nullptr;
   d->flags = flags;
   d->count = 0;
@@ -303,43 +327,6 @@ object *make_empty(uint32_t flags, uint32_t capacity, uint32_t places, bool near
   return d;
 }
 
-bool make_parts(object *d) {
-  if (uint32_t count = initial_bucket_count(d->flags); count > inline_bucket_count) {
-    entry **buckets = new_buckets(count);
-    if (buckets == nullptr) return false;
-    d->buckets = buckets;
-    d->bucket_count = count;
-  }
-  if ((d->flags & XP_DICT_LOCKED) == 0) return true;
-  d->lock = xp_crit_new();
-  return d->lock != nullptr;
-}
-
-// --- At once ---
-
-// Up to most_places members, with their own references, all in the inline chunk.
-xp_obj *make_small(std::span<const dict_member> members) {
-  uint32_t size = 0;
-  for (const dict_member &m : members)
-    size += entry_size(m.key_length);
-  object *d = make_empty(XP_DICT_NOCASE, size, static_cast<uint32_t>(members.size()), true);
-  if (d == nullptr) return nullptr;
-  uint64_t seen = 0;  // a bit for each hash: most keys need no look for an equal one
-  for (const dict_member &m : members) {
-    const uint64_t bit = uint64_t{1} << (m.hash * 0x9E3779B1u >> 26);
-    entry *same = (seen & bit) != 0 ? find(d, make_lookup(d, m.key, m.key_length)) : nullptr;
-    seen |= bit;
-    if (same != nullptr) {
-      xp_release(std::exchange(same->value, m.value));
-      continue;
-    }
-    ++d->count;
-    put_entry(d, carve(d, m.key_length), {m.key, m.key_length}, m.hash, m.value);
-  }
-  return d;
-}
-
-}  // namespace
 }  // namespace xp::dict
 
 using namespace xp::dict;
@@ -351,20 +338,6 @@ uint32_t xp_dict_type() {
 xp_obj *xp_dict_new(uint32_t flags) {
   object *d = make_empty(flags, inline_chunk_capacity, small_index::most_places, false);
   if (d == nullptr || make_parts(d)) return d;
-  xp_release(d);
-  return nullptr;
-}
-
-// Deliberate: more members than the index has places are stored one by one, so that the buckets grow, and
-// entries change their places in the chains, as they always do.
-xp_obj *xp::dict_of(std::span<const dict_member> members) {
-  const bool small = members.size() <= small_index::most_places;
-  xp_obj *d = small ? make_small(members) : xp_dict_new(XP_DICT_NOCASE);
-  if (small && d != nullptr) return d;
-  bool complete = d != nullptr;
-  for (const dict_member &m : members)
-    complete = xp_dict_adopt(d, m.key, m.key_length, m.value) == 0 && complete;
-  if (complete) return d;
   xp_release(d);
   return nullptr;
 }

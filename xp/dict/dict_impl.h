@@ -1,4 +1,5 @@
-// The inside of a dictionary, for the files of this folder and the writer of JSON.
+// The inside of a dictionary, for the files of this folder and for the reader and the writer of
+// JSON.
 //
 // Entries are carved from chunks and chained in buckets. Offsets inside an entry, which begins on a multiple
 // of 8:
@@ -32,6 +33,11 @@ constexpr uint32_t inline_bucket_count = 2;
 constexpr uint32_t inline_chunk_capacity = 128;
 constexpr uint32_t free_list_count = 32;
 
+// The size of an entry; the same for all keys of one free list.
+constexpr uint32_t entry_size(uint32_t key_length) {
+  return (key_length + 24) & ~uint32_t{7};
+}
+
 struct entry {
   entry *next;
   xp_obj *value;
@@ -39,12 +45,11 @@ struct entry {
   char first_key_bytes[7];  // the key goes on behind the struct
 
   char *key() { return reinterpret_cast<char *>(this) + offsetof(entry, first_key_bytes); }
+  // The one that was carved next, if there is one in the chunk.
+  entry *behind() {
+    return reinterpret_cast<entry *>(reinterpret_cast<char *>(this) + entry_size(key_length));
+  }
 };
-// The size of an entry; the same for all keys of one free list.
-constexpr uint32_t entry_size(uint32_t key_length) {
-  return (key_length + 24) & ~uint32_t{7};
-}
-
 static_assert(offsetof(entry, key_length) == 16 && offsetof(entry, first_key_bytes) == 17 &&
               sizeof(entry) == 24);
 
@@ -54,6 +59,9 @@ struct chunk {
   uint32_t capacity;
 
   unsigned char *entries() { return reinterpret_cast<unsigned char *>(this + 1); }
+  entry *first() { return reinterpret_cast<entry *>(entries()); }
+  // Behind the last entry.
+  entry *past() { return reinterpret_cast<entry *>(entries() + used); }
 };
 static_assert(sizeof(chunk) == 16 && inline_chunk_capacity % 8 == 0);
 
@@ -116,6 +124,12 @@ constexpr uint32_t few_entries = 16;
 // Lists the entries that a walk visits, in byte order of the keys, for a dictionary of at most few_entries
 // keys. How many there are. Under the lock.
 uint32_t order_few(object *d, entry **entries);
+
+extern const ops operations;
+
+// An empty dictionary with the inline buckets and no lock; `capacity` of the inline chunk, the rest for the
+// index. Null when memory is exhausted.
+object *make_empty(uint32_t flags, uint32_t capacity, uint32_t places, bool near);
 
 // The duplicate operation. Null when memory is exhausted.
 xp_obj *duplicate(object *d, uint32_t flags);

@@ -1,122 +1,105 @@
 // The hash of dictionary keys (djb2): 5381, then times 33 plus each byte, in 32 bits. Case-insensitive
-// dictionaries hash the key with its ASCII letters in upper case.
+// dictionaries hash the key with its ASCII letters in upper case. by_bytes is the definition, by_words and
+// of, sixteen bytes at a time, are ways to the same value.
 
 #ifndef XP_DICT_HASH_H
 #define XP_DICT_HASH_H
 
-#include <stddef.h>
-#include <stdint.h>
-#include <string.h>
+#include "xp/dict/hash_words.h"
 
-#include <array>
-#include <bit>
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
 
 namespace xp::dict_hash {
 
-static_assert(std::endian::native == std::endian::little, "words hold a key's bytes in their order");
+// How many bytes in front of its end a key needs for of_tail; its longest key.
+constexpr size_t tail_size = 16;
 
-constexpr size_t word_size = 8;
+#ifdef __SSE2__
 
-// An ASCII letter in upper case; any other byte as it stands.
-constexpr unsigned char fold(unsigned char byte) {
-  return byte >= 'a' && byte <= 'z' ? static_cast<unsigned char>(byte - 'a' + 'A') : byte;
-}
-
-constexpr uint64_t each(uint8_t byte) {
-  return 0x0101010101010101u * byte;
-}
-
-// Eight bytes at once: clears bit 5 of each byte from 'a' to 'z'. The additions cannot carry from byte to
-// byte because they see the low seven bits only; bytes of 128 and above are sorted out by their top bit.
-constexpr uint64_t fold_word(uint64_t bytes) {
-  uint64_t low = bytes & each(0x7F);
-  uint64_t from_a = low + each(0x80 - 'a');
-  uint64_t above_z = low + each(0x80 - 'z' - 1);
-  uint64_t letters = from_a & ~above_z & ~bytes & each(0x80);
-  return bytes - (letters >> 2);
-}
-
-inline uint64_t load_word(const char *bytes) {
-  uint64_t word = 0;
-  memcpy(&word, bytes, sizeof word);
-  return word;
-}
-
-// The definition, a byte at a time.
-uint32_t by_bytes(const char *key, size_t length, bool nocase);
-
-constexpr uint32_t seed = 5381;
-constexpr uint32_t factor = 33;
-
-// powers[i] is 33^i.
-constexpr std::array<uint32_t, word_size + 1> powers = [] {
-  std::array<uint32_t, word_size + 1> result{1};
-  for (size_t i = 1; i < result.size(); ++i)
-    result[i] = result[i - 1] * factor;
+// seed_powers[i] is what the seed adds in front of i bytes.
+constexpr std::array<uint32_t, tail_size + 1> seed_powers = [] {
+  std::array<uint32_t, tail_size + 1> result{};
+  for (size_t i = 0; i < result.size(); ++i)
+    result[i] = seed * powers[i];
   return result;
 }();
 
-// What the eight bytes of a word add: the sum of byte i times 33^(7 - i). Neighbours are joined in lanes of
-// 16, then of 32 bits, which are wide enough for their sums.
-constexpr uint32_t sum_word(uint64_t bytes) {
-  constexpr uint64_t even_bytes = 0x00FF00FF00FF00FFu;
-  constexpr uint64_t even_pairs = 0x0000FFFF0000FFFFu;
-  uint64_t pairs = (bytes & even_bytes) * powers[1] + (bytes >> 8 & even_bytes);
-  uint64_t fours = (pairs & even_pairs) * powers[2] + (pairs >> 16 & even_pairs);
-  return static_cast<uint32_t>(fours) * powers[4] + static_cast<uint32_t>(fours >> 32);
+// Loaded `length` bytes from its start: a mask of the last `length` bytes.
+constexpr std::array<unsigned char, 2 *tail_size> last_bytes = [] {
+  std::array<unsigned char, 2 * tail_size> result{};
+  for (size_t i = tail_size; i < result.size(); ++i)
+    result[i] = 0xFF;
+  return result;
+}();
+
+inline __m128i load_tail(const void *from) {
+  return _mm_loadu_si128(static_cast<const __m128i *>(from));
 }
 
-// The bytes of a text of one to seven at the end of a word.
-inline uint64_t load_short(const char *text, size_t length) {
-  auto at = [=](size_t i) {
-    return uint64_t{static_cast<unsigned char>(text[i])} << (8 * (word_size - length + i));
-  };
-  if (length < 4) return at(0) | at(length / 2) | at(length - 1);
-  uint32_t front = 0;
-  uint32_t back = 0;
-  memcpy(&front, text, sizeof front);
-  memcpy(&back, text + length - sizeof back, sizeof back);
-  return uint64_t{front} << (8 * (word_size - length)) | uint64_t{back} << 32;
+// The last one to sixteen of the bytes in front of `end`, zeros in front of them.
+inline __m128i cut_tail(const char *end, size_t length) {
+  return _mm_and_si128(load_tail(end - tail_size), load_tail(last_bytes.data() + length));
 }
 
-// The last eight bytes of a key, zeros in front of a shorter one: what distinguishes most keys of one length.
-// Not folded.
-inline uint64_t last_word(const char *key, size_t length) {
-  if (length >= word_size) return load_word(key + length - word_size);
-  return length == 0 ? 0 : load_short(key, length);
+// All of a key of one to sixteen bytes, zeros in front of it.
+inline __m128i short_key(const char *key, size_t length) {
+  uint64_t front = 0;
+  if (length > word_size) front = load_word(key) << (8 * (tail_size - length));
+  const uint64_t back = last_word(key, length);
+  return _mm_set_epi64x(static_cast<int64_t>(back), static_cast<int64_t>(front));
 }
 
-// The value of by_bytes, eight bytes at a time. The hash is a polynomial in 33, so a word needs one dependent
-// multiplication instead of eight. Zeros add nothing, so what is left after the whole words is taken from the
-// end of the last word.
+// Moved to the lowest numbers with sign, the letters from 'a' to 'z' are below all others.
+inline __m128i fold_tail(__m128i bytes) {
+  const __m128i moved = _mm_add_epi8(bytes, _mm_set1_epi8(static_cast<char>(0x80 - 'a')));
+  const __m128i letters = _mm_cmplt_epi8(moved, _mm_set1_epi8(-0x80 + 26));
+  return _mm_xor_si128(bytes, _mm_and_si128(letters, _mm_set1_epi8(0x20)));
+}
+
+// The sum of byte i times 33^(15 - i), as in sum_word.
+inline uint32_t sum_tail(__m128i bytes) {
+  const __m128i even = _mm_and_si128(bytes, _mm_set1_epi16(0xFF));
+  const __m128i pairs = _mm_add_epi16(_mm_add_epi16(even, _mm_slli_epi16(even, 5)), _mm_srli_epi16(bytes, 8));
+  const __m128i fours = _mm_madd_epi16(pairs, _mm_set1_epi32(1 << 16 | powers[2]));
+  const __m128i eights =
+      _mm_add_epi64(_mm_mul_epu32(fours, _mm_set1_epi64x(powers[4])), _mm_srli_epi64(fours, 32));
+  return static_cast<uint32_t>(_mm_cvtsi128_si32(eights)) * powers[8] +
+         static_cast<uint32_t>(_mm_cvtsi128_si32(_mm_unpackhi_epi64(eights, eights)));
+}
+
+inline uint32_t sum_tail(__m128i bytes, bool nocase) {
+  return sum_tail(nocase ? fold_tail(bytes) : bytes);
+}
+
+// of a key of one to sixteen bytes, with at least sixteen readable ones in front of its end.
+inline uint32_t of_tail(const char *end, size_t length, bool nocase) {
+  return seed_powers[length] + sum_tail(cut_tail(end, length), nocase);
+}
+
+// The value of by_bytes.
 [[gnu::always_inline]] inline uint32_t of(const char *key, size_t length, bool nocase) {
+  if (length == 0) return seed;
+  if (length <= tail_size) return seed_powers[length] + sum_tail(short_key(key, length), nocase);
   uint32_t hash = seed;
-  size_t left = length % word_size;
-  for (const char *end = key + (length - left); key != end; key += word_size) {
-    uint64_t word = load_word(key);
-    hash = hash * powers[word_size] + sum_word(nocase ? fold_word(word) : word);
-  }
-  if (left == 0) return hash;
-  uint64_t word = length < word_size ? load_short(key, left) : load_word(key + left - word_size);
-  word &= ~uint64_t{0} << (8 * (word_size - left));
-  return hash * powers[left] + sum_word(nocase ? fold_word(word) : word);
+  const size_t left = length % tail_size;
+  const char *const end = key + length;
+  for (; end - key >= static_cast<ptrdiff_t>(tail_size); key += tail_size)
+    hash = hash * powers[tail_size] + sum_tail(load_tail(key), nocase);
+  return left == 0 ? hash : hash * powers[left] + sum_tail(cut_tail(end, left), nocase);
 }
 
-// The same of a key that has at least eight readable bytes in front of it.
-inline uint64_t last_word_inside(const char *key, size_t length) {
-  uint64_t word = load_word(key + length - word_size);
-  return length >= word_size ? word : word >> (8 * (word_size - length)) << (8 * (word_size - length));
+#else
+
+inline uint32_t of(const char *key, size_t length, bool nocase) {
+  return by_words(key, length, nocase);
+}
+inline uint32_t of_tail(const char *end, size_t length, bool nocase) {
+  return by_words(end - length, length, nocase);
 }
 
-// Whether two keys of one length whose last words are equal are equal in all that stands before them.
-inline bool same_front(const char *a, const char *b, size_t length, bool nocase) {
-  for (size_t i = 0; i + word_size < length; i += word_size) {
-    uint64_t x = load_word(a + i);
-    uint64_t y = load_word(b + i);
-    if (x != y && (!nocase || fold_word(x) != fold_word(y))) return false;
-  }
-  return true;
-}
+#endif
 
 }  // namespace xp::dict_hash
 

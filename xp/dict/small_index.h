@@ -52,6 +52,13 @@ struct alignas(8) small_index {
     if (complete()) ++used;
   }
 
+  // add, for an entry in front of an index that keeps distances and has a place left.
+  void add_near(entry *e, uint32_t hash) {
+    tags[used] = tag_of(hash);
+    distances()[used] = static_cast<uint16_t>(distance(e));
+    ++used;
+  }
+
   void remove(entry *e) {
     if (!complete()) return;
     for (uint32_t i = 0; i < used; ++i) {
@@ -62,6 +69,13 @@ struct alignas(8) small_index {
       tags[used] = 0;
       return;
     }
+  }
+
+  // Calls visit(entry) for each entry of a complete index.
+  template <typename Visit>
+  void each(Visit visit) {
+    for (uint32_t i = 0; i < used; ++i)
+      visit(at(i));
   }
 
   // The entry with that hash for which matches(entry) is true, or null.
@@ -104,6 +118,10 @@ private:
     return reinterpret_cast<uint16_t *>(this + 1);
   }
 
+  uintptr_t distance(entry *e) const {
+    return (reinterpret_cast<uintptr_t>(this) - reinterpret_cast<uintptr_t>(e)) / step;
+  }
+
   entry *at(uint32_t i) {
     if (!near) return pointers()[i];
     return reinterpret_cast<entry *>(reinterpret_cast<unsigned char *>(this) - step * distances()[i]);
@@ -115,7 +133,7 @@ private:
       pointers()[i] = e;
       return true;
     }
-    const uintptr_t steps = (reinterpret_cast<uintptr_t>(this) - reinterpret_cast<uintptr_t>(e)) / step;
+    const uintptr_t steps = distance(e);
     if (steps > UINT16_MAX) return false;
     distances()[i] = static_cast<uint16_t>(steps);
     return true;

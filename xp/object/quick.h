@@ -35,15 +35,19 @@ template <typename T>
   return obj;
 }
 
-// xp_release: nearly every value has the generic release.
-[[gnu::always_inline]] inline void release_quickly(xp_obj *obj) {
-  if (obj == nullptr) return;
-  if (obj->release != xp_obj_release) return obj->release(obj);
-  if (!refcount::drop(obj->refs)) return;
+// xp::destroy.
+[[gnu::always_inline]] inline void destroy_quickly(xp_obj *obj) {
   if (!slab::in_use || !slab::owns(obj)) return destroy(obj);
   uncount_object();
   count_block_given();
   slab::give(obj);
+}
+
+// xp_release: nearly every value has the generic release.
+[[gnu::always_inline]] inline void release_quickly(xp_obj *obj) {
+  if (obj == nullptr) return;
+  if (obj->release != xp_obj_release) return obj->release(obj);
+  if (refcount::drop(obj->refs)) destroy_quickly(obj);
 }
 
 }  // namespace xp

@@ -17,7 +17,9 @@
 #include "xp/object/memory.h"
 #include "xp/object/object.h"
 
+#include <stddef.h>
 #include <stdint.h>
+#include <string.h>
 
 #include <type_traits>
 
@@ -52,13 +54,11 @@ T *as(xp_obj *obj) {
   return obj != nullptr && obj->type == T::code ? static_cast<T *>(obj) : nullptr;
 }
 
-// Writes a type's operations into an object.
+static_assert(offsetof(xp_obj, retain) + sizeof(ops) == sizeof(xp_obj));
+
+// Writes a type's operations into an object, as one block: the fields stand there in the order of the table.
 inline void set_ops(xp_obj *obj, const ops &table) {
-  obj->retain = table.retain;
-  obj->release = table.release;
-  obj->compare = table.compare;
-  obj->textify = table.textify;
-  obj->control = table.control;
+  memcpy(reinterpret_cast<char *>(obj) + offsetof(xp_obj, retain), &table, sizeof table);
 }
 
 // xp_new for types whose struct asks for more than a pointer's alignment: aligned for everything that is not

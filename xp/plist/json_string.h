@@ -21,13 +21,17 @@ std::string_view json_raw_string(const char *at, const char *end);
 // the key.
 uint32_t json_key_length(std::string_view key);
 
-// The string behind an opening quote, its escapes resolved as by xp_str_unescaped; `at` moves behind the
-// closing quote. Null when memory is exhausted.
-xp_obj *json_string(const char *&at, const char *end);
+// A value that was read, null when memory is exhausted, and what stands behind it.
+struct json_token {
+  xp_obj *value;
+  const char *behind;
+};
 
-// The number that begins at `at`, as xp_number_parse reads it; `at` moves behind the last byte that numbers
-// are made of. Null when memory is exhausted.
-xp_obj *json_number(const char *&at, const char *end);
+// The string behind an opening quote, its escapes resolved as by xp_str_unescaped.
+json_token json_string(const char *at, const char *end);
+
+// The number that begins at `at`, as xp_number_parse reads it, with all bytes that numbers are made of.
+json_token json_number(const char *at, const char *end);
 
 }  // namespace xp
 

@@ -2,6 +2,8 @@
 
 #include "tests/support/leak_check.h"
 #include "tests/support/objects.h"
+#include "xp/array/array.h"
+#include "xp/dict/dict.h"
 #include "xp/object/ref.h"
 #include "xp/plist/json_build.h"
 #include "xp/plist/json_tree.h"
@@ -15,6 +17,7 @@
 #include <random>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace {
 
@@ -227,6 +230,77 @@ TEST_F(json, reading_in_one_pass_equals_tokenizer_and_builder) {
   }
   EXPECT_GT(trees, 400);
   EXPECT_LT(trees, 3600);
+}
+
+// A list of records, most of which have the keys of the one before, some others all but so.
+std::string random_records(std::mt19937 &random, int level) {
+  static const std::vector<std::string> pool = {"a",
+                                                "B",
+                                                "b",
+                                                "A",
+                                                "id",
+                                                "name",
+                                                "exactly8",
+                                                "longer than a word",
+                                                R"(\"q\\)",
+                                                std::string(40, 'k'),
+                                                std::string(255, 'k'),
+                                                std::string(256, 'k'),
+                                                "\xC3\xA9"};
+  const auto below = [&random](size_t n) { return random() % n; };
+  std::vector<std::string> keys;
+  for (size_t left = below(4) == 0 ? below(20) : below(5); left > 0; --left)
+    keys.push_back(pool[below(pool.size())] + (below(2) == 0 ? std::to_string(left) : ""));
+  std::string text = "[";
+  for (size_t left = below(6); left > 0; --left) {
+    if (below(3) == 0)
+      keys.insert(keys.begin() + static_cast<ptrdiff_t>(below(keys.size() + 1)), pool[below(pool.size())]);
+    if (below(3) == 0 && !keys.empty()) keys.erase(keys.begin() + static_cast<ptrdiff_t>(below(keys.size())));
+    text += '{';
+    for (const std::string &key : keys) {
+      text += '"' + key + "\":";
+      const size_t kind = below(10);
+      text += kind == 0 && level < 3 ? random_records(random, level + 1)
+              : kind == 1            ? "null"
+                                     : std::to_string(below(99));
+      text += ',';
+    }
+    text += below(9) == 0 ? "\"last\":}" : "}";
+  }
+  return text += ']';
+}
+
+// The tree with the keys in the order in which they are found, each looked up, too.
+std::string outline(xp_obj *obj) {
+  std::string text;
+  const auto item = [](xp_obj *, int64_t, xp_obj *value, void *to) -> int64_t {
+    *static_cast<std::string *>(to) += outline(value) + ";";
+    return 0;
+  };
+  const auto member = [](xp_obj *d, const char *key, int64_t length, xp_obj *value, void *to) -> int64_t {
+    const xp::ref found = xp::ref::adopt(xp_dict_fetch(d, key, length));
+    EXPECT_EQ(found.get(), value);
+    *static_cast<std::string *>(to) +=
+        std::string(key, static_cast<size_t>(length)) + "=" + outline(value) + ";";
+    return 0;
+  };
+  xp_array_enum(obj, item, &text);
+  xp_dict_enum(obj, member, &text);
+  return text.empty() ? text_of(obj) : "(" + text + ")";
+}
+
+TEST_F(json, records_copied_from_each_other_equal_those_of_single_steps) {
+  constexpr uint32_t seed = 20261121;
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  std::mt19937 random(seed);
+  for (int i = 0; i < 4000; ++i) {
+    const std::string text = random_records(random, 0);
+    const auto block = std::make_unique<char[]>(text.size());
+    text.copy(block.get(), text.size());
+    const xp::ref quick = xp::ref::adopt(xp::json_build({block.get(), text.size()}));
+    const xp::ref plain = xp::ref::adopt(xp_plist_jsontree(block.get(), static_cast<int64_t>(text.size())));
+    ASSERT_EQ(outline(quick.get()), outline(plain.get())) << text;
+  }
 }
 
 TEST_F(json, strings_are_written_as_the_string_stage_writes_them) {

@@ -32,7 +32,8 @@ const struct {
   int32_t style;
   std::string_view text;
 } inputs[] = {
-    {XP_PLIST_JSON, R"({"a":[1,2.5,true,null,"x",[]],"deep":{"er":[{"k":"q\"uoted"}]},"n":123456})"},
+    {XP_PLIST_JSON,
+     R"({"a":[1,2.5,true,null,"x",[]],"deep":{"er":[{"k":"q\"uoted"},{"k":"c"}]},"n":123456})"},
     {XP_PLIST_DETECT, binary},
     {XP_PLIST_SECTIONS, "[first]\na=1,\nb=\"two, three\"\n[second]\nc=4\n"},
     {XP_PLIST_QUERY, "a=1&b=two%20words&c=%41&d"},
