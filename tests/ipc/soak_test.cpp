@@ -160,7 +160,7 @@ protected:
 
 TEST_F(soak_test, everything_mixed_for_long) {
   const char *wanted = getenv("CORVANE_SOAK_SECONDS");
-  const int seconds = wanted != nullptr ? atoi(wanted) : at_full_size(1800, 4);
+  const int seconds = wanted != nullptr ? std::stoi(wanted) : at_full_size(1800, 4);
   const auto start = steady::now();
   std::vector<sample> samples;
   samples.reserve(1000);
