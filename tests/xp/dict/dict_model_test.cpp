@@ -245,7 +245,16 @@ TEST_F(dict_at_once, is_the_dictionary_of_single_steps) {
                          .hash = xp::dict_hash::of(key.data(), length, true)});
       xp_dict_adopt(steps.get(), key.data(), length, value < 100 ? nullptr : xp_number_new(value));
     }
-    const xp::ref once = xp::ref::adopt(xp::dict_of(members));
+    const xp::ref first = xp::ref::adopt(xp::dict_of(members));
+    ASSERT_EQ(entries_of(first), entries_of(steps));
+    // Half of those that can be models are copied, and the copy goes on.
+    const xp::dict_model model = xp::dict_model_of(first.get(), members.size());
+    const bool distinct = xp_dict_count(first.get()) == members.size();
+    ASSERT_EQ(model.dictionary != nullptr, distinct && !members.empty() && members.size() <= 16);
+    const bool copied = model.dictionary != nullptr && random() % 2 == 0;
+    for (const xp::dict_member &m : members)
+      if (copied) xp_retain(m.value);
+    const xp::ref once = copied ? xp::ref::adopt(xp::dict_like(model, members)) : xp::ref::share(first.get());
     ASSERT_EQ(entries_of(once), entries_of(steps));
     for (int change = 0; change < 20; ++change) {
       const std::string key =
@@ -288,8 +297,14 @@ TEST(dict_hash, words_give_what_bytes_give) {
     std::string folded = key;
     for (char &c : folded)
       c = static_cast<char>(fold(static_cast<unsigned char>(c)));
-    for (bool nocase : {false, true})
-      EXPECT_EQ(of(key.data(), length, nocase), by_bytes(key.data(), length, nocase));
+    const std::string behind = std::string(tail_size, 'x') + key;
+    for (bool nocase : {false, true}) {
+      const uint32_t hash = by_bytes(key.data(), length, nocase);
+      EXPECT_EQ(of(key.data(), length, nocase), hash);
+      EXPECT_EQ(by_words(key.data(), length, nocase), hash);
+      if (length == 0 || length > tail_size) continue;
+      EXPECT_EQ(of_tail(behind.data() + behind.size(), length, nocase), hash);
+    }
     EXPECT_EQ(of(key.data(), length, true), of(folded.data(), length, false));
     if (length == 0) continue;  // no key
     EXPECT_TRUE(same(key, folded, true));
