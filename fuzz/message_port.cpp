@@ -17,6 +17,7 @@
 #include "standin/service.h"
 #include "xp/service/file_descriptor.h"
 
+#include <errno.h>
 #include <fcntl.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -80,14 +81,14 @@ bool is_sealed(const std::string &packet, ipc_service_kind kind) {
 bool send_packet(int socket, const std::string &packet, int flags = 0) {
   constexpr int room = 600000;
   setsockopt(socket, SOL_SOCKET, SO_SNDBUF, &room, sizeof room);
-  return send(socket, packet.data(), packet.size(), MSG_NOSIGNAL | flags) ==
-         static_cast<ssize_t>(packet.size());
+  const ssize_t count = TEMP_FAILURE_RETRY(send(socket, packet.data(), packet.size(), MSG_NOSIGNAL | flags));
+  return count == static_cast<ssize_t>(packet.size());
 }
 
-// One packet; empty when the other end has gone.
+// One packet; empty when the other end has gone. A fuzzer's own timer interrupts what waits.
 std::string read_packet(int socket) {
   static char bytes[largest_request + 100];
-  const ssize_t count = recv(socket, bytes, sizeof bytes, 0);
+  const ssize_t count = TEMP_FAILURE_RETRY(recv(socket, bytes, sizeof bytes, 0));
   return {bytes, count > 0 ? static_cast<size_t>(count) : 0};
 }
 
