@@ -23,9 +23,16 @@ void require(bool held, const char *what) {
   std::abort();
 }
 
+// Whether the public readers look further than at the type to tell a record from a builder. Bytes from
+// outside that know this process are for the raw readers alone, and a fuzzer that watches comparisons knows
+// it.
+bool may_be_builder(const uint8_t *record) {
+  return xp_ntld_raw_type(record) == xp_ntld_type();
+}
+
 // The public readers say the same of a record that cannot be taken for a builder.
 void check_public(const uint8_t *record, const uint8_t *child, uint32_t index) {
-  if (xp_ntld_raw_type(record) == xp_ntld_type()) return;
+  if (may_be_builder(record)) return;
   uint8_t out[16];
   require(xp_ntld_getbyindex(record, index) == child, "both readers find the child");
   const uint8_t *named = xp_ntld_getbyname(record, xp_ntld_raw_name(child));
@@ -131,7 +138,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   std::memcpy(exact.get(), data, size);
   const uint32_t total = xp_ntld_raw_verify(exact.get(), static_cast<uint32_t>(size));
   require(total <= size, "a record that verifies lies within its bytes");
-  require(xp_ntld_verify(exact.get(), static_cast<uint32_t>(size)) == total, "both readers agree");
+  if (size < XP_NTLD_HEADER || !may_be_builder(exact.get()))
+    require(xp_ntld_verify(exact.get(), static_cast<uint32_t>(size)) == total, "both readers agree");
   if (total != 0) read_record(exact.get(), 0);
   check_builders({data + 1, size - 1}, data[0]);
   return 0;
