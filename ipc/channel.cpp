@@ -15,6 +15,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <utility>
+
 // Making and ending channels. Moving messages is channel_transfer.cpp, polling groups channel_group.cpp.
 
 namespace {
@@ -52,8 +54,8 @@ int32_t set_group(ipc_com *c, xp_obj *member) {
   if (!ipcc_pollable(g->wake) || xp_list_append(g->members, member) == 0) return IpcErrSystem;
   xp::ref old = xp::ref::adopt(c->group);
   c->group = group.leak();
-  auto *first = xp::as<ipc_com>(member);
-  c->bound = first->listener != 0 ? first : nullptr;
+  const bool listens = xp::as<ipc_com>(member)->listener != 0;
+  xp_release(std::exchange(c->bound, listens ? xp_retain(member) : nullptr));
   return 0;
 }
 
@@ -132,6 +134,7 @@ void ipc_com_release(xp_obj *obj) {
   if (!xp_prerelease(obj)) return;
   auto *c = static_cast<ipc_com *>(obj);
   xp_release(c->group);
+  xp_release(c->bound);
   // The name goes first: as long as the socket is open no successor's file can have its inode.
   if (c->path[0] != 0) ipcc_file_unlink(c->path, c->inode);
   if (c->descriptor >= 0) close(c->descriptor);
@@ -157,8 +160,9 @@ int32_t ipc_com_bind(xp_obj *obj, uint32_t code, uint32_t session) {
 }
 
 void ipcc_withdraw(xp_obj *obj) {
-  auto *c = xp::as<ipc_com>(obj);
-  if (c != nullptr && c->bound != nullptr) ipcc_file_unlink(c->bound->path, c->bound->inode);
+  const auto *c = xp::as<ipc_com>(obj);
+  const auto *listener = xp::as<ipc_com>(c == nullptr ? nullptr : c->bound);
+  if (listener != nullptr) ipcc_file_unlink(listener->path, listener->inode);
 }
 
 int32_t ipc_com_bind_to(xp_obj *c, uint32_t /*code*/, uint32_t /*session*/, int32_t descriptor) {

@@ -20,7 +20,7 @@ struct ipc_com : xp_obj {
   uint32_t listener;              // 1 for a listening socket
   int32_t spare;                  // a listener's descriptor kept for hard times, -1 when none
   xp_obj *group;                  // of the outer channel of an endpoint, owned; null for a member
-  ipc_com *bound;                 // of the outer channel of a server: the listening member in its group
+  xp_obj *bound;                  // of the outer channel of a server, owned: the listener in its group
 };
 
 struct ipc_group : xp_obj {
