@@ -1,5 +1,6 @@
 // Property lists ("plst"): one tree of runtime objects with the style in which it was read, so that a tree
 // read from JSON is written back as JSON and one from an XML property list as that. For one thread at a time.
+// All values in a tree are objects; containers of raw values have no place in it.
 //
 // Around it: value.h typed nodes, copy.h deep copies, checksum.h checksums and changes, style.h the texts of
 // the styles, writer.h writing single nodes; all in xp/plist.

@@ -22,7 +22,7 @@
 //    type.
 //  - Sections (3) are the dictionaries of the root: "[name]" and "name=value" lines. Any other value of the
 //    root is a line "[name]=value". A comma ends each line but the last.
-//  - CSS-like (5) dictionaries are blocks: "name {" at the top, "name: {" below; values "name: value;".
+//  - CSS-like (5) dictionaries are blocks: "name {" at the top, "name:{" below; values "name:value;".
 //  - Keys and values of 3 and 5 that hold a byte of `special`, or begin or end with white space, stand in
 //    quotes with each quote among them doubled; zero bytes become spaces.
 //  - Everything in a URL query (4) but integers and booleans is percent-encoded, keys too.

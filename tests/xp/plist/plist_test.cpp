@@ -193,6 +193,10 @@ TEST_F(plist, wrapping_and_styles) {
   EXPECT_EQ(xp_plist_stringify(list.get(), 9, 0, nullptr, 0), 2) << "keeps its own style";
   EXPECT_EQ(xp_plist_stringify(list.get(), 2, 0, nullptr, 0), 4);
   EXPECT_EQ(xp_plist_getstyle(list.get()), 2) << "takes the style it was written in";
+  xp_dict_store(root.get(), "n", 1, nullptr);
+  xp_plist_setnulls(list.get(), 1);
+  // The list's own setting, unless an argument says otherwise.
+  expect({xp_plist_string(list.get(), 8, 0), list}, R"({} {"n":null})");
 }
 
 TEST_F(plist, type_protocol) {
