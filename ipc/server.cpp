@@ -10,6 +10,7 @@
 #include "xp/object/ref.h"
 #include "xp/service/thread.h"
 
+#include <optional>
 #include <utility>
 
 // The server's side: rounds of serving, by hand or on a thread.
@@ -88,9 +89,9 @@ int32_t start_thread(ipc_conn *c, int32_t msecs) {
   return IpcErrNoThread;
 }
 
-// `descriptor` -1 binds the endpoint.
-int32_t receive(xp_obj *obj, int32_t descriptor, ipc_handler handler, void *context, uint32_t mode,
-                int32_t msecs) {
+// Serves a connected descriptor, or binds the endpoint when none is given.
+int32_t receive(xp_obj *obj, std::optional<int32_t> descriptor, ipc_handler handler, void *context,
+                uint32_t mode, int32_t msecs) {
   auto *c = xp::as<ipc_conn>(obj);
   if (c == nullptr || !ipc_conn_ready(c)) return IpcErrBadState;
   // Its thread may answer a request that lets the connection go before this is through.
@@ -102,8 +103,8 @@ int32_t receive(xp_obj *obj, int32_t descriptor, ipc_handler handler, void *cont
   c->channel = ipc_com_alloc();
   if (c->channel == nullptr) return IpcErrNoMemory;
   c->timeout = msecs;
-  int32_t error = descriptor < 0 ? ipc_com_bind(c->channel, c->endpoint, c->session)
-                                 : ipc_com_bind_to(c->channel, c->endpoint, c->session, descriptor);
+  int32_t error = descriptor ? ipc_com_bind_to(c->channel, c->endpoint, c->session, *descriptor)
+                             : ipc_com_bind(c->channel, c->endpoint, c->session);
   if (error != 0) return error;
   ipc_com_set_msecs(c->channel, msecs);
   return c->mode == IPC_MODE_THREAD ? start_thread(c, msecs) : 0;
@@ -134,12 +135,12 @@ bool ipc_conn_ready(ipc_conn *c) {
 }
 
 int32_t ipc_receive(xp_obj *c, ipc_handler handler, void *context, uint32_t mode, int32_t msecs) {
-  return receive(c, -1, handler, context, mode, msecs);
+  return receive(c, {}, handler, context, mode, msecs);
 }
 
 int32_t ipc_receive_on(xp_obj *c, int32_t descriptor, ipc_handler handler, void *context, uint32_t mode,
                        int32_t msecs) {
-  return descriptor < 0 ? IpcErrBadState : receive(c, descriptor, handler, context, mode, msecs);
+  return receive(c, descriptor, handler, context, mode, msecs);
 }
 
 int32_t ipc_poll(xp_obj *obj) {

@@ -315,6 +315,24 @@ TEST_F(fault_test, an_ordinary_call_never_sleeps) {
   EXPECT_EQ(mend(), 0);
 }
 
+// The tries are counted: how long they take is this machine's affair.
+TEST_F(fault_test, a_full_queue_is_asked_again_soon_and_not_all_the_time) {
+  ASSERT_EQ(serve(IPC_MODE_POLL), 0);
+  std::vector<xp::ref> waiting;
+  int32_t result = 0;
+  while (result == 0 && waiting.size() < 20) {
+    waiting.push_back(xp::ref::adopt(ipc_com_alloc()));
+    result = ipc_com_connect(waiting.back().get(), endpoint, static_cast<uint32_t>(session_));
+  }
+  EXPECT_EQ(result, IpcErrSystem);
+  EXPECT_EQ(waiting.size(), 7u) << "a backlog of 5 holds six, the seventh is refused";
+  fail(calls::connect, EAGAIN, 1000000);
+  EXPECT_EQ(connect(0), IpcErrSystem);
+  const int tries = mend();
+  EXPECT_GT(tries, 20) << "not each 200 ms";
+  EXPECT_LT(tries, 100) << "not each millisecond";
+}
+
 // A client waits that cannot be accepted and not even be turned away.
 TEST_F(fault_test, nothing_spins_while_descriptors_are_missing) {
   for (int error : {ENFILE, ENOMEM}) {
@@ -343,10 +361,18 @@ TEST_F(fault_test, descriptors_of_1024_and_above) {
   if (limit_.rlim_max < 1200) GTEST_SKIP() << "needs descriptors above 1024";
   setrlimit(RLIMIT_NOFILE, &many);
   ASSERT_EQ(serve(IPC_MODE_POLL), 0);
+  socket_pair pair;
+  const int last = fcntl(pair.peer(), F_DUPFD_CLOEXEC, 1023),
+            above = fcntl(pair.peer(), F_DUPFD_CLOEXEC, 1024);
+  xp::ref channel = xp::ref::adopt(ipc_com_alloc());
+  EXPECT_EQ(ipc_com_connect_to(channel.get(), 0, 0, above), IpcErrSystem);
+  close(above);
+  channel = channel_over(last);
+  EXPECT_EQ(ipc_com_recv(channel.get(), buffer_of("").get(), nullptr), IpcErrWouldBlock);
   std::vector<int> fillers;
   do {
     fillers.push_back(fcntl(0, F_DUPFD_CLOEXEC, 0));
-  } while (fillers.back() >= 0 && fillers.back() < 1023);
+  } while (fillers.back() >= 0 && fillers.back() < 1022);
   const double start = now();
   EXPECT_EQ(connect(20000), IpcErrSystem) << "at once";
   xp::ref second = xp::ref::adopt(ipc_alloc(xp_code("2nd!"), session_));
@@ -380,11 +406,11 @@ TEST_F(fault_test, stopped_and_continued) {
 
   pid_t server = serve_elsewhere();
   kill(server, SIGSTOP);
+  const double start = now();
   std::thread later([&] {
     ipc_sleep(300);
     kill(server, SIGCONT);
   });
-  const double start = now();
   EXPECT_EQ(ask(), "text");
   EXPECT_GT(now() - start, 0.25);
   later.join();

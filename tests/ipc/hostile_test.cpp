@@ -15,6 +15,7 @@
 #include <sys/wait.h>
 
 #include <algorithm>
+#include <array>
 #include <random>
 #include <thread>
 #include <vector>
@@ -78,18 +79,21 @@ TEST_F(hostile_test, messages_of_all_sizes_arrive_as_they_were) {
   EXPECT_EQ(good, sizes.size());
 }
 
-TEST_F(hostile_test, a_large_message_cut_anywhere) {
+TEST_F(hostile_test, a_message_cut_anywhere) {
   socket_pair wire;
   const xp::ref channel = channel_over(wire.take());
   std::minstd_rand random(seed);
-  const std::string messages[] = {message_of(65536, 1), message_of(65536, 2)};
-  for (int i = 0; i < few_or(10000); ++i) {
-    const std::string &message = messages[i % 2];
-    const size_t cut = 1 + random() % (message.size() - 1);
+  std::vector<std::pair<size_t, size_t>> cuts;  // size of the message, and where
+  for (size_t cut = 1; cut < 300; ++cut)
+    cuts.emplace_back(300, cut);
+  for (int i = 0; i < few_or(10000); ++i)
+    cuts.emplace_back(65536, 1 + random() % 65535);
+  for (const auto &[size, cut] : cuts) {
+    const std::string message = message_of(size, cut);
     wire.write(std::string_view(message).substr(0, cut));
     ASSERT_EQ(ipc_com_recv(channel.get(), buffer_.get(), nullptr), IpcErrWouldBlock) << cut;
     wire.write(std::string_view(message).substr(cut));
-    ASSERT_TRUE(receives(channel, message)) << "cut at " << cut << ", seed " << seed;
+    ASSERT_TRUE(receives(channel, message)) << size << " cut at " << cut << ", seed " << seed;
   }
 }
 
@@ -106,13 +110,25 @@ std::string with_headers(const std::vector<header> &headers, const std::string &
   return record("msgd", "data", records + block);
 }
 
-// A call whose peer sends the bytes and then waits or hangs up: the code, or the result in the reply.
-std::string called(const std::string &bytes, bool hangs_up = false) {
+// The message with one header left out, cut to three bytes, and of another value.
+std::array<std::string, 3> spoiled(const std::vector<header> &all, size_t which, const std::string &block) {
+  std::vector<header> fewer = all, cut = all, other = all;
+  fewer.erase(fewer.begin() + static_cast<ptrdiff_t>(which));
+  cut[which].value.pop_back();
+  other[which].value = "else";
+  return {with_headers(fewer, block), with_headers(cut, block), with_headers(other, block)};
+}
+
+// A call whose peer sends the bytes and then waits or hangs up: the code, or the result in the reply. The
+// limit is short where it is to be met, and otherwise far away.
+enum class then { hangs_up, waits, waits_for_long };
+
+std::string called(const std::string &bytes, then peer) {
   socket_pair wire;
   const xp::ref client = xp::ref::adopt(ipc_alloc(0, IPC_SESSION_ZERO));
-  EXPECT_EQ(ipc_connect_to(client.get(), wire.take(), 0, 0, hangs_up ? 5000 : 40), 0);
+  EXPECT_EQ(ipc_connect_to(client.get(), wire.take(), 0, 0, peer == then::waits_for_long ? 40 : 20000), 0);
   wire.write(bytes);
-  if (hangs_up) shutdown(wire.peer(), SHUT_WR);
+  if (peer == then::hangs_up) shutdown(wire.peer(), SHUT_WR);
   const xp::ref request = request_of(xp_code("APIC")), reply = xp::ref::adopt(ipc_msg_alloc(0));
   const int32_t code = ipc_call(client.get(), request.get(), reply.get());
   int32_t value;
@@ -126,46 +142,43 @@ TEST_F(hostile_test, replies_to_a_waiting_call) {
   const std::string block = record("ipcp", "data", record("rslt", "long", be32(7)));
   const std::string good = with_headers(all, block), late = reply_bytes(99);
   const std::string timeout = std::to_string(IpcErrTimeout);
-  EXPECT_EQ(called(good), "7");
+  EXPECT_EQ(called(good, then::waits), "7");
   // Poison lets the next reply pass only behind a cure; what is merely skipped lets it pass at once.
-  struct {
-    const char *name, *left_out, *cut, *other;
-  } const rows[] = {{"call", "poison", "skipped", "skipped"},
-                    {"vers", "poison", "poison", "skipped"},
-                    {"msgn", "poison", "poison", "skipped"},
-                    {"ptyp", "7", "7", "7"},
-                    {"ptid", "7", "7", "7"}};
+  const char *const kinds[][3] = {{"poison", "skipped", "skipped"},
+                                  {"poison", "poison", "skipped"},
+                                  {"poison", "poison", "skipped"},
+                                  {"7", "7", "7"},
+                                  {"7", "7", "7"}};
   const auto kind = [&](const std::string &bytes) -> std::string {
-    if (called(bytes, true) == "7") return "7";
-    if (called(bytes + good, true) == "7") return "skipped";
-    return called(bytes + late + good, true) == "7" && called(bytes + good) == timeout ? "poison" : "lost";
+    if (called(bytes, then::hangs_up) == "7") return "7";
+    if (called(bytes + good, then::hangs_up) == "7") return "skipped";
+    const bool cured = called(bytes + late + good, then::hangs_up) == "7";
+    return cured && called(bytes + good, then::waits_for_long) == timeout ? "poison" : "lost";
   };
   for (size_t i = 0; i < all.size(); ++i) {
-    std::vector<header> fewer = all, cut = all, other = all;
-    fewer.erase(fewer.begin() + static_cast<ptrdiff_t>(i));
-    cut[i].value.pop_back();
-    other[i].value = "else";
-    EXPECT_EQ(kind(with_headers(fewer, block)), rows[i].left_out) << rows[i].name;
-    EXPECT_EQ(kind(with_headers(cut, block)), rows[i].cut) << rows[i].name;
-    EXPECT_EQ(kind(with_headers(other, block)), rows[i].other) << rows[i].name;
+    const auto bytes = spoiled(all, i, block);
+    for (size_t how = 0; how < bytes.size(); ++how)
+      EXPECT_EQ(kind(bytes[how]), kinds[i][how]) << all[i].name << " " << how;
   }
   const std::string headerless = record("msgd", "data", ""), version_2 = reply_bytes(0, "", "@!*%", 2);
   EXPECT_EQ(kind(headerless), "poison");
-  EXPECT_EQ(called(late + late + good, true), "7");
-  EXPECT_EQ(called(headerless + version_2 + good), timeout) << "another version does not cure";
-  EXPECT_EQ(called(headerless + late + headerless + good), timeout) << "poison again";
+  EXPECT_EQ(called(late + late + good, then::hangs_up), "7");
+  EXPECT_EQ(called(headerless + version_2 + good, then::waits_for_long), timeout)
+      << "another version does not cure";
+  EXPECT_EQ(called(headerless + late + headerless + good, then::waits_for_long), timeout) << "poison again";
   // A record that overruns the message spoils all of it, a parameter that overruns the block only that, and
   // what is wrong deeper is for who reads there.
   const std::string far = lying("far ", "data", 5000, "abcd"), deep = record("deep", "data", far);
   EXPECT_EQ(kind(with_headers(all, block + far)), "poison");
   EXPECT_EQ(kind(with_headers(all, lying("ipcp", "data", 5000, record("rslt", "long", be32(7))))), "poison");
-  EXPECT_EQ(called(with_headers(all, record("ipcp", "data", record("rslt", "long", be32(7)) + far))),
-            "nothing");
-  EXPECT_EQ(called(with_headers(all, record("ipcp", "data", deep + record("rslt", "long", be32(7))))), "7");
+  const std::string result = record("rslt", "long", be32(7));
+  EXPECT_EQ(called(with_headers(all, record("ipcp", "data", result + far)), then::waits), "nothing");
+  EXPECT_EQ(called(with_headers(all, record("ipcp", "data", deep + result)), then::waits), "7");
   // More than fits ends the connection, and with it the call; so does less than a header in two pieces.
   for (const uint32_t length : {266157u, 0x7FFFFFFFu, 0xFFFFFFF4u, 0xFFFFFFFFu})
-    EXPECT_EQ(called(lying("msgd", "data", length, good)), "nothing");
-  EXPECT_EQ(called(lying("msgd", "data", 266156, good)), timeout) << "the rest may still come";
+    EXPECT_EQ(called(lying("msgd", "data", length, good), then::waits), "nothing");
+  EXPECT_EQ(called(lying("msgd", "data", 266156, good), then::waits_for_long), timeout)
+      << "the rest may still come";
 }
 
 TEST_F(hostile_test, requests_to_a_server) {
@@ -187,13 +200,10 @@ TEST_F(hostile_test, requests_to_a_server) {
   };
   const std::string bad = std::to_string(IpcErrBadMessage), far = lying("far ", "data", 5000, "abcd");
   for (size_t i = 0; i < all.size(); ++i) {
-    std::vector<header> fewer = all, cut = all, other = all;
-    fewer.erase(fewer.begin() + static_cast<ptrdiff_t>(i));
-    cut[i].value.pop_back();
-    other[i].value = "else";
-    EXPECT_EQ(served(with_headers(fewer, block)), bad) << all[i].name;
-    EXPECT_EQ(served(with_headers(cut, block)), i == 0 ? "<ab>" : bad) << all[i].name;
-    EXPECT_EQ(served(with_headers(other, block)), i == 1 ? bad : "<ab>") << all[i].name;
+    const auto [fewer, cut, other] = spoiled(all, i, block);
+    EXPECT_EQ(served(fewer), bad) << all[i].name;
+    EXPECT_EQ(served(cut), i == 0 ? "<ab>" : bad) << all[i].name;
+    EXPECT_EQ(served(other), i == 1 ? bad : "<ab>") << all[i].name;
   }
   EXPECT_EQ(served(record("msgd", "data", "")), bad);
   EXPECT_EQ(served(with_headers(all, block + far)), bad);

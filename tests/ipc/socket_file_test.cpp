@@ -212,20 +212,6 @@ TEST_F(socket_file_test, clients_come_and_go_in_one_group) {
   EXPECT_EQ(recv(), IpcErrWouldBlock);
 }
 
-TEST_F(socket_file_test, a_full_queue_asks_to_be_tried_again_soon) {
-  xp::ref server = bound();
-  std::vector<xp::ref> waiting;
-  int32_t result = 0;
-  ipcc_retry retry = ipcc_retry::later;
-  while (result == 0 && waiting.size() < 20) {
-    waiting.push_back(xp::ref::adopt(ipc_com_alloc()));
-    result = ipcc_connect(waiting.back().get(), code, session_, &retry);
-  }
-  EXPECT_EQ(result, IpcErrSystem);
-  EXPECT_EQ(retry, ipcc_retry::soon);
-  EXPECT_EQ(waiting.size(), 7u);  // a backlog of 5 holds six, the seventh is refused
-}
-
 TEST_F(socket_file_test, without_descriptors_clients_are_turned_away_and_nothing_spins) {
   xp::ref server = bound();
   xp::ref client = xp::ref::adopt(ipc_com_alloc());
