@@ -36,7 +36,8 @@ using xp_dict_visitor = int64_t (*)(xp_obj *d, const char *key, int64_t keylen, 
 uint32_t xp_dict_type();
 
 // An empty dictionary; null when memory is exhausted. xp_duplicate, without XP_DUP_SHALLOW, copies the
-// values, too, and recurses as deep as they nest.
+// values, too, and recurses as deep as they nest; keys with null values are copied, also where walks pass
+// over them.
 xp_obj *xp_dict_new(uint32_t flags);
 
 // Stores a value under a key. A null value makes the key present with a null value, or erases it under

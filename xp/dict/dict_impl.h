@@ -102,20 +102,25 @@ struct object : xp_obj {
   bool visits(entry *e) { return e->value != nullptr || !has(XP_DICT_SKIPNULLS); }
 };
 
-// Calls step(entry) for each entry that walks visit, until it returns nonzero, and returns that result. The
-// next entry is read before the call and the table anew at each bucket, so a step may erase its entry, and a
-// step that makes an unlocked dictionary grow reaches freed memory nowhere.
+// Calls step(entry) for each entry, until it returns nonzero, and returns that result. The next entry is read
+// before the call and the table anew at each bucket, so a step may erase its entry, and a step that makes an
+// unlocked dictionary grow reaches freed memory nowhere.
 template <typename Step>
-int64_t walk(object *d, Step step) {
+int64_t walk_all(object *d, Step step) {
   for (uint32_t i = 0; i < d->bucket_count; ++i) {
     entry *next = nullptr;
     for (entry *e = d->buckets[i]; e != nullptr; e = next) {
       next = e->next;
-      if (!d->visits(e)) continue;
       if (int64_t result = step(e); result != 0) return result;
     }
   }
   return 0;
+}
+
+// The same for the entries that walks visit.
+template <typename Step>
+int64_t walk(object *d, Step step) {
+  return walk_all(d, [&](entry *e) { return d->visits(e) ? int64_t{step(e)} : 0; });
 }
 
 // How many entries are put in order without memory from the heap.

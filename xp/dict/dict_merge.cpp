@@ -45,7 +45,7 @@ xp_obj *duplicate(object *d, uint32_t flags) {
   if (!copy) return nullptr;
   bool shares = (flags & XP_DUP_SHALLOW) != 0 || d->raw();
   crit_guard guard(d->lock);
-  int64_t failure = walk(d, [&](entry *e) {
+  int64_t failure = walk_all(d, [&](entry *e) {
     if (shares) return xp_dict_store(copy.get(), e->key(), e->key_length, e->value);
     return xp_dict_adopt(copy.get(), e->key(), e->key_length, xp_duplicate(e->value, flags));
   });
