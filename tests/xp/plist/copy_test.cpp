@@ -57,16 +57,15 @@ nodes changeable(const ref &tree) {
 ref turned(const ref &tree) {
   if (xp_type(tree.get()) != xp_dict_type()) return tree;
   std::vector<std::pair<std::string, ref>> entries;
-  const auto note = [](xp_obj *, const char *key, int64_t length, xp_obj *value, void *context) -> int64_t {
-    static_cast<decltype(entries) *>(context)->insert(
-        static_cast<decltype(entries) *>(context)->begin(),
-        {std::string(key, static_cast<size_t>(length)), ref::share(value)});
+  const auto note = [](xp_obj *, const char *key, int64_t length, xp_obj *value, void *to) -> int64_t {
+    static_cast<decltype(entries) *>(to)->emplace_back(std::string(key, static_cast<size_t>(length)),
+                                                       ref::share(value));
     return 0;
   };
   xp_dict_enum(tree.get(), note, &entries);
   ref dict = ref::adopt(xp_dict_new(0));
-  for (const auto &[key, value] : entries)
-    xp_dict_store(dict.get(), key.data(), std::ssize(key), turned(value).get());
+  for (; !entries.empty(); entries.pop_back())
+    xp_dict_store(dict.get(), entries.back().first.c_str(), -1, turned(entries.back().second).get());
   return dict;
 }
 

@@ -192,7 +192,7 @@ std::string outline(const rapidjson::Value &value) {
       for (const auto &[key, member] : value.GetObject())
         members[{key.GetString(), key.GetStringLength()}] = outline(member);
       for (const auto &[key, member] : members)
-        text += key + ":" + member + ",";
+        text.append(key).append(":").append(member) += ",";
       return "{" + text + "}";
     case rapidjson::kArrayType:
       for (const auto &element : value.GetArray())

@@ -31,7 +31,7 @@ TEST_F(plist, detection) {
       {xp_plist_kind::json,
        {"{}", " \n\t{\"a\":1}", "\xEF\xBB\xBF{\"a\":1}", "[{\"a\":1}]", "[\"a\"]", "\"a\"", "[1,\"a\"]",
         "[a]\nb: {c}"}},
-      {xp_plist_kind::css, {"body { color: red }"}},
+      {xp_plist_kind::css, {"body { color: red }", "a \"b\" {"}},
       {xp_plist_kind::sections, {"[section]\nname: value\n"}},
       {xp_plist_kind::arguments, {"a=1&b=2", "&"}},
       {xp_plist_kind::xml,
@@ -46,20 +46,29 @@ TEST_F(plist, detection) {
 
 TEST_F(plist, parse) {
   const struct {
-    const char *text;
     int32_t style;
     int32_t result;  // the list's style, -1 for no list
-  } cases[] = {
-      {"{\"a\":1}", -1, 1}, {"[1,2]", 2, 2},      {"[1,2]", 8, 8},          {"[1,2]", -1, -1},
-      {"", -1, -1},         {"bplist01", -1, -1}, {"<plist/>", -1, -1},     {nullptr, -1, 0},
-      {nullptr, 3, 3},      {nullptr, 9, 0},      {"a { b: c; }", -1, 5},   {"a=1", -1, 4},
-      {"[a]\nb=1", 3, 3},   {"<list/>", 99, 7},   {"<dict></dict>", 2, -1}, {"<plist><dict/></plist>", 7, 0}};
-  for (const auto &one : cases) {
-    const xp::ref list = xp::ref::adopt(xp_plist_parse(one.text, -1, one.style));
-    EXPECT_EQ(list ? xp_plist_getstyle(list.get()) : -1, one.result) << (one.text ? one.text : "null");
-    EXPECT_EQ(xp_type(list.get()), list ? xp_code("plst") : 0);
+    std::vector<const char *> texts;
+  } cases[] = {{-1, -1, {"[1,2]", "", "bplist01", "<plist/>"}},
+               {-1, 0, {nullptr}},
+               {-1, 1, {"{\"a\":1}"}},
+               {-1, 3, {"[a]\nb=c:d"}},
+               {-1, 4, {"a=1"}},
+               {-1, 5, {"a { b: c; }"}},
+               {2, -1, {"<dict></dict>"}},
+               {2, 2, {"[1,2]"}},
+               {3, 3, {"[a]\nb=1", nullptr}},
+               {7, 0, {"<plist><dict/></plist>"}},
+               {8, 8, {"[1,2]"}},
+               {9, 0, {nullptr}},
+               {99, 7, {"<list/>"}}};
+  for (const auto &[style, result, texts] : cases) {
+    for (const char *text : texts) {
+      const xp::ref list = xp::ref::adopt(xp_plist_parse(text, -1, style));
+      EXPECT_EQ(list ? xp_plist_getstyle(list.get()) : -1, result) << (text ? text : "null");
+      EXPECT_EQ(xp_type(list.get()), list ? xp_code("plst") : 0);
+    }
   }
-  EXPECT_EQ(xp_plist_getstyle(parsed("[a]\nb=c:d").get()), XP_PLIST_SECTIONS);
   EXPECT_EQ(at(parsed("[1,2]junk", 1), ""), "-");
   EXPECT_EQ(at(parsed("[1,2]\0junk"sv, 1), ""), "[1,2]") << "ends at a zero byte";
   EXPECT_EQ(at(xp::ref::adopt(xp_plist_new(nullptr)), "/@"), "{}");
