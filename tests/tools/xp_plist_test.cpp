@@ -2,24 +2,25 @@
 
 #include "tests/tools/tool_test.h"
 
+#include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <string>
+#include <vector>
 
 namespace {
 
 namespace fs = std::filesystem;
 
-std::string content(const fs::path &file) {
-  std::ifstream stream(file, std::ios::binary);
-  return {std::istreambuf_iterator<char>(stream), {}};
-}
-
 class xp_plist : public tool_test {
 protected:
-  size_t files() const {
-    return static_cast<size_t>(
-        std::distance(fs::directory_iterator(folder_.path()), fs::directory_iterator()));
+  struct example {
+    std::string script, printed;
+  };
+
+  // What scripts print, their status and errors last.
+  void expect_all(const std::vector<example> &examples) const {
+    for (const example &one : examples)
+      EXPECT_EQ(status(one.script), one.printed) << one.script;
   }
 };
 
@@ -58,9 +59,7 @@ TEST_F(xp_plist, does_what_its_documentation_shows) {
 TEST_F(xp_plist, tells_what_is_wrong) {
   folder_.write("a.json", R"({"a":[1,null],"d":"text"})");
   folder_.write("bad.xml", "<plist><array><integer>1</array></plist>");
-  const struct {
-    const char *script, *printed;
-  } cases[] = {
+  expect_all({
       {"xp-plist --frob",
        "2\nxp-plist: unrecognized option '--frob'\nTry 'xp-plist --help' for more information.\n"},
       {"xp-plist --to=yaml",
@@ -85,21 +84,29 @@ TEST_F(xp_plist, tells_what_is_wrong) {
       {"xp-plist -s a.json >&-", "1\nxp-plist: cannot write standard output: Bad file descriptor\n"},
       {"exec 3>&1; { sleep 0.1; xp-plist a.json; echo $? >&3; } | true",
        "1\n0\nxp-plist: cannot write standard output: Broken pipe\n"},
-  };
-  for (const auto &one : cases)
-    EXPECT_EQ(status(one.script), one.printed) << one.script;
+  });
 }
 
 TEST_F(xp_plist, reads_files_pipes_and_standard_input) {
   folder_.write("a.json", R"({"a":"text"})");
-  for (const char *input : {"a.json", "< a.json", "- < a.json", "fifo & cat a.json > fifo; wait"})
-    EXPECT_EQ(shell(std::string("mkfifo fifo; xp-plist -g /a ") + input + "; rm fifo"), "text\n") << input;
-  // More than a pipe holds, in pieces.
-  EXPECT_EQ(shell("{ printf '[\"'; head -c 3000000 /dev/zero | tr '\\0' x; sleep 0.1; printf '\"]'; } | "
-                  "xp-plist -g '/#0' | wc -c"),
-            "3000001\n");
   folder_.write("d.xml", "<plist><data>AAEC</data></plist>");
-  EXPECT_EQ(shell("xp-plist -g '' d.xml"), std::string("\0\1\2", 3)) << "data as its bytes";
+  expect_all({
+      {"xp-plist -g /a a.json", "text\n0\n"},
+      {"xp-plist -g /a < a.json", "text\n0\n"},
+      {"xp-plist -g /a - < a.json", "text\n0\n"},
+      {"mkfifo fifo; cat a.json > fifo & xp-plist -g /a fifo", "text\n0\n"},
+      {"xp-plist -g '' d.xml | od -An -tx1", " 00 01 02\n0\n"},
+      // More than a pipe holds, in pieces; so much that time must not grow faster than the input.
+      {R"({ printf '["'; head -c 3000000 /dev/zero | tr '\0' x; sleep 0.1; printf '"]'; } | )"
+       "xp-plist -g '/#0' | wc -c",
+       "3000001\n0\n"},
+      {"head -c 200000000 /dev/zero | (ulimit -t 3; xp-plist --check)",
+       "1\nstandard input: byte 0: no element found\n"},
+      // The last style of several counts; this binary list is true.
+      {R"(printf 'bplist00\t\010\0\0\0\0\0\0\1\1\0\0\0\0\0\0\0\1\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\t' | )"
+       "xp-plist -f json -f binary -t json",
+       "true\n0\n"},
+  });
 }
 
 // The dearest texts of each reader, 1 MiB of each, in 64 MiB and 128 bytes for each of theirs.
@@ -127,31 +134,30 @@ TEST_F(xp_plist, takes_no_more_memory_than_its_readers_promise) {
 }
 
 TEST_F(xp_plist, replaces_files_whole_or_not_at_all) {
-  const fs::path target = folder_.write("target", "old");
   folder_.write("a.json", "{\"a\":1}");
   folder_.write("bad.json", "{\"a\":");
-  fs::permissions(target, fs::perms(0640));
-  EXPECT_EQ(status("xp-plist -o target bad.json 2>&-"), "1\n");
-  // The limit leaves room for the file that the thread sanitizer writes when a program starts.
-  EXPECT_EQ(shell("{ printf '[\"'; head -c 3000000 /dev/zero | tr '\\0' x; printf '\"]'; } > large.json; "
-                  "{ (ulimit -f 2048; xp-plist -o target large.json) 2>&1; echo $?; } | cat; rm large.json"),
-            "xp-plist: cannot write target: File too large\n1\n");
-  EXPECT_EQ(content(target), "old");
-  EXPECT_EQ(files(), 3) << "nothing is left beside it";
-  EXPECT_EQ(shell("ln -s target link; xp-plist -o link a.json; readlink link"), "target\n");
-  EXPECT_EQ(content(target), "{\"a\":1}\n");
-  EXPECT_EQ(fs::status(target).permissions(), fs::perms(0640));
-  EXPECT_EQ(shell("umask 027; xp-plist -o new a.json; stat -c %a new"), "640\n");
-  EXPECT_EQ(shell("ln -s there dangling; xp-plist -o dangling a.json; cat there"), "{\"a\":1}\n");
-  EXPECT_EQ(shell("xp-plist -p -o a.json a.json; cat a.json"), "{\n\t\"a\" : 1\n}\n") << "the input itself";
-  EXPECT_EQ(status("xp-plist -o /dev/full a.json"),
-            "1\nxp-plist: cannot write /dev/full: No space left on device\n");
-  EXPECT_EQ(status("xp-plist -o . a.json"), "1\nxp-plist: cannot write .: Is a directory\n");
-  EXPECT_EQ(status("xp-plist -o none/x a.json"),
-            "1\nxp-plist: cannot write none/x: No such file or directory\n");
-  EXPECT_EQ(shell("xp-plist -o /dev/stdout a.json | cat"), "{\"a\":1}\n");
+  folder_.write("large.json", "[\"" + std::string(3000000, 'x') + "\"]");
+  fs::permissions(folder_.write("target", "old"), fs::perms(0640));
   const std::string longest(255, 'n');
-  EXPECT_EQ(shell("xp-plist -o " + longest + " a.json; cat " + longest), "{\"a\":1}\n");
+  expect_all({
+      {"xp-plist -o target bad.json 2>&-", "1\n"},
+      // The limit leaves room for the file that the thread sanitizer writes when a program starts.
+      {"(ulimit -f 2048; xp-plist -o target large.json)",
+       "1\nxp-plist: cannot write target: File too large\n"},
+      {"cat target; ls -A", "olda.json\nbad.json\nlarge.json\ntarget\n0\n"},
+      {"ln -s target link; xp-plist -o link a.json; readlink link; cat target; stat -c %a target",
+       "target\n{\"a\":1}\n640\n0\n"},
+      {"umask 027; xp-plist -o new a.json; stat -c %a new", "640\n0\n"},
+      {"ln -s there dangling; xp-plist -o dangling a.json; cat there", "{\"a\":1}\n0\n"},
+      {"xp-plist -p -o a.json a.json; cat a.json", "{\n\t\"a\" : 1\n}\n0\n"},
+      {"xp-plist -o " + longest + " a.json; cat " + longest, "{\"a\":1}\n0\n"},
+      {"xp-plist -o /dev/full a.json", "1\nxp-plist: cannot write /dev/full: No space left on device\n"},
+      {"xp-plist -o /dev/fd/1 a.json | cat", "{\"a\":1}\n0\n"},
+      {"{ echo before; xp-plist -o /dev/stdout a.json; echo behind; } > out; cat out",
+       "before\n{\"a\":1}\nbehind\n0\n"},
+      {"xp-plist -o . a.json", "1\nxp-plist: cannot write .: Is a directory\n"},
+      {"xp-plist -o none/x a.json", "1\nxp-plist: cannot write none/x: No such file or directory\n"},
+  });
 }
 
 }  // namespace

@@ -6,7 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
+#include <array>
 
 namespace {
 
@@ -22,18 +22,16 @@ std::string read_all(int descriptor, std::string &bytes) {
   if (fstat(descriptor, &about) != 0) return error_text();
   if (S_ISREG(about.st_mode)) {
     if (about.st_size > largest_input) return too_large;
-    bytes.reserve(static_cast<size_t>(about.st_size) + 1);
+    bytes.reserve(static_cast<size_t>(about.st_size));
   }
-  constexpr size_t least_room = 65536;
+  // By pieces that are added: room made in the text itself would be filled with zeros for each read.
+  std::array<char, 65536> piece;
   for (;;) {
-    const size_t size = bytes.size();
-    bytes.resize(std::max(bytes.capacity(), size + least_room));
-    const ssize_t count = read(descriptor, bytes.data() + size, bytes.size() - size);
-    const int error = errno;
-    bytes.resize(size + (count > 0 ? static_cast<size_t>(count) : 0));
+    const ssize_t count = read(descriptor, piece.data(), piece.size());
     if (count == 0) return {};
-    if (count < 0 && error != EINTR) return strerror(error);
-    if (bytes.size() > largest_input) return too_large;
+    if (count < 0 && errno != EINTR) return error_text();
+    if (count > 0) bytes.append(piece.data(), static_cast<size_t>(count));
+    if (std::ssize(bytes) > largest_input) return too_large;
   }
 }
 

@@ -68,6 +68,7 @@ bool take(int letter, const char *value, arguments &wanted) {
     case 't': return take_style(value, wanted.to);
     case 'f':
       wanted.binary = std::string_view(value) == "binary";
+      wanted.from.reset();
       return wanted.binary || take_style(value, wanted.from);
     case 'g':
       wanted.wanted = action::get;

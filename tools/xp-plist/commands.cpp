@@ -38,8 +38,9 @@ ref load(const arguments &wanted, const std::string &file) {
   return list;
 }
 
+// Standard output by its name may be a file, whose other writers would lose it if it were replaced.
 exit_status put(const arguments &wanted, std::string_view bytes) {
-  const bool standard = wanted.output == "-";
+  const bool standard = wanted.output == "-" || wanted.output == "/dev/stdout";
   const std::string failure = standard ? write_standard_output(bytes) : replace_file(wanted.output, bytes);
   if (failure.empty()) return EXIT_OK;
   return complain("cannot write " + (standard ? "standard output" : wanted.output) + ": " + failure);
