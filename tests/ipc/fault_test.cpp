@@ -23,6 +23,7 @@
 #include <atomic>
 #include <functional>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -246,11 +247,18 @@ TEST_F(fault_test, file_systems_that_refuse) {
   }
 }
 
+// Nothing there is followed or changed; only a directory of another user's becomes root's own.
 TEST_F(fault_test, something_else_in_the_directorys_place) {
   const char *mine = ipcc_directory();
   const std::string place = root_.path() / "pipes", other = root_.path() / "other";
   mkdir(other.c_str(), 0700);
-  socket_pair pair;
+  const uid_t owner = geteuid() == 0 ? 12345 : geteuid();
+  ASSERT_EQ(chown(other.c_str(), owner, getegid()), 0);
+  const auto look = [](const std::string &path) {
+    struct stat s = {};
+    EXPECT_EQ(lstat(path.c_str(), &s), 0);
+    return std::tuple(s.st_ino, s.st_uid, s.st_mode & 07777, S_ISDIR(s.st_mode));
+  };
   const std::function<void()> makers[] = {
       [&] { ASSERT_EQ(symlink(other.c_str(), place.c_str()), 0); },
       [&] { ASSERT_EQ(symlink("missing", place.c_str()), 0); },
@@ -260,20 +268,22 @@ TEST_F(fault_test, something_else_in_the_directorys_place) {
   };
   for (const auto &make : makers) {
     make();
-    struct stat before = {}, after = {};
-    lstat(place.c_str(), &before);
+    const auto before = look(place), others = look(other);
     ipcc_use_directory(place.c_str());
     EXPECT_EQ(serve(), IpcErrSystem);
     EXPECT_EQ(connect(0), IpcErrSystem);
     EXPECT_EQ(ipc_exists(endpoint, session_), -1);
     EXPECT_EQ(ipc_unlink(0, IPC_SESSION_ANY), 0);
     ipcc_use_directory(mine);
-    lstat(place.c_str(), &after);
-    EXPECT_EQ(before.st_ino, after.st_ino);
-    EXPECT_EQ(before.st_mode, after.st_mode);
+    EXPECT_EQ(look(place), before);
+    EXPECT_EQ(look(other), others);
     EXPECT_TRUE(std::filesystem::is_empty(other));
     unlink(place.c_str());
   }
+  const auto found = look(other);
+  close(ipcc_directory_prepare(other.c_str()));
+  const mode_t mode = owner == geteuid() ? 0700 : 01733;
+  EXPECT_EQ(look(other), std::tuple(std::get<0>(found), geteuid(), mode, true));
 }
 
 TEST_F(fault_test, descriptors_run_out) {

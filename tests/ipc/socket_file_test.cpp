@@ -114,26 +114,6 @@ TEST_F(socket_file_test, something_else_under_the_name) {
   EXPECT_EQ(mode_of(target), 0600u);
 }
 
-TEST_F(socket_file_test, a_directory_that_is_a_link_is_not_followed) {
-  const temp_folder folder;
-  const std::string target = folder.path() / "victim", link = folder.path() / "pipes";
-  mkdir(target.c_str(), 0700);
-  ASSERT_EQ(symlink(target.c_str(), link.c_str()), 0);
-  if (geteuid() == 0) {
-    EXPECT_EQ(chown(target.c_str(), 12345, 12345), 0);
-  }
-  EXPECT_EQ(ipcc_directory_prepare(link.c_str()), IpcErrSystem);
-  EXPECT_EQ(mode_of(target), 0700u);
-  // The directory itself, when root finds it with another owner, becomes root's.
-  int directory = ipcc_directory_prepare(target.c_str());
-  EXPECT_GE(directory, 0);
-  close(directory);
-  struct stat status;
-  ASSERT_EQ(stat(target.c_str(), &status), 0);
-  EXPECT_EQ(status.st_uid, geteuid());
-  EXPECT_EQ(status.st_mode & 07777, geteuid() == 0 ? 01733u : 0700u);
-}
-
 TEST_F(socket_file_test, unlink_with_wildcards) {
   auto file = [&](uint32_t c, uint32_t s) { return std::string(ipcc_path_of(c, s).text); };
   auto other = static_cast<uint32_t>(ipc_session_explicit(plain_ ^ 1));

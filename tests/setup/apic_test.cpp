@@ -13,13 +13,17 @@ namespace {
 using namespace std::chrono_literals;
 using std::chrono::steady_clock;
 
-constexpr vane_apic_limits quick = {.lookup = 0, .present = 100, .absent = 700, .call = 500};
+// Limits that are to be met are short, the others far away.
+constexpr int32_t far_away = 60000;
+constexpr vane_apic_limits nobody = {.lookup = 0, .present = 100, .absent = 700, .call = far_away};
+constexpr vane_apic_limits late = {.lookup = 0, .present = far_away, .absent = far_away, .call = far_away};
+constexpr vane_apic_limits silent = {.lookup = 0, .present = far_away, .absent = far_away, .call = 300};
 
 class apic : public leak_check {
 protected:
   void SetUp() override {
     leak_check::SetUp();
-    vane_apic_setlimits(&quick);
+    vane_apic_setlimits(&nobody);
   }
   void TearDown() override {
     vane_apic_setlimits(nullptr);
@@ -68,6 +72,7 @@ TEST_F(apic, bad_replies_are_errors_of_the_ipc_library) {
       {lying("msgd", "data", 0), IpcErrTimeout},
   };
   for (const auto &[bytes, expected] : rows) {
+    vane_apic_setlimits(expected == IpcErrTimeout ? &silent : &late);
     const raw_daemon daemon([&bytes = bytes, waits = expected == IpcErrTimeout](int client) {
       char request[4096];
       EXPECT_GT(recv(client, request, sizeof request, 0), 0);
@@ -96,13 +101,15 @@ TEST_F(apic, waits_longer_for_a_daemon_that_is_not_there_yet) {
   EXPECT_LT(present, absent - start);
   unlink(private_client::root().socket().c_str());
 
+  vane_apic_setlimits(&late);
   scripted_daemon daemon;
-  std::thread late([&] {
+  std::thread starter([&] {
     std::this_thread::sleep_for(150ms);
-    daemon.serve({.delay = 0ms}, {{1, {.delay = 800ms}}});
+    daemon.serve({.delay = 0ms}, {{1, {.delay = 500ms}}});
   });
   EXPECT_EQ(call(0x4133), 0);
-  late.join();
+  starter.join();
+  vane_apic_setlimits(&silent);
   EXPECT_EQ(call(1), IpcErrTimeout) << "a silent daemon";
 }
 
