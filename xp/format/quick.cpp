@@ -11,11 +11,10 @@
 
 namespace {
 
-enum class shape : uint8_t { none, text, decimal, unsigned_decimal, lower_hex, upper_hex, real };
+enum class shape : uint8_t { none, decimal, unsigned_decimal, lower_hex, upper_hex, real };
 
 constexpr auto shapes = [] {
   std::array<shape, 128> table{};
-  table['s'] = shape::text;
   table['d'] = table['i'] = shape::decimal;
   table['u'] = shape::unsigned_decimal;
   table['x'] = shape::lower_hex;
@@ -147,22 +146,18 @@ const char *xpf_run(xpf_sink &out, const char *format) {
 }
 
 const char *xpf_quick(xpf_sink &out, const char *at, xpf_arguments &arguments) {
+  if (at[0] == 's' && at[1] != '{') {
+    const auto *text = static_cast<const char *>(arguments.take_pointer());
+    if (text != nullptr) out.text(text, static_cast<int64_t>(strlen(text)));
+    return at + 1;
+  }
   plain directive;
   at = read(at, directive);
   if (at == nullptr) return nullptr;
-  const bool bare = !directive.zero && directive.width == 0 && !directive.wide;
-  switch (directive.what) {
-    case shape::text: {
-      if (!bare || directive.precision >= 0) return nullptr;
-      const auto *text = static_cast<const char *>(arguments.take_pointer());
-      if (text != nullptr) out.text(text, static_cast<int64_t>(strlen(text)));
-      return at;
-    }
-    case shape::real:
-      if (directive.wide) return nullptr;
-      put_real(out, directive, arguments.take_real());
-      return at;
-    default: break;
+  if (directive.what == shape::real) {
+    if (directive.wide) return nullptr;
+    put_real(out, directive, arguments.take_real());
+    return at;
   }
   if (directive.precision >= 0) return nullptr;
   int64_t value = arguments.take_integer(directive.wide);
