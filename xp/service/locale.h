@@ -65,7 +65,6 @@ struct xp_intl_values {
   std::string_view date_form = "#m/#d/#y";
   std::string_view time_form = "#H:#M:#S";
   std::string_view short_time_form = "#H:#M";
-  std::string_view date_and_time_form = "#a #b #e #H:#M:#S #Y";
 
   bool operator==(const xp_intl_values &) const = default;
 };

@@ -61,7 +61,6 @@ void read_forms(xpi_stored_values &stored, char *(*item)(nl_item)) {
   xp_intl_values &values = stored.values;
   read(D_FMT, values.date_form);
   read(T_FMT, values.time_form);
-  read(D_T_FMT, values.date_and_time_form);
   size = xpi_drop_seconds(values.time_form, form, sizeof form);
   keep_some(stored, {form, size}, values.short_time_form);
 
