@@ -107,34 +107,25 @@ double random_real(generator &random) {
   }
 }
 
-// Where rounding carries into a new digit, some C libraries lose the zeros that "#" keeps ("%#g" of
-// 999999.5).
-bool judge_errs(const std::string &directive, double value) {
-  if ((directive.back() | 0x20) != 'g' || directive.find('#') == std::string::npos) return false;
-  const size_t point = directive.find('.');
-  const int precision = point == std::string::npos ? 6 : atoi(directive.c_str() + point + 1);
-  const auto exponent = [value](int digits) {
-    const std::string text = c_format("%.*e", digits, value);
-    return std::stoi(text.substr(text.find('e') + 1));
-  };
-  return exponent(std::max(precision, 1) - 1) != exponent(800);
-}
-
 TEST_F(format_number, reals_as_the_c_library) {
   for (int i = 0; i < 60000; ++i) {
     std::string directive =
         pick(random_, 2) == 0
             ? "%." + std::to_string(pick(random_, 20)) + "f"
             : random_front(random_, pick(random_, 10) == 0 ? 1300 : 25) + "efgEFG"[pick(random_, 6)];
-    double value = random_real(random_);
-    if (judge_errs(directive, value)) continue;
+    // "#" with g is told below: some C libraries lose its zeros where rounding carries into a new digit.
+    if ((directive.back() | 0x20) == 'g') std::erase(directive, '#');
+    const double value = random_real(random_);
     const std::string format = directive + way(random_);
     const std::string expected = c_format(directive.c_str(), value);
     char text[4096];
     xp_fmt_format(text, sizeof text, format.c_str(), value);
     ASSERT_EQ(i % 8 == 0 ? print(format.c_str(), value) : text, expected) << format << " of " << value;
   }
-  EXPECT_EQ(print("%#015g|%#.0g|%#.3g", 999999.5, 9.5, 99.96), "00001.00000e+06|1.e+01|100.");
+  EXPECT_EQ(print("%#015g|%#.0g|%#.3g|%#.3g|%#.3G", 999999.5, 9.5, 99.96, 999.0, 1000.0),
+            "00001.00000e+06|1.e+01|100.|999.|1.00E+03");
+  EXPECT_EQ(print("%#g|%#.3g|%#.3g|%#.3g", 0.0, 1e-4, 9.9e-5, 9.9996e-5),
+            "0.00000|0.000100|9.90e-05|0.000100");
 }
 
 TEST_F(format_number, groups_of_the_locale) {

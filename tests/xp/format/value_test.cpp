@@ -8,8 +8,9 @@
 #include "xp/format/value_text.h"
 
 #include <math.h>
+#include <string.h>
 
-#include <memory>
+#include <bit>
 #include <random>
 
 namespace {
@@ -27,22 +28,10 @@ protected:
   testing::ScopedTrace trace_{__FILE__, __LINE__, "seed " + std::to_string(seed_)};
 };
 
-// The text that a writer makes, checked against its measure and every shorter buffer.
+// The text that a writer makes.
 template <typename Write, typename... Values>
 std::string text_of(Write write, Values... values) {
-  const int64_t length = write(nullptr, 0, values...);
-  std::string text(static_cast<size_t>(length), '\0');
-  EXPECT_EQ(write(text.data(), length + 1, values...), length);
-  const bool is_utf8 = xp_str_txtvalid(text.data(), length) < 0;
-  for (int64_t size = 1; size <= length; ++size) {
-    const auto exact = std::make_unique<char[]>(static_cast<size_t>(size));
-    const auto written = static_cast<size_t>(write(exact.get(), size, values...));
-    EXPECT_EQ(text.substr(0, written) + '\0', std::string(exact.get(), written + 1)) << size;
-    EXPECT_TRUE(!is_utf8 || xp_str_txtvalid(exact.get(), static_cast<int64_t>(written)) < 0)
-        << text << " in " << size;
-    EXPECT_LE(static_cast<size_t>(size), written + 6) << "room is left for a cut character at most";
-  }
-  return text;
+  return text_in_every_buffer(6, [&](char *buffer, int64_t size) { return write(buffer, size, values...); });
 }
 
 TEST_F(format_value, numbers) {

@@ -40,7 +40,8 @@ int64_t ms(xp_obj *made) {
   return xp_date_ms(ref::adopt(made).get());
 }
 
-TEST_F(time_test, parts_as_the_c_library_has_them_and_back) {
+// What the parts are is held against the C library where the format engine prints them.
+TEST_F(time_test, parts_lead_back_to_their_time) {
   zone_.set(middle_zone);
   constexpr unsigned seed = 20261121;
   std::mt19937_64 random(seed);
@@ -51,14 +52,6 @@ TEST_F(time_test, parts_as_the_c_library_has_them_and_back) {
     for (bool local : {false, true}) {
       xp_time_parts parts;
       ASSERT_EQ((local ? xp_time_local : xp_time_utc)(seconds, &parts), 0) << seconds << ", seed " << seed;
-      tm expected;
-      ASSERT_NE((local ? localtime_r : gmtime_r)(&seconds, &expected), nullptr);
-      ASSERT_TRUE(parts.year == int64_t{expected.tm_year} + 1900 && parts.month == expected.tm_mon + 1 &&
-                  parts.day == expected.tm_mday && parts.hour == expected.tm_hour &&
-                  parts.minute == expected.tm_min && parts.second == expected.tm_sec &&
-                  parts.weekday == expected.tm_wday && parts.yearday == expected.tm_yday &&
-                  parts.offset == expected.tm_gmtoff)
-          << seconds << ", local " << local << ", seed " << seed;
       int64_t back = 0;
       ASSERT_EQ((local ? xp_time_fromlocal : xp_time_fromutc)(&parts, &back), 0) << seconds;
       // Only the hour that the clock shows twice leads elsewhere: to its first run.
@@ -122,44 +115,41 @@ TEST_F(time_test, clocks_and_ticks) {
     EXPECT_EQ(xp_tick_after(limit), INT64_MAX);
 }
 
+// The milliseconds that texts tell.
 TEST_F(date_test, texts_that_tell_a_time) {
-  const std::pair<const char *, int64_t> cases[] = {
+  const std::pair<const char *, std::string> cases[] = {
       {"2026-11-15T03:10:37Z|2026-11-15T03:10:37.000Z|2026-11-15T08:40:37+05:30|20261115T03:10:37|"
        "20261114T234037-0330",
-       1794712237000},
-      {"2026-11-15t03:10:37.5z", 1794712237500},
-      {"2026-11-15 03:10:37,0129999", 1794712237012},
-      {"2026-11-15T05:10+02|20261115T0310", 1794712200000},
-      {"2026-11-15|20261115|2026-11-14T24:00:00Z|2026-11-14T23:59:60Z", 1794700800000},
-      {"1969-12-31T23:59:59.999Z", -1},
-      {"+10000-01-01", 253402300800000},
-      {"-0001-12-31T23:59:59Z", -62167219201000}};
-  for (auto [texts, milliseconds] : cases) {
+       "1794712237000"},
+      {"2026-11-15t03:10:37.5z", "1794712237500"},
+      {"2026-11-15 03:10:37,0129999", "1794712237012"},
+      {"2026-11-15T05:10+02|20261115T0310", "1794712200000"},
+      {"2026-11-15|20261115|2026-11-14T24:00:00Z|2026-11-14T23:59:60Z", "1794700800000"},
+      {"1969-12-31T23:59:59.999Z", "-1"},
+      {"+10000-01-01", "253402300800000"},
+      {"-0001-12-31T23:59:59Z", "-62167219201000"},
+      // The first one is empty.
+      {"|Z|2026|2026-11|2026-11-1|202611155|+20261115|226-11-15|2026-1115|2026-13-01|2026-02-29|"
+       "2026-11-15T|2026-11-15T03|2026-11-15T03:10:37+|2026-11-15Z|2026-11-15  03:10|2026-11-15T03:10:61|"
+       "2026-11-15T24:00:00.1|2026-11-15T24:00:01|2026-11-15T03:10:37.Z|2026-11-15T03:10.5|"
+       "2026-11-15T03:10:37Zx|2026-11-15T03:10:37+24:00|2026-11-15T03:10:37+05:60|"
+       "2026-11-15T03:10:37+05:3| 2026-11-15|9999999999999-01-01|292277026596-12-04T15:30:08Z|"
+       "292277026596-12-04T15:30:07-00:01",
+       "none"}};
+  for (const auto &[texts, milliseconds] : cases) {
     std::istringstream each(texts);
     for (std::string text; std::getline(each, text, '|');) {
       const ref read = ref::adopt(xp_date_coerce(str(text).get()));
-      ASSERT_TRUE(read) << text;
-      EXPECT_EQ(xp_date_ms(read.get()), milliseconds) << text;
+      EXPECT_EQ(read ? std::to_string(xp_date_ms(read.get())) : "none", milliseconds) << text;
     }
   }
-  // The first one is empty.
-  std::istringstream faulty(
-      "|Z|2026|2026-11|2026-11-1|202611155|+20261115|226-11-15|2026-1115|2026-13-01|2026-02-29|"
-      "2026-11-15T|2026-11-15T03|2026-11-15T03:10:37+|2026-11-15Z|2026-11-15  03:10|2026-11-15T03:10:61|"
-      "2026-11-15T24:00:00.1|2026-11-15T24:00:01|2026-11-15T03:10:37.Z|2026-11-15T03:10.5|"
-      "2026-11-15T03:10:37Zx|2026-11-15T03:10:37+24:00|2026-11-15T03:10:37+05:60|"
-      "2026-11-15T03:10:37+05:3| 2026-11-15|9999999999999-01-01|292277026596-12-04T15:30:08Z|"
-      "292277026596-12-04T15:30:07-00:01");
-  for (std::string text; std::getline(faulty, text, '|');)
-    EXPECT_EQ(xp_date_coerce(str(text).get()), nullptr) << text;
 }
 
 TEST_F(date_test, text_is_the_utc_time_and_reads_back) {
   for (const auto &[seconds, text] :
-       pairs_of("0>1970-01-01T00:00:00Z -1>1969-12-31T23:59:59Z 951782400>2000-02-29T00:00:00Z "
-                "4107542399>2100-02-28T23:59:59Z 253402300799>9999-12-31T23:59:59Z "
-                "253402300800>10000-01-01T00:00:00Z -62167219200>0000-01-01T00:00:00Z "
-                "-62167219201>-0001-12-31T23:59:59Z 9223372036854775807>292277026596-12-04T15:30:07Z"))
+       pairs_of("951782400>2000-02-29T00:00:00Z 253402300800>10000-01-01T00:00:00Z "
+                "-62167219200>0000-01-01T00:00:00Z -62167219201>-0001-12-31T23:59:59Z "
+                "9223372036854775807>292277026596-12-04T15:30:07Z"))
     expect({xp_str_coerce(date(std::stoll(seconds)).get())}, text);
   std::mt19937_64 random(7);
   for (int i = 0; i < 20000; ++i) {
@@ -195,10 +185,10 @@ TEST_F(date_test, dates_of_other_objects) {
   const auto of_float = [](double number) {
     return xp_date_coerce(ref::adopt(xp_number_newfloat(number)).get());
   };
-  expect({ms(xp_date_coerce(num(-7).get())), ms(of_float(-0.25)), ms(of_float(1.0004)), ms(of_float(1.9996)),
-          xp_value(ref::adopt(of_float(-0x1p63)).get()), of_float(0x1p63), of_float(-0x1.0000000000001p63),
-          of_float(NAN), xp_date_coerce(nullptr)},
-         "-7000 -250 1000 2000 -9223372036854775808 null null null null");
+  expect({ms(xp_date_coerce(num(-7).get())), ms(of_float(-0.25)), xp_value(ref::adopt(of_float(-0.25)).get()),
+          ms(of_float(1.0004)), ms(of_float(1.9996)), xp_value(ref::adopt(of_float(-0x1p63)).get()),
+          of_float(0x1p63), of_float(-0x1.0000000000001p63), of_float(NAN), xp_date_coerce(nullptr)},
+         "-7000 -250 -1 1000 2000 -9223372036854775808 null null null null");
 }
 
 // A record set that keeps the last record.
@@ -218,15 +208,16 @@ TEST_F(date_test, records_hold_the_milliseconds) {
   const ref set = ref::adopt(xp_new(xp_code("set "), 0)), made = ref::adopt(xp_date_msnew(-2)),
             far = date(INT64_MAX / 1000 + 1), first = ref::adopt(xp_date_msnew(INT64_MIN));
   set.get()->control = keep;
-  EXPECT_EQ(xp_control(made.get(), XP_CTL_SERIALIZE, xp_code("when"), set.get()), 20);
+  expect({xp_control(far.get(), XP_CTL_SERIALIZE, 0, set.get()),
+          xp_control(first.get(), XP_CTL_SERIALIZE, 0, set.get()),
+          xp_control(made.get(), XP_CTL_SERIALIZE, xp_code("when"), set.get())},
+         "0 20 20");
   EXPECT_EQ(memcmp(kept, "whenxdat\0\0\0\x08\xff\xff\xff\xff\xff\xff\xff\xfe", 20), 0);
   expect({ms(xp_deserialize(made.get(), xp_code("when"), kept)),
           xp_deserialize(made.get(), xp_code("then"), kept)},
          "-2 null");
   xp::store_be32(kept + 8, 7);
-  expect({xp_deserialize(made.get(), 0, kept), xp_control(far.get(), XP_CTL_SERIALIZE, 0, set.get()),
-          xp_control(first.get(), XP_CTL_SERIALIZE, 0, set.get())},
-         "null 0 20");
+  EXPECT_EQ(xp_deserialize(made.get(), 0, kept), nullptr);
 }
 
 }  // namespace
