@@ -97,8 +97,10 @@ int32_t ipc_msg_package(xp_obj *obj) {
   auto *m = xp::as<ipc_msg>(obj);
   if (m == nullptr) return IpcErrBadMessage;
   m->params_open = 0;
-  // A finished message is left alone: part of it may be on its way already.
-  if (xp_ntld_isopen(m->writer)) ipc_mbuf_setlen(m->buffer, xp_ntld_length(m->writer));
+  // Whoever had the builder may have closed everything already. Once bytes were consumed they are on their
+  // way and the message is left alone.
+  bool unsent = ipc_mbuf_getptr(m->buffer) == m->writer->bytes;
+  if (unsent) ipc_mbuf_setlen(m->buffer, xp_ntld_length(m->writer));
   return 0;
 }
 

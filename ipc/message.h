@@ -59,7 +59,7 @@ int32_t ipc_msg_set_param_xpstr(xp_obj *m, uint32_t name, xp_obj *string);
 int32_t ipc_msg_set_param_ex(xp_obj *m, uint32_t name, uint32_t type, const void *data, uint32_t length,
                              int32_t inblock);
 
-// Closes whatever is open; the buffer then holds the message. Once more changes nothing.
+// Closes whatever is open; the buffer then holds the message, whoever closed it. Once more changes nothing.
 int32_t ipc_msg_package(xp_obj *m);
 
 // --- Reading a packaged or loaded message: IpcErrBadMessage when there is no such parameter ---

@@ -70,6 +70,8 @@ bool set_buffer(xp_ntld *b, void *buffer, uint32_t size) {
                                    : xp::ref::share(static_cast<xp_obj *>(buffer));
   int64_t length = xp_data_length(data.get());
   bool usable = xp_type(data.get()) == xp_data_type() && length < XP_NTLD_GROW;
+  // Constant bytes are not ours to write; they tell themselves apart by not growing.
+  if (usable && length != 0) usable = xp_data_append(data.get(), nullptr, 0) >= 0;
   auto *bytes = usable ? static_cast<uint8_t *>(xp_data_getptr(data.get())) : nullptr;
   attach(b, usable ? data.leak() : nullptr, bytes, bytes == nullptr ? 0 : static_cast<uint32_t>(length), 0);
   return usable;

@@ -25,10 +25,10 @@ uint32_t xp_ntld_type();
 
 // --- Building ---
 
-// A builder. XP_NTLD_GROW: `buffer` is a data object (xp/service/data.h, never a constant one) that is
-// retained and written from its start, or null for a new one. Any other size: a fixed buffer of so many bytes
-// at `buffer`, which must outlive the builder; null with a fixed size measures: bytes are counted and nothing
-// is written.
+// A builder. XP_NTLD_GROW: `buffer` is a data object (xp/service/data.h) that is retained and written from
+// its start, or null for a new one; the builder is null when that is a constant. Any other size: a fixed
+// buffer of so many bytes at `buffer`, which must outlive the builder; null with a fixed size measures: bytes
+// are counted and nothing is written.
 xp_obj *xp_ntld_new(void *buffer, uint32_t size);
 
 // The same choice for an existing builder, which then is empty. Open containers of the old buffer stay

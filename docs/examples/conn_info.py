@@ -46,14 +46,15 @@ def children(data):
 
 def call(code, records=b""):
     """One request on a connection of its own: the records of the reply."""
+    here = session()
     caller = record(b"whon", b"ctag", b"HXrf") + number(b"whov", 0x6200) + number(b"code", code) + number(b"sess", 0)
     sequence = struct.pack(">I", 0)
     header = number(b"vers", 1) + record(b"msgn", b"long", sequence)
-    header += record(b"ptyp", b"long", b"\0\0\0\1") + record(b"ptid", b"long", struct.pack(">I", session()))
+    header += record(b"ptyp", b"long", b"\0\0\0\1") + record(b"ptid", b"long", struct.pack(">I", here))
     request = record(b"call", b"long", b"APIC") + record(b"ipcp", b"data", caller + records) + header
     with socket.socket(socket.AF_UNIX, socket.SOCK_STREAM) as stream:
         stream.settimeout(180)
-        stream.connect("%s/%08X-%08X" % (SOCKETS, int.from_bytes(b"HXca", "big"), session()))
+        stream.connect("%s/%08X-%08X" % (SOCKETS, int.from_bytes(b"HXca", "big"), here))
         _, user, _ = struct.unpack("3i", stream.getsockopt(socket.SOL_SOCKET, socket.SO_PEERCRED, 12))
         if user not in (0, os.geteuid()):
             raise PermissionError("the server is neither root's nor ours")

@@ -1,5 +1,6 @@
 // docs/daemon-protocol.md and its client in another language against a stand-in.
 
+#include "tests/ipc/records.h"
 #include "tests/standin/standin_process.h"
 
 #include <gtest/gtest.h>
@@ -14,8 +15,6 @@
 #include <sstream>
 
 namespace {
-
-using namespace std::string_literals;
 
 constexpr const char *page = CORVANE_SOURCE_DIR "/docs/daemon-protocol.md";
 
@@ -51,10 +50,7 @@ std::string bytes_of(const std::string &dump) {
 
 // A message with the number of another session in it.
 std::string in_session(std::string message, uint32_t session) {
-  const size_t at = message.find("ptidlong\0\0\0\4"s) + 12;
-  for (size_t i = 4; i-- > 0; session >>= 8)
-    message.at(at + i) = static_cast<char>(session);
-  return message;
+  return message.replace(message.find("ptidlong\0\0\0\4"s) + 12, 4, be32(session));
 }
 
 std::string exchange(int type, const std::string &path, const std::string &request, size_t size) {
@@ -72,9 +68,8 @@ std::string exchange(int type, const std::string &path, const std::string &reque
 
 // A message as a packet of the message service; `kind`: the last two bytes of the first word.
 std::string packet(std::string_view kind, const std::string &message) {
-  const size_t size = 28 + message.size();
-  const std::string size_bytes = {0, 0, static_cast<char>(size >> 8), static_cast<char>(size)};
-  return "\0\0"s + std::string(kind) + size_bytes + std::string(20, 0) + message;
+  const auto size = static_cast<uint32_t>(28 + message.size());
+  return "\0\0"s + std::string(kind) + be32(size) + std::string(20, 0) + message;
 }
 
 TEST(daemon_protocol, the_page_shows_a_real_exchange) {
