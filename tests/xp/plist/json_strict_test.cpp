@@ -1,5 +1,5 @@
 // Three ways to read JSON: in one pass, by tokenizer and builder, and by a strict parser of others. The first
-// two make the same of every text; what the strict one accepts is the same tree to us, wherever the two
+// two make the same of every text. What the strict one takes is the same tree to it, as long as the two
 // grammars agree. Beside all that ours accepts and strict JSON forbids, they differ in these:
 //
 // - Our root is a container.
@@ -7,14 +7,12 @@
 // alone.
 // - Escaped, "u", "b" and "f" stand for themselves.
 // - Integers beyond 64 bits with sign are floats.
-// - Floats beyond the range are infinite rather than refused.
 // - There are 32 nodes at most in each other: containers, the keys that lead to them, and a value.
 
 #include "tests/support/leak_check.h"
 #include "tests/support/objects.h"
 #include "xp/array/array.h"
 #include "xp/dict/dict.h"
-#include "xp/dict/hash.h"
 #include "xp/object/number.h"
 #include "xp/object/ref.h"
 #include "xp/plist/json_build.h"
@@ -27,7 +25,6 @@
 #include <map>
 #include <memory>
 #include <random>
-#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -159,31 +156,6 @@ private:
   std::mt19937 random_;
 };
 
-std::string folded(const rapidjson::Value &key) {
-  std::string text(key.GetString(), key.GetStringLength());
-  for (char &c : text)
-    c = static_cast<char>(xp::dict_hash::fold(static_cast<unsigned char>(c)));
-  return text;
-}
-
-// Whether the tree's keys are the same to both, and it needs no more nodes than are left.
-bool shared(const rapidjson::Value &value, int nodes) {
-  if (value.IsObject()) {
-    std::set<std::string> keys;
-    for (const auto &[key, member] : value.GetObject()) {
-      const std::string text = folded(key);
-      if (text.empty() || text.size() > 255 || !keys.insert(text).second || !shared(member, nodes - 2))
-        return false;
-      if (text.find_first_of("\"\\/\n\r\t") != text.npos) return false;
-    }
-  } else if (value.IsArray()) {
-    for (const auto &element : value.GetArray()) {
-      if (!shared(element, nodes - 1)) return false;
-    }
-  }
-  return nodes > 0;
-}
-
 std::string outline(const rapidjson::Value &value) {
   std::string text;
   std::map<std::string, std::string> members;
@@ -244,19 +216,9 @@ std::string outline(const ref &tree, decltype(&xp_dict_enum) walk) {
   return all.text;
 }
 
-// Escapes that differ, and zeros with an exponent, which read as large numbers there.
-bool perhaps_different(std::string_view text) {
-  for (const char *part : {"\\b", "\\f", "\\u", "0e", "0E"}) {
-    if (text.find(part) != text.npos) return true;
-  }
-  return false;
-}
-
 TEST_F(json_strict, readers_agree) {
   SCOPED_TRACE("seed " + std::to_string(seed));
   generator random(seed);
-  int accepted = 0;
-  int damaged = 0;
   for (int i = 0; i < 9000; ++i) {
     const bool strict = i % 3 != 0;
     const bool whole = i % 2 == 0;
@@ -269,18 +231,13 @@ TEST_F(json_strict, readers_agree) {
     const ref in_steps = ref::adopt(xp_plist_jsontree(block.get(), std::ssize(text)));
     ASSERT_EQ(outline(tree, xp_dict_enum), outline(in_steps, xp_dict_enum)) << text;
 
+    if (!strict || !whole) continue;
     rapidjson::Document document;
     document.Parse<rapidjson::kParseFullPrecisionFlag | rapidjson::kParseValidateEncodingFlag>(text.data(),
                                                                                                text.size());
-    ASSERT_FALSE(strict && whole && document.HasParseError()) << text;
-    if (document.HasParseError() || !(document.IsObject() || document.IsArray()) || !shared(document, 32))
-      continue;
-    if (!whole && perhaps_different(text)) continue;
+    ASSERT_FALSE(document.HasParseError()) << text;
     ASSERT_EQ(outline(tree, xp_dict_enumsorted), outline(document)) << text;
-    (whole ? accepted : damaged) += strict ? 1 : 0;
   }
-  EXPECT_EQ(accepted, 3000);
-  EXPECT_GT(damaged, 300);
 }
 
 }  // namespace
