@@ -73,7 +73,11 @@ void take_word(const uint8_t *child, uint32_t bit, uint32_t shortest, uint32_t *
                uint32_t *found) {
   uint32_t length = xp_ntld_raw_length(child);
   if ((*seen & bit) == 0 && length >= shortest) {
-    xp_ntld_raw_bytes(child, word, sizeof *word);
+    if (length >= sizeof *word) {
+      memcpy(word, xp_ntld_raw_data(child), sizeof *word);  // a load; any other length is a call
+    } else {
+      memcpy(word, xp_ntld_raw_data(child), length);
+    }
     *found |= bit;
   }
   *seen |= bit;
