@@ -20,37 +20,23 @@ using xp::ref;
 
 using deep_release = leak_check;
 
-// A new container that holds `inner` alone.
-using wrapper = xp_obj *(*)(xp_obj *inner);
+template <typename Put>
+xp_obj *with(xp_obj *outer, Put put) {
+  put(outer);
+  return outer;
+}
 
-constexpr wrapper kinds[] = {
-    [](xp_obj *inner) {
-      xp_obj *outer = xp_array_new(0);
-      xp_array_insert(outer, inner, -1);
-      return outer;
+// A new container that holds `in` alone.
+constexpr xp_obj *(*kinds[])(xp_obj *in) = {
+    [](xp_obj *in) { return with(xp_array_new(0), [in](xp_obj *a) { xp_array_insert(a, in, -1); }); },
+    [](xp_obj *in) { return with(xp_list_new(0), [in](xp_obj *l) { xp_list_append(l, in); }); },
+    [](xp_obj *in) { return with(xp_dict_new(0), [in](xp_obj *d) { xp_dict_store(d, "in", -1, in); }); },
+    [](xp_obj *in) { return with(xp_bag_new(0), [in](xp_obj *b) { xp_bag_insert(b, in); }); },
+    [](xp_obj *in) {
+      return with(xp_plist_make(nullptr), [in](xp_obj *p) { xp_plist_set(p, nullptr, in); });
     },
-    [](xp_obj *inner) {
-      xp_obj *outer = xp_list_new(0);
-      xp_list_append(outer, inner);
-      return outer;
-    },
-    [](xp_obj *inner) {
-      xp_obj *outer = xp_dict_new(0);
-      xp_dict_store(outer, "in", -1, inner);
-      return outer;
-    },
-    [](xp_obj *inner) {
-      xp_obj *outer = xp_bag_new(0);
-      xp_bag_insert(outer, inner);
-      return outer;
-    },
-    [](xp_obj *inner) { return xp_tuple_new(1, inner); },
-    [](xp_obj *inner) {
-      xp_obj *outer = xp_plist_make(nullptr);
-      xp_plist_set(outer, nullptr, inner);
-      return outer;
-    },
-    [](xp_obj *inner) { return xp_str_newvalued("holder", inner); },
+    [](xp_obj *in) { return xp_tuple_new(1, in); },
+    [](xp_obj *in) { return xp_str_newvalued("holder", in); },
 };
 
 void *release_all(void *chain) {

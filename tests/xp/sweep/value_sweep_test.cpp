@@ -1,5 +1,6 @@
 // Numbers, strings, texts, services without memory.
 
+#include "tests/support/objects.h"
 #include "tests/xp/sweep/sweep.h"
 #include "xp/format/format.h"
 #include "xp/object/boolean.h"
@@ -17,9 +18,11 @@
 #include "xp/service/main_queue.h"
 #include "xp/service/system_root.h"
 #include "xp/service/thread.h"
+#include "xp/string/edit.h"
 #include "xp/string/encoding.h"
 #include "xp/string/kinds.h"
 #include "xp/string/mapping.h"
+#include "xp/string/scan.h"
 
 #include <string.h>
 
@@ -45,14 +48,14 @@ SWEEP(value_sweep, objects) {
   told.made(xp_number_new(1000));
   told.made(xp_number_newfloat(0.25));
   told.made(xp_number_parse("12.5e3", -1));
-  told.made(xp_number_coerce(ref::adopt(xp_str_new("4711")).get()));
+  told.made(xp_number_coerce(str("4711").get()));
   told.made(xp_boolean_new(1));
-  told.made(xp_duplicate(ref::adopt(xp_number_new(2000)).get(), 0));
+  told.made(xp_duplicate(num(2000).get(), 0));
   for (xp_obj *made : {xp_null_new(), xp_lifo_new(), xp_crit_new(), xp_mux_new()})
     told.gave(xp_refs(ref::adopt(made).get()));
 
   xp_obj *slot = nullptr;
-  xp_replace(&slot, ref::adopt(xp_number_new(3000)).get());
+  xp_replace(&slot, num(3000).get());
   told.made(xp_retrieve(&slot, nullptr, nullptr));
   told.made(xp_reclaim(&slot));
 
@@ -79,12 +82,12 @@ SWEEP(value_sweep, string_kinds) {
   if (adopted != nullptr) strcpy(adopted, "adopted");
   told.made(adopted != nullptr ? xp_str_alloc(adopted) : nullptr);
   told.made(xp_str_newtagged("tagged", 7));
-  ref valued = ref::adopt(xp_str_newvalued("valued", ref::adopt(xp_number_new(77)).get()));
+  ref valued = ref::adopt(xp_str_newvalued("valued", num(77).get()));
   told.made(xp_str_getvalue(valued.get()));
-  ref secret = ref::adopt(xp_str_new("secret"));
+  ref secret = str("secret");
   xp_str_secure(secret.get());
   told.made(xp_str_append(secret.get(), " more", -1), " more");
-  told.made(xp_str_coerce(ref::adopt(xp_number_new(12345)).get()));
+  told.made(xp_str_coerce(num(12345).get()));
   told.made(xp_duplicate(valued.get(), 0));
 
   told.made(xp_str_encmake("\xe4\xf6", 2, XP_ENC_LATIN1));
@@ -93,7 +96,7 @@ SWEEP(value_sweep, string_kinds) {
             std::string("a\0b", 3).c_str());
   told.made(xp_str_wnew(u"wide \U0001f600"));
   xp_cf value = {};
-  ref words = ref::adopt(xp_str_new(mixed));
+  ref words = str(mixed);
   if (xp_str_cfget(words.get(), &value) != 0) {
     told.made(xp_str_cfmake(&value));
     xp_free(value.text);
@@ -104,19 +107,24 @@ SWEEP(value_sweep, string_kinds) {
 }
 
 SWEEP(value_sweep, string_operations) {
-  ref words = ref::adopt(xp_str_new(mixed));
+  ref words = str(mixed);
   told.made(xp_str_upper(words.get()), mixed);
   told.made(xp_str_lower(words.get()), mixed);
   for (int32_t form = 0; form < 4; ++form)
     told.made(xp_str_normalize(words.get(), form), mixed);
-  told.made(xp_str_repair(ref::adopt(xp_str_new("cut \xe2\x82")).get()));
+  told.made(xp_str_repair(str("cut \xe2\x82").get()));
   told.made(xp_str_txtrepair("\xff", 1));
   told.made(xp_str_concat(words.get(), words.get()));
-  told.made(xp_str_trim(ref::adopt(xp_str_new("  inside ")).get()));
-  told.made(xp_str_unescape(ref::adopt(xp_str_new("a\\tb")).get()));
+  told.made(xp_str_trim(str("  inside ").get()));
+  told.made(xp_str_unescape(str("a\\tb").get()));
   told.made(xp_str_unescaped("\\x41", -1));
+  told.made(xp_str_replace(words.get(), " ", -1, "--", -1, 0));
+  xp_obj *first = nullptr, *rest = nullptr;
+  told.gave(xp_str_scan(words.get(), "%s %t", &first, &rest));
+  told.made(first);
+  told.made(rest);
   // Other forms of the same text: comparing goes beyond the plain bytes.
-  ref other = ref::adopt(xp_str_new("gr\u00dc\u00dfe, \u03bf\u03b4\u03bf\u03c3 und a\u030a"));
+  ref other = str("gr\u00dc\u00dfe, \u03bf\u03b4\u03bf\u03c3 und a\u030a");
   if (words && other) {
     EXPECT_EQ(xp_compare(words.get(), other.get()), 0);
     EXPECT_NE(xp_str_cmp(words.get(), xp_str_getptr(other.get()), -1), 0);
@@ -129,8 +137,8 @@ SWEEP(value_sweep, string_operations) {
 }
 
 SWEEP(value_sweep, formats) {
-  ref number = ref::adopt(xp_number_new(99999));
-  ref words = ref::adopt(xp_str_new(mixed));
+  ref number = num(99999);
+  ref words = str(mixed);
   told.made(xp_str_format("%s %d %O", "plain", 7, number.get()), "plain 7 ");
   told.made(xp_str_format("%2$O %1$d %3$s", 7, number.get(), "numbered"), " 7 numbered");
   const std::string big(3000, 'b');
@@ -174,10 +182,10 @@ SWEEP(value_sweep, services) {
 
   told.made(xp_date_make(86400));
   told.made(xp_date_msnew(86400500));
-  told.made(xp_date_coerce(ref::adopt(xp_str_new("2026-11-15T03:10:37Z")).get()));
+  told.made(xp_date_coerce(str("2026-11-15T03:10:37Z").get()));
   char text[64];
   told.wrote(std::string(text, static_cast<size_t>(xp_b64_encode(mixed, 9, 0, text, sizeof text))));
-  told.made(xp_trav_next(ref::adopt(xp_trav_one(ref::adopt(xp_number_new(444)).get())).get()));
+  told.made(xp_trav_next(ref::adopt(xp_trav_one(num(444).get())).get()));
 
   ref event = ref::adopt(xp_event_new(XP_EVENT_SET));
   told.gave(xp_event_wait(event.get(), 0));
