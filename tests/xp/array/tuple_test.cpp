@@ -8,28 +8,16 @@ namespace {
 
 using xp::ref;
 
-class tuple : public leak_check {
-protected:
-  static ref mixed(const ref &object, uintptr_t plain) {
-    return ref::adopt(xp_tuple_newmixed(2, 2, object.get(), raw(plain)));
-  }
+using tuple = leak_check;
 
-  void SetUp() override {
-    leak_check::SetUp();
-    ten = num(10);
-    eleven = num(11);
-  }
-  void TearDown() override {
-    ten = eleven = nullptr;
-    leak_check::TearDown();
-  }
-
-  ref ten, eleven;
-};
+ref mixed(const ref &object, uintptr_t plain) {
+  return ref::adopt(xp_tuple_newmixed(2, 2, object.get(), raw(plain)));
+}
 
 TEST_F(tuple, holds_what_it_was_made_of) {
   expect({xp_tuple_new(0), xp_tuple_new(-1), xp_tuple_newmixed(0, 1), xp_tuple_new(INT64_MAX)},
          "null null null null");
+  ref ten = num(10), eleven = num(11);
   ref t = ref::adopt(xp_tuple_new(3, ten.get(), nullptr, eleven.get()));
   EXPECT_EQ(xp_refs(ten.get()), 2);
   expect({xp_tuple_length(t.get()), xp_tuple_get(t.get(), 0), xp_tuple_get(t.get(), 1),
@@ -42,8 +30,8 @@ TEST_F(tuple, holds_what_it_was_made_of) {
 // The bit of slot i is bit i modulo 32: up to 32 slots mix, longer tuples are of one kind, and the mask's
 // upper half means nothing.
 TEST_F(tuple, only_32_bits_of_the_mask_count) {
-  xp_obj *x = raw(3);
-  xp_obj *o = ten.get();
+  ref ten = num(10);
+  xp_obj *x = raw(3), *o = ten.get();
   ref full = ref::adopt(xp_tuple_newmixed(32, uint64_t{1} << 31, o, o, o, o, o, o, o, o, o, o, o, o, o, o, o,
                                           o, o, o, o, o, o, o, o, o, o, o, o, o, o, o, o, x));
   EXPECT_EQ(xp_tuple_get(full.get(), 31), x);
@@ -61,7 +49,7 @@ TEST_F(tuple, only_32_bits_of_the_mask_count) {
 
 TEST_F(tuple, order_is_by_the_first_object_or_with_raw_slots_by_all) {
   const auto of = [](xp_obj *made) { return ref::adopt(made); };
-  const ref t = mixed(ten, 5);
+  const ref ten = num(10), eleven = num(11), t = mixed(ten, 5);
   const struct {
     ref low, high;
     int64_t order;

@@ -34,16 +34,6 @@ ref thread_of(body &run) {
   return ref::adopt(xp_thr_new(call, &run));
 }
 
-TEST_F(thread_test, joining_gives_what_the_thread_returned) {
-  body answer = [] { return 42; };
-  ref thread = thread_of(answer);
-  ASSERT_TRUE(thread);
-  int64_t result = 0;
-  expect({xp_thr_join(thread.get(), &result), result, xp_thr_join(thread.get(), &result),
-          xp_thr_detach(thread.get())},
-         "0 42 -1 -1");
-}
-
 TEST_F(thread_test, a_detached_thread_outlives_its_object) {
   // These outlive the threads, whose end nobody here sees.
   static std::counting_semaphore<> go(0);
@@ -79,17 +69,21 @@ TEST_F(thread_test, a_thread_that_joins_itself_is_detached) {
     sched_yield();
 }
 
-TEST_F(thread_test, one_of_many_joiners_wins) {
+TEST_F(thread_test, one_of_many_joiners_wins_and_gets_the_result) {
   for (int round = 0; round < 50; ++round) {
     body answer = [round] { return round; };
     ref thread = thread_of(answer);
     std::atomic<int> won = 0;
     run_on_threads(4, [&](int index) {
       int64_t result = -1;
-      if (index == 0 ? xp_thr_detach(thread.get()) == 0 : xp_thr_join(thread.get(), &result) == 0)
-        won.fetch_add(1);
+      if (index == 0) {
+        won += xp_thr_detach(thread.get()) == 0;
+      } else if (xp_thr_join(thread.get(), &result) == 0) {
+        EXPECT_EQ(result, round);
+        ++won;
+      }
     });
-    EXPECT_EQ(won, 1);
+    expect({won.load(), xp_thr_join(thread.get(), nullptr), xp_thr_detach(thread.get())}, "1 -1 -1");
     // A detached thread may still read its argument.
     while (xp_refs(thread.get()) > 1)
       sched_yield();
@@ -97,7 +91,6 @@ TEST_F(thread_test, one_of_many_joiners_wins) {
 }
 
 TEST_F(thread_test, a_thread_knows_itself_and_has_a_stack_of_one_mebibyte) {
-  EXPECT_EQ(xp_thr_self(), nullptr);
   ref self;
   size_t size = 0;
   body look = [&]() -> int64_t {
@@ -106,10 +99,11 @@ TEST_F(thread_test, a_thread_knows_itself_and_has_a_stack_of_one_mebibyte) {
     pthread_attr_t attributes;
     pthread_getattr_np(pthread_self(), &attributes);
     pthread_attr_getstacksize(&attributes, &size);
-    return pthread_attr_destroy(&attributes);
+    return 42 + pthread_attr_destroy(&attributes);
   };
   ref thread = thread_of(look);
-  EXPECT_EQ(xp_thr_join(thread.get(), nullptr), 0);
+  int64_t result = 0;
+  expect({xp_thr_join(thread.get(), &result), result, xp_thr_self()}, "0 42 null");
   EXPECT_EQ(self.get(), thread.get());
   // The C library may set a little aside for thread-local memory.
   EXPECT_GE(size, size_t{1} << 20);
@@ -117,13 +111,16 @@ TEST_F(thread_test, a_thread_knows_itself_and_has_a_stack_of_one_mebibyte) {
   expect({xp_thr_new(nullptr, nullptr), xp_thr_join(nullptr, nullptr), xp_thr_detach(nullptr)}, "null -1 -1");
 }
 
-TEST_F(thread_test, sleeping_takes_its_time) {
+TEST_F(thread_test, sleeping_and_waiting_take_their_time) {
   const int64_t start = xp_tick_now();
   xp_thr_sleep(-1);
   xp_thr_sleep(0);
   EXPECT_LT(xp_tick_since(start), 1000 * XP_TICKS_PER_MS);
   xp_thr_sleep(20);
   EXPECT_GE(xp_tick_since(start), 20 * XP_TICKS_PER_MS);
+  EXPECT_EQ(xp_event_wait(ref::adopt(xp_event_new(0)).get(), 30), 0);
+  EXPECT_GE(xp_tick_since(start), 50 * XP_TICKS_PER_MS);
+  EXPECT_LT(xp_tick_since(start), 10000 * XP_TICKS_PER_MS);
 }
 
 TEST_F(event_test, one_setting_lets_one_waiter_through_or_all) {
@@ -134,14 +131,17 @@ TEST_F(event_test, one_setting_lets_one_waiter_through_or_all) {
           xp_event_wait(manual.get(), 1000), xp_event_reset(manual.get()), xp_event_wait(manual.get(), 0)},
          "0 0 1 1 0 0");
   expect({xp_event_set(nullptr), xp_event_reset(nullptr), xp_event_wait(nullptr, 0)}, "-1 -1 -1");
-}
 
-TEST_F(event_test, time_runs_out) {
-  ref e = ref::adopt(xp_event_new(0));
-  const int64_t start = xp_tick_now();
-  EXPECT_EQ(xp_event_wait(e.get(), 30), 0);
-  EXPECT_GE(xp_tick_since(start), 30 * XP_TICKS_PER_MS);
-  EXPECT_LT(xp_tick_since(start), 10000 * XP_TICKS_PER_MS);
+  std::atomic<int> through = 0;
+  run_on_threads(5, [&](int index) {
+    if (index == 0) {
+      xp_thr_sleep(10);
+      xp_event_set(manual.get());
+    } else {
+      through += xp_event_wait(manual.get(), 60000);
+    }
+  });
+  EXPECT_EQ(through, 4);
 }
 
 // Threads hand a plain number round: each waits for its own event and sets the next one's.
@@ -163,54 +163,35 @@ TEST_F(event_test, what_was_done_before_the_setting_is_seen) {
   EXPECT_EQ(number, threads * rounds);
 }
 
-TEST_F(event_test, a_manual_event_lets_all_waiters_through) {
-  ref e = ref::adopt(xp_event_new(XP_EVENT_MANUAL));
-  std::atomic<int> through = 0;
-  run_on_threads(5, [&](int index) {
-    if (index == 0) {
-      xp_thr_sleep(10);
-      xp_event_set(e.get());
-    } else if (xp_event_wait(e.get(), 60000) == 1) {
-      ++through;
-    }
-  });
-  EXPECT_EQ(through, 4);
-}
-
 // What the posted work wrote, in the order in which it ran.
 std::vector<int> ran;
+
+int32_t post(xp_work work, int value) {
+  return xp_main_post(work, reinterpret_cast<void *>(static_cast<intptr_t>(value)));
+}
 
 void note(void *argument) {
   ran.push_back(static_cast<int>(reinterpret_cast<intptr_t>(argument)));
 }
 
-void *number(int value) {
-  return reinterpret_cast<void *>(static_cast<intptr_t>(value));
-}
-
-void note_and_post(void *argument) {
-  note(argument);
-  xp_main_post(note, number(100));
-}
-
-void note_and_pump(void *argument) {
-  note(argument);
-  EXPECT_EQ(xp_main_pump(), 2);
-}
-
 TEST_F(main_queue_test, work_runs_in_order_and_new_work_waits_for_the_next_pump) {
+  const auto note_and_post = [](void *argument) {
+    note(argument);
+    post(note, 100);
+  };
   ran.clear();
-  expect({xp_main_pump(), xp_main_post(note_and_post, number(1)), xp_main_post(note, number(2)),
-          xp_main_pump(), ran.size(), xp_main_pump(), xp_main_post(nullptr, nullptr)},
+  expect({xp_main_pump(), post(note_and_post, 1), post(note, 2), xp_main_pump(), ran.size(), xp_main_pump(),
+          xp_main_post(nullptr, nullptr)},
          "0 0 0 2 2 1 -1");
   EXPECT_EQ(ran, (std::vector<int>{1, 2, 100}));
 
   // Work that pumps keeps the order.
+  const auto note_and_pump = [](void *argument) {
+    note(argument);
+    EXPECT_EQ(xp_main_pump(), 2);
+  };
   ran.clear();
-  xp_main_post(note_and_pump, number(1));
-  xp_main_post(note, number(2));
-  xp_main_post(note, number(3));
-  expect({xp_main_pump(), xp_main_pump()}, "1 0");
+  expect({post(note_and_pump, 1), post(note, 2), post(note, 3), xp_main_pump(), xp_main_pump()}, "0 0 0 1 0");
   EXPECT_EQ(ran, (std::vector<int>{1, 2, 3}));
 }
 
@@ -221,8 +202,8 @@ TEST_F(main_queue_test, each_threads_work_runs_in_its_order) {
   std::thread posters([&running] {
     run_on_threads(4, [&running](int index) {
       for (int i = 0; i < each; ++i)
-        xp_main_post(note, number(index * each + i));
-      running.fetch_sub(1);
+        post(note, index * each + i);
+      --running;
     });
   });
   while (running > 0)
@@ -237,18 +218,16 @@ TEST_F(main_queue_test, each_threads_work_runs_in_its_order) {
 
 int32_t poster_result = 0;
 
-int32_t post_at_once(xp_work work, void *argument) {
-  if (poster_result == 0) work(argument);
-  return poster_result;
-}
-
 TEST_F(main_queue_test, a_poster_takes_the_work_over) {
   ran.clear();
-  xp_main_setposter(post_at_once);
   poster_result = 0;
-  EXPECT_EQ(xp_main_post(note, number(5)), 0);
+  xp_main_setposter([](xp_work work, void *argument) -> int32_t {
+    if (poster_result == 0) work(argument);
+    return poster_result;
+  });
+  EXPECT_EQ(post(note, 5), poster_result);
   poster_result = -1;
-  EXPECT_EQ(xp_main_post(note, number(6)), -1);
+  EXPECT_EQ(post(note, 6), poster_result);
   xp_main_setposter(nullptr);
   EXPECT_EQ(xp_main_pump(), 0);
   EXPECT_EQ(ran, std::vector<int>{5});
