@@ -10,9 +10,7 @@
 #include <fcntl.h>
 #include <signal.h>
 
-#include <algorithm>
 #include <thread>
-#include <vector>
 
 namespace {
 

@@ -2,11 +2,9 @@
 
 #include <dlfcn.h>
 #include <errno.h>
-#include <fcntl.h>
 #include <poll.h>
 #include <pthread.h>
 #include <spawn.h>
-#include <stdarg.h>
 #include <sys/eventfd.h>
 #include <sys/select.h>
 #include <sys/socket.h>
@@ -85,7 +83,6 @@ STAND_IN(ssize_t, read, read, -1, (int f, void *b, size_t n), (f, b, n))
 STAND_IN(int, select, select, -1, (int n, fd_set *r, fd_set *w, fd_set *e, timeval *t), (n, r, w, e, t))
 STAND_IN(ssize_t, send, send, -1, (int s, const void *b, size_t n, int f), (s, b, n, f))
 STAND_IN(int, socket, socket, -1, (int d, int t, int p) noexcept, (d, t, p))
-STAND_IN(int, socketpair, socketpair, -1, (int d, int t, int p, int *v) noexcept, (d, t, p, v))
 STAND_IN(int, spawn, posix_spawn, errno,
          (pid_t * p, const char *f, const posix_spawn_file_actions_t *a, const posix_spawnattr_t *t,
           char *const *v, char *const *e),
@@ -93,16 +90,6 @@ STAND_IN(int, spawn, posix_spawn, errno,
 STAND_IN(int, thread, pthread_create, errno,
          (pthread_t * t, const pthread_attr_t *a, void *(*f)(void *), void *c) noexcept, (t, a, f, c))
 STAND_IN(pid_t, waitpid, waitpid, -1, (pid_t p, int *s, int o), (p, s, o))
-STAND_IN(ssize_t, write, write, -1, (int f, const void *b, size_t n), (f, b, n))
-
-extern "C" int open(const char *path, int flags, ...) {
-  static const auto real = next(&open, "open");
-  va_list more;
-  va_start(more, flags);
-  const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(more, mode_t) : 0;
-  va_end(more);
-  return fails(calls::open) ? -1 : real(path, flags, mode);
-}
 
 extern "C" int clock_gettime(clockid_t clock, timespec *now) noexcept {
   static const auto real = next(&clock_gettime, "clock_gettime");

@@ -14,17 +14,14 @@ enum class calls {
   fchmod,
   listen,
   nanosleep,
-  open,
   poll,
   read,
   select,  // and ppoll: the two waits of a group
   send,
   socket,
-  socketpair,
   spawn,
   thread,
   waitpid,
-  write,
   count,
 };
 
