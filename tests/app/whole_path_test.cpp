@@ -5,7 +5,6 @@
 #include "ipc/session.h"
 #include "setup/apic.h"
 #include "setup/dispatcher.h"
-#include "setup/resources.h"
 #include "setup/vane.h"
 #include "tests/standin/standin_process.h"
 #include "tests/support/wait.h"
@@ -15,7 +14,7 @@
 
 namespace {
 
-// No daemon is an answer after half a second here.
+// A daemon that has gone is not waited for.
 constexpr vane_apic_limits quick = {.lookup = 0, .present = 200, .absent = 200, .call = 5000};
 
 class whole_path : public webview_fixture {
@@ -32,7 +31,6 @@ protected:
 
   void SetUp() override {
     webview_fixture::SetUp();
-    vane_apic_setlimits(&quick);
     cv_setup_setvane(no_framework_.get());
     answer = [this](uint32_t event, xp_obj *argument) {
       return cv_setup_ui_callback(wrapper(), event, argument, 0);
@@ -75,18 +73,12 @@ TEST_F(whole_path, a_request_comes_back_with_what_the_daemon_told_or_that_it_is_
   EXPECT_EQ(ask("logon", R"({"address":"server.example.com"})"), R"({"ok":false});)") << "it refuses";
 
   EXPECT_EQ(first.end(SIGKILL), -SIGKILL);
+  vane_apic_setlimits(&quick);
   EXPECT_EQ(ask("conn-info"), "{});");
   EXPECT_EQ(ask("ticket", R"({"subject":"a"})"), R"({"failure":-55});)");
   const standin_process second(*root_);
+  vane_apic_setlimits(nullptr);
   EXPECT_EQ(ask("host-info"), host);
-}
-
-TEST_F(whole_path, the_page_gets_its_own_files) {
-  cv_setup_setbundle(CORVANE_SOURCE_DIR "/resources");
-  const recorded_reply page = engine().request("local://app/setup.html");
-  EXPECT_EQ(page.head, "200 text/html Content-Type=text/html Cache-Control=no-store");
-  EXPECT_EQ(page.bytes.size(), std::filesystem::file_size(CORVANE_SOURCE_DIR "/resources/app/setup.html"));
-  cv_setup_setbundle(nullptr);
 }
 
 }  // namespace

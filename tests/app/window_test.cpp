@@ -5,6 +5,7 @@
 #include "app/corvane_settings.h"
 #include "app/gtk/gtk_desktop.h"
 #include "app/gtk/start.h"
+#include "setup/apic.h"
 #include "tests/standin/standin_process.h"
 #include "webview/webview.h"
 #include "xp/string/string.h"
@@ -55,17 +56,24 @@ public:
     return *reply;
   }
 
-  // Expects a script to give this text, now or within so many seconds.
-  void expect_page(const std::string &script, const std::string &text, int seconds = 0) {
-    const auto limit = clock::now() + std::chrono::seconds(seconds);
-    std::string last = page(script);
-    while (last != text && clock::now() < limit) {
-      pause(50);
-      last = page(script);
-    }
+  // Expects a script to give this text now.
+  void expect_page(const std::string &script, const std::string &text) {
+    EXPECT_EQ(page(script), text) << script;
+  }
+  // Waits until a script gives this text.
+  void await_page(const std::string &script, const std::string &text) {
+    std::string last;
+    await([&] { return (last = page(script)) == text; });
     EXPECT_EQ(last, text) << script;
   }
+  // Looks from time to time whether a condition holds, for a minute.
+  void await(const std::function<bool()> &condition) {
+    const auto limit = clock::now() + std::chrono::minutes(1);
+    while (!condition() && clock::now() < limit)
+      pause(20);
+  }
 
+private:
   void pause(int milliseconds) {
     bool over = false;
     desktop_.after(milliseconds, [&over] { over = true; });
@@ -73,11 +81,11 @@ public:
       g_main_context_iteration(nullptr, TRUE);
   }
 
-private:
   gtk_desktop &desktop_;
   std::function<void(driven_settings &)> body_;
 };
 
+constexpr const char *page_size = "innerWidth + 'x' + innerHeight";
 constexpr const char *state = "document.documentElement.dataset.state";
 constexpr const char *headline = "document.getElementById('headline').innerText";
 constexpr const char *retry_shown = "String(document.getElementById('retry').checkVisibility())";
@@ -87,7 +95,7 @@ std::string field(const char *key) {
 }
 
 void expect_page_fits(driven_settings &settings) {
-  settings.expect_page("innerWidth + 'x' + innerHeight", "720x360", 5);
+  settings.await_page(page_size, "720x360");
   settings.expect_page(
       "String(document.documentElement.scrollHeight <= innerHeight && "
       "document.documentElement.scrollWidth <= innerWidth)",
@@ -98,16 +106,19 @@ void expect_page_fits(driven_settings &settings) {
       "true");
 }
 
+std::string view_size(driven_settings &settings) {
+  xp_obj *view = settings.webview();
+  return std::to_string(xp_webview_getwidth(view)) + "x" + std::to_string(xp_webview_getheight(view));
+}
+
 // Page and view follow the window, in both directions.
 void expect_page_follows(driven_settings &settings) {
   for (const int width : {900, 600, 720}) {
-    const int before = static_cast<int>(xp_webview_getwidth(settings.webview()));
+    const std::string before = settings.page("String(innerWidth)");
     gtk_window_set_default_size(driven_settings::window(), width, 420);
-    settings.expect_page("String(innerWidth !== " + std::to_string(before) + ")", "true", 5);
-    settings.pause(200);
-    settings.expect_page("innerWidth + 'x' + innerHeight",
-                         std::to_string(xp_webview_getwidth(settings.webview())) + "x" +
-                             std::to_string(xp_webview_getheight(settings.webview())));
+    settings.await_page("String(innerWidth !== " + before + ")", "true");
+    settings.await([&] { return settings.page(page_size) == view_size(settings); });
+    settings.expect_page(page_size, view_size(settings));
     settings.expect_page("String(document.documentElement.scrollWidth <= innerWidth)", "true");
   }
 }
@@ -115,7 +126,7 @@ void expect_page_follows(driven_settings &settings) {
 void expect_appearance(driven_settings &settings, AdwColorScheme scheme, const char *dark,
                        const char *ground) {
   adw_style_manager_set_color_scheme(adw_style_manager_get_default(), scheme);
-  settings.expect_page("String(matchMedia('(prefers-color-scheme: dark)').matches)", dark, 5);
+  settings.await_page("String(matchMedia('(prefers-color-scheme: dark)').matches)", dark);
   settings.expect_page("getComputedStyle(document.body).backgroundColor", ground);
 }
 
@@ -125,34 +136,41 @@ void expect_guarded(driven_settings &settings) {
       "window.refused = []; document.addEventListener('securitypolicyviolation', "
       "e => refused.push(e.effectiveDirective)); const frame = document.createElement('iframe'); "
       "frame.src = 'data:text/html,x'; document.body.append(frame); 0");
-  settings.expect_page("String(refused)", "frame-src", 5);
+  settings.await_page("String(refused)", "frame-src");
   settings.expect_page("try { eval('1') } catch (error) { error.name }", "EvalError");
   settings.page("document.querySelector('iframe').remove(); 0");
 }
 
 using standin = std::unique_ptr<standin_process>;
 
+// Longer than any look at a page that waits for its client.
+constexpr vane_apic_limits patient = {.lookup = 180000, .present = 0, .absent = 0, .call = 180000};
+constexpr const char *press_retry = "document.getElementById('retry').click(); 0";
+
 void expect_survives_the_client(driven_settings &settings, const private_root &root, standin &client) {
   client->end(SIGKILL);  // its endpoint stays behind, dead
+  vane_apic_setlimits(&patient);
   settings.page("location.reload(); 0");
-  settings.expect_page(headline, "Contacting the client", 5);
+  settings.await_page("headline.innerText + ('corvane_received' in window)", "Contacting the clienttrue");
   settings.expect_page(retry_shown, "false");
-  settings.expect_page(state, "unreachable", 20);
+  vane_apic_setlimits(nullptr);
+  settings.page(press_retry);
+  settings.await_page(state, "unreachable");
   settings.expect_page(headline, "The client is not answering");
   settings.expect_page(retry_shown, "true");
   expect_page_fits(settings);
 
   client = std::make_unique<standin_process>(root);
   ASSERT_TRUE(client->serves()) << client->errors();
-  settings.page("document.getElementById('retry').click(); 0");
-  settings.expect_page(state, "live", 10);
+  settings.page(press_retry);
+  settings.await_page(state, "live");
   settings.expect_page(headline, "Connected");
   settings.expect_page(field("server"), "corvane.example.com");
   settings.expect_page(retry_shown, "false");
 }
 
 void drive(driven_settings &settings, const private_root &root, standin &client) {
-  settings.expect_page(state, "live", 30);
+  settings.await_page(state, "live");
   settings.expect_page(headline, "Connected");
   settings.expect_page(field("server"), "corvane.example.com");
   settings.expect_page(field("serialnumber"), "SMPL0042");

@@ -1,14 +1,15 @@
 #include "ipc/connection.h"
 #include "ipc/message_port.h"
+#include "ipc/service_socket.h"
 #include "ipc/session.h"
 #include "standin/service.h"
 #include "tests/ipc/records.h"
 #include "tests/standin/standin_process.h"
+#include "tests/support/objects.h"
 #include "tests/support/threads.h"
-#include "xp/plist/plist.h"
 #include "xp/service/file_descriptor.h"
 
-#include <sys/un.h>
+#include <fcntl.h>
 
 #include <atomic>
 #include <memory>
@@ -25,13 +26,15 @@ constexpr uint32_t apic = xp_code("APIC");
 using way = int32_t (*)(xp_obj *, uint32_t, uint32_t, int32_t);
 constexpr way ways[] = {ipc_connect, ipc_connect_mach};
 
+constexpr int32_t limit = 60000;  // ms, for a daemon that hangs
+
 // One connection to the stand-in of a session.
 class client {
 public:
   explicit client(uint32_t session, way connect = ipc_connect)
       : connection_(xp::ref::adopt(ipc_alloc(1, ipc_session_explicit(session)))) {
-    EXPECT_EQ(connect(connection_.get(), xp_code("HXca"), 0, 2000), 0);
-    ipc_settimeout(connection_.get(), 5000);
+    EXPECT_EQ(connect(connection_.get(), xp_code("HXca"), 0, limit), 0);
+    ipc_settimeout(connection_.get(), limit);
   }
 
   [[nodiscard]] int32_t ping() const { return ipc_ping(connection_.get()); }
@@ -76,8 +79,8 @@ protected:
   }
   [[nodiscard]] std::unique_ptr<xp::descriptor> raw_client() const {
     auto raw = std::make_unique<xp::descriptor>(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
-    sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
-    service().string().copy(address.sun_path, sizeof address.sun_path - 1);
+    const xp::descriptor folder(open(service().parent_path().c_str(), O_PATH | O_CLOEXEC));
+    const sockaddr_un address = ipc_service_address(folder.get(), service().filename().c_str());
     EXPECT_EQ(connect(raw->get(), reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
     return raw;
   }
@@ -141,9 +144,7 @@ TEST_F(standin, tells_dex_data_as_json_and_refuses_everything_else) {
   for (const auto &[request, path] : told) {
     const std::string answer = daemon.call(request);
     ASSERT_TRUE(answer.starts_with(" parm:") && answer.ends_with(" rslt=0")) << answer;
-    const xp::ref list = xp::ref::adopt(
-        xp_plist_parse(answer.data() + 6, static_cast<int64_t>(answer.size()) - 13, XP_PLIST_JSON));
-    EXPECT_TRUE(xp::ref::adopt(xp_plist_get(list.get(), path))) << answer;
+    EXPECT_TRUE(tree(answer.substr(6, answer.size() - 13), path)) << answer;
   }
   for (const uint32_t other : {0U, 0x410eU, 0x4116U, 0x4118U, 0x4137U, 0x4138U})
     EXPECT_EQ(daemon.call(code(other)), " rslt=-51") << other;

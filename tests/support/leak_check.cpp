@@ -1,11 +1,11 @@
 #include "tests/support/leak_check.h"
 
+#include "tests/support/wait.h"
 #include "xp/object/boolean.h"
 #include "xp/object/number.h"
 #include "xp/object/type.h"
 
 #include <stdlib.h>
-#include <time.h>
 
 #include <filesystem>
 #include <system_error>
@@ -53,11 +53,8 @@ std::map<int, std::string> leak_check::leaked_descriptors() const {
 
 // Detached threads may hold their last object or descriptor for a moment after the test has its answer.
 void leak_check::TearDown() {
-  constexpr timespec pause = {.tv_sec = 0, .tv_nsec = 1000000};
-  for (int i = 0; i < 1000; ++i) {
-    if (xp::live_objects() == objects_ && leaked_descriptors().empty()) return;
-    nanosleep(&pause, nullptr);
-  }
+  wait_until([this] { return xp::live_objects() == objects_ && leaked_descriptors().empty(); },
+             std::chrono::seconds(10));
   EXPECT_EQ(xp::live_objects(), objects_) << "runtime objects outlive the test";
   for (const auto &[number, target] : leaked_descriptors()) {
     ADD_FAILURE() << "descriptor " << number << " (" << target << ") outlives the test";

@@ -18,10 +18,10 @@ xp::ref str(std::string_view text) {
   return xp::ref::adopt(xp_str_make(text.data(), static_cast<int64_t>(text.size())));
 }
 
-xp::ref tree(std::string_view json) {
+xp::ref tree(std::string_view json, const char *path) {
   const xp::ref list =
       xp::ref::adopt(xp_plist_parse(json.data(), static_cast<int64_t>(json.size()), XP_PLIST_JSON));
-  return xp::ref::adopt(xp_plist_get(list.get(), nullptr));
+  return xp::ref::adopt(xp_plist_get(list.get(), path));
 }
 
 std::string text_of(xp_obj *obj) {

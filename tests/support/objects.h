@@ -18,8 +18,8 @@
 xp::ref num(int64_t value);
 xp::ref str(std::string_view text);
 
-// What a JSON text holds; null when it has a fault.
-xp::ref tree(std::string_view json);
+// What a JSON text holds, at a path if one is given; null when it has a fault or nothing is there.
+xp::ref tree(std::string_view json, const char *path = nullptr);
 
 // A value for a container of raw values.
 inline xp_obj *raw(uintptr_t value) {

@@ -8,7 +8,7 @@
 
 // Looks every millisecond whether the condition holds; false when it does not within the limit.
 template <typename Condition>
-bool wait_until(Condition condition, std::chrono::milliseconds limit = std::chrono::seconds(20)) {
+bool wait_until(Condition condition, std::chrono::milliseconds limit = std::chrono::seconds(60)) {
   const auto end = std::chrono::steady_clock::now() + limit;
   while (!condition()) {
     if (std::chrono::steady_clock::now() >= end) return false;

@@ -13,7 +13,7 @@
 #include "xp/service/main_queue.h"
 #include "xp/service/thread.h"
 
-#include <gtk/gtk.h>
+#include <webkit/webkit.h>
 
 #include <algorithm>
 #include <functional>
@@ -63,6 +63,8 @@ protected:
     return wrapper_.get();
   }
 
+  WebKitWebView *view() { return WEBKIT_WEB_VIEW(gtk_window_get_child(GTK_WINDOW(window_))); }
+
   // Loads an address and waits until it has finished or failed.
   void load(const std::string &address) {
     events.clear();
@@ -77,9 +79,9 @@ protected:
     EXPECT_EQ(count("22"), 1);
   }
 
-  // Runs the main loop until the condition holds; false when it does not within 20 seconds.
+  // Runs the main loop until the condition holds; false when it does not within a minute.
   static bool wait_for(const std::function<bool()> &condition) {
-    const gint64 end = g_get_monotonic_time() + 20 * G_TIME_SPAN_SECOND;
+    const gint64 end = g_get_monotonic_time() + G_TIME_SPAN_MINUTE;
     // A tick wakes the loop up, so that the time is looked at even when nothing happens.
     const guint tick = g_timeout_add(
         20, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr);
