@@ -1,17 +1,47 @@
-// Runs a fuzzer's harness over files and folders of files, without a fuzzing engine.
+// Runs a fuzzer's harness over files and folders of files, without a fuzzing engine. Files behind --damaged
+// are also cut at every length and changed here and there, the same way each time.
 
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <string>
+#include <string_view>
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size);
 
 namespace {
 
 int replayed = 0;
+bool damages = false;
+
+void run(std::string_view bytes) {
+  LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size());
+}
+
+// Single bits change, and bytes into others of the file, which mean something there.
+void run_damaged(const std::string &bytes) {
+  constexpr size_t largest = 1000;
+  constexpr int rounds = 300;
+  if (bytes.empty() || bytes.size() > largest) return;
+  for (size_t length = 0; length < bytes.size(); ++length)
+    run(std::string_view(bytes).substr(0, length));
+  std::mt19937 random(20261121);
+  const auto any = [&] { return random() % bytes.size(); };
+  for (int round = 0; round < rounds; ++round) {
+    std::string damaged = bytes;
+    for (auto changes = random() % 3; changes-- > 0;)
+      damaged[any()] = bytes[any()];
+    const size_t at = any();
+    if (random() % 2 == 0)
+      damaged.erase(at, 1);
+    else
+      damaged[at] = static_cast<char>(damaged[at] ^ 1 << random() % 8);
+    run(damaged);
+  }
+}
 
 void replay(const std::filesystem::path &path) {
   if (std::filesystem::is_directory(path)) {
@@ -24,15 +54,20 @@ void replay(const std::filesystem::path &path) {
   // Printed first, so that the last line names the file when the harness aborts.
   std::printf("%s (%zu bytes)\n", path.c_str(), bytes.size());
   std::fflush(stdout);
-  LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size());
+  run(bytes);
+  if (damages) run_damaged(bytes);
   ++replayed;
 }
 
 }  // namespace
 
 int main(int argc, char **argv) {
-  for (int i = 1; i < argc; ++i)
-    replay(argv[i]);
+  for (int i = 1; i < argc; ++i) {
+    if (std::string_view(argv[i]) == "--damaged")
+      damages = true;
+    else
+      replay(argv[i]);
+  }
   std::printf("%d inputs\n", replayed);
   return replayed > 0 ? 0 : 1;
 }
