@@ -54,6 +54,7 @@ TEST_F(ntld_dump, tells_the_first_fault) {
     const char *fault;
   } cases[] = {
       {"", "byte 0: no record"},
+      {long_one.substr(0, 11), "byte 0: no record"},
       {long_one + "abc", "byte 16: 3 bytes behind the last record"},
       {long_one.substr(0, 14), "byte 14: 2 bytes of 'numb' missing"},
       {record("msgd", "data", lying("text", "text", 5, "abcd") + long_one),

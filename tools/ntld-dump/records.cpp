@@ -45,7 +45,7 @@ public:
 
   record_fault from(size_t start) {
     start = std::min(start, bytes_.size());
-    if (start == bytes_.size()) blame(start, "no record");
+    if (bytes_.size() - start < header) blame(start, "no record");
     runs_.push_back({start, bytes_.size(), {}});
     while (!runs_.empty()) {
       if (runs_.back().at < std::min(runs_.back().end, bytes_.size())) {
