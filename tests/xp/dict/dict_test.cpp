@@ -97,6 +97,21 @@ TEST_F(dict, erased_entries_serve_keys_of_their_size_again) {
   EXPECT_EQ(xp::testing::live_blocks(), blocks);
 }
 
+TEST_F(dict, what_an_erased_key_left_behind_has_no_part_in_the_order) {
+  ref d = make(XP_DICT_RECYCLE);
+  for (size_t length = 7; length > 0; --length) {
+    put(d, "zzzzzzz", 1);
+    xp_dict_erase(d.get(), "zzzzzzz", -1);
+    put(d, std::string(length, 'a'), 1);
+  }
+  const auto note = [](xp_obj *, const char *, int64_t length, xp_obj *, void *lengths) -> int64_t {
+    static_cast<std::string *>(lengths)->append(std::to_string(length));
+    return 0;
+  };
+  std::string lengths;
+  expect({xp_dict_enumsorted(d.get(), note, &lengths), lengths}, "0 1234567");
+}
+
 TEST_F(dict, may_hold_the_last_reference_to_what_is_stored_again) {
   ref d = holding("a", num(500));
   xp_obj *same = fetch(d, "a").get();
