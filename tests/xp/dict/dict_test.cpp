@@ -203,8 +203,9 @@ TEST_F(dict, paths_join_the_keys_whatever_their_length) {
   for (size_t length : {254u, 255u, 256u, 257u, 1000u}) {
     const std::string separator = "/" + std::string(length - 200, '-');
     const std::string outer(98, 'a'), inner(100, 'b');
-    EXPECT_EQ(paths(holding(outer, holding(inner, num(1))), separator.c_str()),
-              lines{separator + outer + separator + inner + "=1"});
+    std::string wanted = separator;
+    wanted.append(outer).append(separator).append(inner).append("=1");
+    EXPECT_EQ(paths(holding(outer, holding(inner, num(1))), separator.c_str()), lines{wanted});
   }
   ref chain = holding("leaf", num(1));
   std::string wanted = "leaf=1";
