@@ -13,6 +13,7 @@
 #include "xp/service/main_queue.h"
 #include "xp/service/thread.h"
 
+#include <stdlib.h>
 #include <webkit/webkit.h>
 
 #include <algorithm>
@@ -29,6 +30,9 @@ public:
   static void SetUpTestSuite() {
     static bool started = false;
     if (std::exchange(started, true)) return;
+    for (const char *name :
+         {"http_proxy", "https_proxy", "all_proxy", "HTTP_PROXY", "HTTPS_PROXY", "ALL_PROXY"})
+      unsetenv(name);  // the tests' servers are on this machine
     gtk_init();
     xp_main_setposter(post_to_main_loop);
     xp_webview_setplatform(xp_gtk_engine_platform(13));
