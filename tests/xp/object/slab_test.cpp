@@ -89,14 +89,17 @@ TEST_F(slab_test, trimming_gives_back_free_chunks_and_nothing_else) {
   constexpr size_t many = 2000;
   std::vector<held> kept;
   std::vector<void *> gone;
-  for (size_t i = 0; i < many; ++i)
+  for (size_t i = 0; i < many; ++i) {
     gone.push_back(slab::take(400));
-  for (size_t i = 0; i < many; i += 500)
-    kept.push_back(held::take(400, static_cast<unsigned char>(i)));
+    if (i % 500 == 0) kept.push_back(held::take(400, static_cast<unsigned char>(i)));
+  }
   for (void *block : gone)
     slab::give(block);
   EXPECT_EQ(slab::trim(), 1);
   EXPECT_EQ(slab::trim(), 0);
+  slab::give(kept.back().block);
+  kept.pop_back();
+  EXPECT_EQ(slab::trim(), 1) << "that was the last block of its chunk";
 
   // Each block is handed out once, also those of chunks that went and came back for another size.
   for (size_t i = 0; i < many; ++i)

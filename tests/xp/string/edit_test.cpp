@@ -109,8 +109,8 @@ TEST_F(string_edit, walks_the_parts_in_both_directions) {
   }
   xp::ref t = xp::ref::adopt(xp_str_travnew(str("a,b,c").get(), ",", -1));
   expect({xp_trav_next(t.get()), xp_trav_next(t.get()), xp_trav_count(t.get()), xp_trav_prev(t.get()),
-          xp_trav_prev(t.get())},
-         "a b 3 a null");
+          xp_trav_prev(t.get()), xp_trav_next(t.get())},
+         "a b 3 a null null");
 }
 
 TEST_F(string_edit, join) {

@@ -47,7 +47,9 @@ TEST_F(string_encoding, sampled_texts_come_back) {
       ASSERT_EQ(taken(make(utf32.data(), bytes_in(utf32), XP_ENC_UTF32LE)), utf8);
       ASSERT_EQ(taken(make(swapped(utf32, 4).data(), bytes_in(utf32), XP_ENC_UTF32BE)), utf8);
     }
-    ASSERT_EQ(taken(xp_str_newdecode((utf32 + "\0\0\0\0"s).data(), XP_ENC_UTF32LE)), utf8);
+    utf32 += "\0\0\0\0"s;
+    ASSERT_EQ(taken(xp_str_newdecode(utf32.data(), XP_ENC_UTF32LE)), utf8);
+    ASSERT_EQ(taken(xp_str_newdecode(swapped(utf32, 4).data(), XP_ENC_UTF32BE)), utf8);
     xp::ref s = xp::ref::adopt(xp_str_wmake(wide.getBuffer(), wide.length()));
     ASSERT_EQ(xp_str_getptr(s.get()), utf8);
     ASSERT_EQ(xp_str_wget(s.get(), nullptr, 0), wide.length());
