@@ -171,6 +171,7 @@ TEST_F(binary, faults) {
         << one.at << " " << int{one.byte};
   }
   EXPECT_EQ(read(list({"\0"s})), std::to_string(11 + 16) + ": a null alone");
+  EXPECT_EQ(read(list({"\x4F\x13"}, 8)), "8: an object that is cut off") << "its length, too";
   EXPECT_EQ(xp_plist_binaryload(nullptr, 40), nullptr);
   EXPECT_EQ(xp_plist_binaryload(sample.data(), -1), nullptr);
 }

@@ -204,6 +204,7 @@ TEST_F(xml, property_lists) {
       {"<data>A</data>", "7 not base64"},
       {"<array>\n<true></array>", "16 mismatched tag"},
       {"<html/>", "0 an unknown element"},
+      {"<true/>x", "7 junk after document element"},
       {"<string>\xC3</string>", "8 not well-formed (invalid token)"},
       {"<string>\xEF\xBF\xBF</string>", "8 not well-formed (invalid token)"},
       {"<string>]]></string>", "10 not well-formed (invalid token)"},
@@ -241,6 +242,7 @@ TEST_F(xml, other_forms) {
       {"<methodCall><params/></methodCall>", "21 a call without a method"},
       {call("x<int>1</int>"), "61 text outside a value"},
       {call("<int>1</int><int>1</int>"), "72 more than one value"},
+      {call("<array><data/><data/></array>"), "74 more than one value"},
       {call("<struct><value/></struct>"), "68 an element in the wrong place"},
       {call("<struct><member><value/></member></struct>"), "76 a value without a key"},
       {"<s:Envelope xmlns:s='u'> <s:Body> <m:Get><i>1</i><j/><i><k>2</k></i><i/></m:Get> "
@@ -256,6 +258,7 @@ TEST_F(xml, other_forms) {
        "<list label='d'/></item>",
        R"(7 {"c":false,"d":[],"k":["",{}],"l":16,"n":null,"r":1.0,"t":"x","u":"a:b","y":true})"},
       {"<field type='data'>AQID</field>", "7 \"AQID\""},
+      {"<item><list label='a' ident='b' rel='c'/><item ident='d' rel='e'/></item>", R"(7 {"a":[],"d":{}})"},
       {"<item><field>x</field></item>", "6 a value without a key"},
       {"<list><field type='int'>1</field></list>", "6 an unknown type"},
       {"<field type='boolean'>2</field>", "23 not a boolean"},
