@@ -215,7 +215,7 @@ TEST_F(ntld_test, readers_take_builders_and_bytes) {
   expect({xp_ntld_count(b.get()), xp_ntld_getlongbyindex(b.get(), 0)}, "0 0");
   EXPECT_EQ(xp_ntld_next(b.get()), nullptr);
   EXPECT_EQ(xp_ntld_close(b.get()), whole.size());
-  const xp::ref shared = b;
+  const xp::ref shared = xp::ref::share(b.get());
   for (const void *p : {static_cast<const void *>(b.get()), static_cast<const void *>(copy.get())}) {
     char text[4] = "xyz";
     expect({xp_ntld_verify(p, static_cast<uint32_t>(whole.size())) == whole.size(), xp_ntld_count(p),
