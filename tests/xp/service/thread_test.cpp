@@ -132,6 +132,7 @@ TEST_F(event_test, one_setting_lets_one_waiter_through_or_all) {
          "0 0 1 1 0 0");
   expect({xp_event_set(nullptr), xp_event_reset(nullptr), xp_event_wait(nullptr, 0)}, "-1 -1 -1");
 
+  const int64_t start = xp_tick_now();
   std::atomic<int> through = 0;
   run_on_threads(5, [&](int index) {
     if (index == 0) {
@@ -142,6 +143,7 @@ TEST_F(event_test, one_setting_lets_one_waiter_through_or_all) {
     }
   });
   EXPECT_EQ(through, 4);
+  EXPECT_LT(xp_tick_since(start), 30000 * XP_TICKS_PER_MS) << "one was woken by its limit";
 }
 
 // Threads hand a plain number round: each waits for its own event and sets the next one's.
