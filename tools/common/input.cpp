@@ -1,5 +1,7 @@
 #include "tools/common/input.h"
 
+#include "tools/common/escape.h"
+
 #include <errno.h>
 #include <fcntl.h>
 #include <string.h>
@@ -47,5 +49,5 @@ std::string read_input(const std::string &file, std::string &bytes) {
 }
 
 std::string shown_name(const std::string &file) {
-  return file == "-" ? "standard input" : file;
+  return file == "-" ? "standard input" : escaped(file, '\0');
 }

@@ -1,5 +1,6 @@
 #include "tools/xp-plist/commands.h"
 
+#include "tools/common/escape.h"
 #include "tools/common/input.h"
 #include "tools/common/output.h"
 #include "tools/xp-plist/output.h"
@@ -43,7 +44,8 @@ exit_status put(const arguments &wanted, std::string_view bytes) {
   const bool standard = wanted.output == "-" || wanted.output == "/dev/stdout";
   const std::string failure = standard ? write_standard_output(bytes) : replace_file(wanted.output, bytes);
   if (failure.empty()) return EXIT_OK;
-  return complain("cannot write " + (standard ? "standard output" : wanted.output) + ": " + failure);
+  return complain("cannot write " + (standard ? "standard output" : shown_name(wanted.output)) + ": " +
+                  failure);
 }
 
 // Writes a tree in the style that is asked for, `own` if none is.
@@ -69,7 +71,8 @@ exit_status put_value(const arguments &wanted, xp_obj *value) {
 
 exit_status get(const arguments &wanted, const ref &list) {
   const ref node = ref::adopt(xp_plist_get(list.get(), wanted.path.c_str()));
-  if (!node) return complain("nothing at '" + wanted.path + "' in " + shown_name(wanted.files[0]));
+  if (!node)
+    return complain("nothing at '" + escaped(wanted.path, '\'') + "' in " + shown_name(wanted.files[0]));
   const bool container = xp_type(node.get()) == xp_dict_type() || xp_type(node.get()) == xp_array_type();
   if (!container && !wanted.to && !wanted.pretty) return put_value(wanted, node.get());
   return put_tree(wanted, node.get(), xp_plist_getstyle(list.get()));
