@@ -242,6 +242,15 @@ TEST_F(message_test, loading_received_bytes) {
       << "short numbers are padded with zero bytes at their end";
 }
 
+TEST_F(message_test, bytes_that_imitate_an_object_are_read_as_bytes) {
+  // The first words look like a builder's header: a count of 1 and the type "ntld".
+  xp::ref m = message();
+  EXPECT_EQ(load(m, record("\1\0\0\0"s, "ntld", record("call", "long", "APIC"))), 0);
+  uint32_t name;
+  EXPECT_EQ(ipc_msg_get_name(m.get(), &name), 0);
+  EXPECT_EQ(name, xp_code("APIC"));
+}
+
 TEST_F(message_test, a_builder_outlives_its_message_harmlessly) {
   xp::ref m = message();
   xp::ref set = xp::ref::adopt(ipc_msg_get_ntld(m.get()));
