@@ -51,6 +51,11 @@ public:
   service(const fs::path &file, answers answer) : file_(file), listener_(bound_socket(file)) {
     EXPECT_EQ(listen(listener_, 1), 0);
     thread_ = std::thread([this, answer = std::move(answer)] {
+      // The client is to bear interruptions; this side knows nothing of them.
+      sigset_t interruption;
+      sigemptyset(&interruption);
+      sigaddset(&interruption, SIGALRM);
+      pthread_sigmask(SIG_BLOCK, &interruption, nullptr);
       for (int client; (client = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC)) >= 0; close(client))
         serve(client, answer);
     });
