@@ -60,7 +60,8 @@ void attach(xp_ntld *b, xp_obj *buffer, uint8_t *bytes, uint32_t capacity, uint3
   b->refused = 0;
 }
 
-// Chooses between the three kinds. False when the data object of a growable builder cannot be made.
+// Chooses between the three kinds. False when the data object of a growable builder cannot be made or
+// written.
 bool set_buffer(xp_ntld *b, void *buffer, uint32_t size) {
   if (size != XP_NTLD_GROW) {
     attach(b, nullptr, static_cast<uint8_t *>(buffer), buffer == nullptr ? 0 : size, 0);

@@ -31,8 +31,8 @@ uint32_t xp_ntld_type();
 // are counted and nothing is written.
 xp_obj *xp_ntld_new(void *buffer, uint32_t size);
 
-// The same choice for an existing builder, which then is empty. Open containers of the old buffer stay
-// unfinished.
+// The same choice for an existing builder, which then is empty; it measures when that is a constant or memory
+// is exhausted. Open containers of the old buffer stay unfinished.
 void xp_ntld_reset(xp_obj *builder, void *buffer, uint32_t size);
 
 // Starts a container. 12, or 0 when there is no room for its header; then everything up to its close is

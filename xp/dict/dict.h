@@ -82,13 +82,14 @@ int32_t xp_dict_extend(xp_obj *dst, xp_obj *src);
 int32_t xp_dict_enum(xp_obj *d, xp_dict_visitor visit, void *context);
 int32_t xp_dict_enumsorted(xp_obj *d, xp_dict_visitor visit, void *context);
 
-// Releases and nulls the values for which `visit` returns nonzero; the keys stay. Always 0.
+// Walks like xp_dict_enum; releases and nulls the values for which `visit` returns nonzero; the keys stay.
+// Always 0.
 int32_t xp_dict_enumclear(xp_obj *d, xp_dict_visitor visit, void *context);
 
 // Walks nested dictionaries depth first and calls `visit` with the path of every value that is not a
 // dictionary: the keys from the top, joined by `separator` (null: nothing); a separator that begins with "/"
-// also begins the path. -1 when `visit` returned nonzero or memory ran out, else 0. Recurses as deep as the
-// tree.
+// also begins the path. `visit` gets the dictionary that holds the value. -1 when `visit` returned nonzero or
+// memory ran out, else 0. Recurses as deep as the tree.
 int32_t xp_dict_traverse(xp_obj *d, const char *separator, xp_dict_visitor visit, void *context);
 
 // Traversals (xp/service/traversal.h) of the keys, as strings, and of the values, null ones skipped. Forward

@@ -16,7 +16,7 @@
 #include <string.h>
 
 // Copies as many bytes as a block has from the start and from the end of a text, which overlap where it is
-// shorter than two blocks. Text and copy do not: nothing needs to be held in between.
+// shorter than two blocks. The text and its copy never overlap each other, so the ends may be copied in turn.
 template <size_t Block>
 inline void xpf_copy_ends(char *to, const char *from, size_t length) {
   memcpy(to, from, Block);
